@@ -1,0 +1,47 @@
+# Helpers that let each area of the tree declare its own targets without touching shared files.
+
+# Adds every direct subdirectory of `dir` that has a CMakeLists.txt.
+function(quillon_add_subdirectories dir)
+  file(GLOB children LIST_DIRECTORIES true CONFIGURE_DEPENDS ${dir}/*)
+  list(SORT children)
+  foreach(child IN LISTS children)
+    if(IS_DIRECTORY ${child} AND EXISTS ${child}/CMakeLists.txt)
+      add_subdirectory(${child})
+    endif()
+  endforeach()
+endfunction()
+
+# quillon_add_adapter(<area> SOURCES ... LIBRARIES ...)
+# Declares the Linux adapter library of one area (quillon_linux_<area>, alias Quillon::linux_<area>)
+# and adds it to Quillon::linux, which the application links.
+function(quillon_add_adapter area)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  set(target quillon_linux_${area})
+  add_library(${target} STATIC ${ARG_SOURCES})
+  add_library(Quillon::linux_${area} ALIAS ${target})
+  target_link_libraries(${target} PUBLIC Quillon::core ${ARG_LIBRARIES})
+  quillon_set_warnings(${target})
+  target_link_libraries(quillon_linux INTERFACE ${target})
+endfunction()
+
+# quillon_add_unit_tests(<name> SOURCES ... [LIBRARIES ...])
+function(quillon_add_unit_tests name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE Quillon::core Quillon::fakes GTest::gmock GTest::gtest_main ${ARG_LIBRARIES})
+  quillon_set_warnings(${name})
+  gtest_discover_tests(${name} PROPERTIES LABELS unit DISCOVERY_TIMEOUT 120)
+endfunction()
+
+# quillon_add_integration_tests(<name> SOURCES ... [LIBRARIES ...] [TIMEOUT s])
+# Integration tests run inside the desktop session of tests/integration/desktop-session.
+function(quillon_add_integration_tests name)
+  cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 300)
+  endif()
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE Quillon::core Quillon::fakes GTest::gmock GTest::gtest_main ${ARG_LIBRARIES})
+  quillon_set_warnings(${name})
+  gtest_discover_tests(${name} PROPERTIES LABELS integration TIMEOUT ${ARG_TIMEOUT} DISCOVERY_TIMEOUT 120)
+endfunction()

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+#include "core/base/Scheduler.h"
+
+namespace quillon {
+
+// A scheduler on virtual time. Nothing runs until the owner calls runUntilIdle() or advance():
+// tests use one of these for every queue so that timers of seconds run instantly and in a
+// deterministic order. Posting is safe from any thread; running belongs to one thread.
+class ManualScheduler final : public Scheduler {
+public:
+    explicit ManualScheduler(TimePoint start = TimePoint{} + std::chrono::hours(1));
+
+    void post(Task task) override;
+    TimerHandle postAfter(Duration delay, Task task) override;
+    TimePoint now() const override;
+
+    // Runs every task that is due now, including those that the tasks post for now.
+    // Returns how many ran.
+    std::size_t runUntilIdle();
+
+    // Moves the clock forward by `by`, running each task when its time comes.
+    std::size_t advance(Duration by);
+
+    // Moves the clock to the next pending timer and runs what is due then; false if nothing waits.
+    bool runNext();
+
+    std::size_t pendingCount() const;
+    std::optional<TimePoint> nextDueTime() const;
+
+private:
+    struct Entry {
+        Task task;
+        std::shared_ptr<std::atomic<bool>> cancelled;
+    };
+    using Key = std::pair<TimePoint, std::uint64_t>;
+
+    std::optional<Entry> takeDue(TimePoint limit);
+    void enqueue(TimePoint due, Task task, std::shared_ptr<std::atomic<bool>> cancelled);
+
+    mutable std::mutex mutex_;
+    TimePoint now_;
+    std::uint64_t sequence_ = 0;
+    std::map<Key, Entry> queue_;
+};
+
+}  // namespace quillon

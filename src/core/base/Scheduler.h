@@ -1,0 +1,34 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+
+#include "core/base/TimerHandle.h"
+
+namespace quillon {
+
+using Duration = std::chrono::steady_clock::duration;
+using TimePoint = std::chrono::steady_clock::time_point;
+using Task = std::function<void()>;
+
+// Every hop and every timer of the core goes through a Scheduler. Production code gets the
+// Qt main loop or a worker's serial queue; tests get a ManualScheduler and move time by hand.
+//
+// Tasks posted to one scheduler run one at a time, in the order they became due; tasks due
+// at the same time run in the order they were posted.
+class Scheduler {
+public:
+    virtual ~Scheduler() = default;
+
+    // Runs `task` soon, never inside this call. Safe from any thread.
+    virtual void post(Task task) = 0;
+
+    // Runs `task` once `delay` has passed, unless the returned handle was cancelled first.
+    // Safe from any thread.
+    virtual TimerHandle postAfter(Duration delay, Task task) = 0;
+
+    // This scheduler's clock: monotonic, virtual under test.
+    virtual TimePoint now() const = 0;
+};
+
+}  // namespace quillon

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace quillon {
+
+// The system clipboard (the X11 CLIPBOARD selection on Linux). Main thread only.
+class Pasteboard {
+public:
+    virtual ~Pasteboard() = default;
+
+    // The plain text on the clipboard, or absent when it holds none.
+    virtual std::optional<std::string> string() const = 0;
+
+    // Clears the clipboard and puts `text` on it as plain text. False when that failed.
+    virtual bool setString(const std::string& text) = 0;
+
+    virtual void clear() = 0;
+};
+
+}  // namespace quillon

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QObject>
+
+#include "core/base/Scheduler.h"
+
+namespace quillon {
+
+// The main thread's scheduler, on the Qt event loop. Posting is safe from any thread: tasks are
+// queued to `context`'s thread (the GUI thread) and timers are started there.
+class QtMainScheduler final : public Scheduler {
+public:
+    explicit QtMainScheduler(QObject* context);
+
+    void post(Task task) override;
+    TimerHandle postAfter(Duration delay, Task task) override;
+    TimePoint now() const override;
+
+private:
+    QObject* context_;
+};
+
+}  // namespace quillon

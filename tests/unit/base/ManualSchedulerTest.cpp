@@ -1,0 +1,77 @@
+#include "core/base/ManualScheduler.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace quillon {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(ManualScheduler, RunsTasksInDueOrderThenPostingOrder) {
+    ManualScheduler scheduler;
+    std::vector<std::string> order;
+    scheduler.postAfter(2s, [&] { order.push_back("late"); });
+    scheduler.post([&] { order.push_back("first"); });
+    scheduler.postAfter(1s, [&] { order.push_back("soon-a"); });
+    scheduler.postAfter(1s, [&] { order.push_back("soon-b"); });
+    scheduler.post([&] { order.push_back("second"); });
+
+    EXPECT_EQ(scheduler.runUntilIdle(), 2u);
+    EXPECT_EQ(order, (std::vector<std::string>{"first", "second"}));
+    scheduler.advance(2s);
+    EXPECT_EQ(order, (std::vector<std::string>{"first", "second", "soon-a", "soon-b", "late"}));
+}
+
+TEST(ManualScheduler, TimerSeesItsOwnDueTimeAndClockEndsAtTarget) {
+    ManualScheduler scheduler;
+    const auto start = scheduler.now();
+    TimePoint seen{};
+    scheduler.postAfter(250ms, [&] { seen = scheduler.now(); });
+    scheduler.advance(1s);
+    EXPECT_EQ(seen - start, 250ms);
+    EXPECT_EQ(scheduler.now() - start, 1s);
+}
+
+TEST(ManualScheduler, CancelledTimerNeverRunsAndIsNotPending) {
+    ManualScheduler scheduler;
+    bool ran = false;
+    auto handle = scheduler.postAfter(30s, [&] { ran = true; });
+    EXPECT_EQ(scheduler.pendingCount(), 1u);
+    handle.cancel();
+    EXPECT_EQ(scheduler.pendingCount(), 0u);
+    scheduler.advance(1min);
+    EXPECT_FALSE(ran);
+    EXPECT_TRUE(handle.isCancelled());
+    TimerHandle{}.cancel();  // an empty handle is harmless
+}
+
+TEST(ManualScheduler, TasksPostedByTasksRunWithinTheSameAdvanceWhenDue) {
+    ManualScheduler scheduler;
+    std::vector<int> ticks;
+    std::function<void()> tick = [&] {
+        ticks.push_back(static_cast<int>(ticks.size()));
+        if (ticks.size() < 5) scheduler.postAfter(20ms, tick);
+    };
+    scheduler.postAfter(20ms, tick);
+    scheduler.advance(60ms);
+    EXPECT_EQ(ticks.size(), 3u);
+    scheduler.advance(1s);
+    EXPECT_EQ(ticks.size(), 5u);
+}
+
+TEST(ManualScheduler, RunNextJumpsToTheNextTimer) {
+    ManualScheduler scheduler;
+    const auto start = scheduler.now();
+    int runs = 0;
+    scheduler.postAfter(90s, [&] { ++runs; });
+    EXPECT_TRUE(scheduler.runNext());
+    EXPECT_EQ(runs, 1);
+    EXPECT_EQ(scheduler.now() - start, 90s);
+    EXPECT_FALSE(scheduler.runNext());
+}
+
+}  // namespace
+}  // namespace quillon

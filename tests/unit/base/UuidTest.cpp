@@ -1,0 +1,37 @@
+#include "core/base/Uuid.h"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <unordered_set>
+
+namespace quillon {
+namespace {
+
+TEST(Uuid, RandomTextIsUpperCaseVersionFour) {
+    const std::regex shape("^[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}$");
+    std::unordered_set<Uuid> seen;
+    for (int i = 0; i < 200; ++i) {
+        Uuid uuid = Uuid::random();
+        EXPECT_TRUE(std::regex_match(uuid.toString(), shape)) << uuid.toString();
+        EXPECT_TRUE(seen.insert(uuid).second);
+    }
+}
+
+TEST(Uuid, ParsesEitherCaseAndRoundTrips) {
+    auto parsed = Uuid::parse("0f8e6c2a-1b3d-4e5f-9a7b-c1d2e3f40516");
+    ASSERT_TRUE(parsed);
+    EXPECT_EQ(parsed->toString(), "0F8E6C2A-1B3D-4E5F-9A7B-C1D2E3F40516");
+    EXPECT_EQ(Uuid::parse(parsed->toString()), parsed);
+}
+
+TEST(Uuid, RejectsMalformedText) {
+    for (const char* text : {"", "0F8E6C2A1B3D4E5F9A7BC1D2E3F40516", "0F8E6C2A-1B3D-4E5F-9A7B-C1D2E3F4051G",
+                             "0F8E6C2A-1B3D-4E5F-9A7B_C1D2E3F40516", "0F8E6C2A-1B3D-4E5F-9A7B-C1D2E3F405166"}) {
+        EXPECT_FALSE(Uuid::parse(text)) << text;
+    }
+    EXPECT_TRUE(Uuid{}.isNil());
+}
+
+}  // namespace
+}  // namespace quillon

@@ -1,0 +1,76 @@
+#include "core/logging/LogService.h"
+
+#include <gtest/gtest.h>
+
+#include "core/base/ManualScheduler.h"
+#include "fakes/TestLog.h"
+
+namespace quillon {
+namespace {
+
+using namespace std::chrono;
+using testing::TestLog;
+
+class LogServiceTest : public ::testing::Test {
+protected:
+    std::vector<std::string> ring() {
+        std::vector<std::string> lines;
+        log_.service->readLines([&](std::vector<std::string> all) { lines = std::move(all); });
+        queue_.runUntilIdle();
+        return lines;
+    }
+
+    ManualScheduler queue_;
+    TestLog log_{queue_};
+};
+
+TEST_F(LogServiceTest, LineHasTheFixedShapeInLocalTime) {
+    log_.clock.set(sys_days{year{2026} / 3 / 9} + 23h + 59min + 58s + 7ms);
+    log_.clock.setUtcOffset(hours(2));
+    const auto line = log_.service->formatLine(log_.clock.now(), LogLevel::error, LogCategory::transcription,
+                                               "/src/core/dictation/RecordingCoordinator.cpp", 42,
+                                               "startRecording()", "Recording error: boom");
+    EXPECT_EQ(line,
+              "[2026-03-10 01:59:58.007] [ERROR] [Transcription] RecordingCoordinator.cpp:42 startRecording() - "
+              "Recording error: boom");
+}
+
+TEST_F(LogServiceTest, CallerGetsThePlatformLogAtOnceAndTheRingLater) {
+    Logger logger = log_.logger(LogCategory::app);
+    logger.info("hello");
+    EXPECT_TRUE(log_.output.contains(LogLevel::info, "hello"));
+    EXPECT_EQ(queue_.pendingCount(), 1u);  // the caller did not wait for the ring
+    auto lines = ring();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_NE(lines[0].find("] [INFO] [App] LogServiceTest.cpp:"), std::string::npos) << lines[0];
+    EXPECT_TRUE(lines[0].ends_with(" - hello")) << lines[0];
+}
+
+TEST_F(LogServiceTest, RingKeepsTheLastThousandInPostingOrder) {
+    Logger logger = log_.logger(LogCategory::audio);
+    for (int i = 0; i < 1001; ++i) logger.debug("line " + std::to_string(i));
+    auto lines = ring();
+    ASSERT_EQ(lines.size(), 1000u);
+    EXPECT_TRUE(lines.front().ends_with(" - line 1"));
+    EXPECT_TRUE(lines.back().ends_with(" - line 1000"));
+}
+
+TEST_F(LogServiceTest, MultiLineMessageIsOneEntry) {
+    log_.logger(LogCategory::models).error("first\nsecond");
+    auto lines = ring();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_TRUE(lines[0].ends_with(" - first\nsecond"));
+}
+
+TEST_F(LogServiceTest, FileWithoutSeparatorAndDisabledLevel) {
+    log_.output.setMinimumLevel(LogLevel::info);
+    log_.service->write(LogLevel::debug, LogCategory::hotkey, "quiet", std::source_location::current());
+    EXPECT_TRUE(log_.output.entries().empty());  // below the platform log's level
+    EXPECT_EQ(ring().size(), 1u);                  // but still in the ring
+    const auto line = log_.service->formatLine(log_.clock.now(), LogLevel::info, LogCategory::hotkey, "main.cpp",
+                                               7, "f()", "m");
+    EXPECT_NE(line.find("[Hotkey] main.cpp:7 f() - m"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace quillon
