@@ -103,5 +103,14 @@ TEST(QuillonProgram, ASecondLaunchLeavesTheRunningOneAsItIs) {
     EXPECT_EQ(next.waitForExit(), 0);
 }
 
+// Desktop menus drop entries that break the desktop entry rules without a word.
+TEST(QuillonProgram, ItsDesktopEntryIsOneThatMenusShow) {
+    const auto result = testing::runWhileServingEvents(
+        "desktop-file-validate", {QStringLiteral(QUILLON_SOURCE_DIR "/resources/quillon.desktop")});
+    ASSERT_TRUE(result.has_value()) << "desktop-file-validate (desktop-file-utils) is missing";
+    EXPECT_EQ(result->exitCode, 0) << result->standardOutput.toStdString();
+    EXPECT_TRUE(result->standardOutput.isEmpty()) << result->standardOutput.toStdString();
+}
+
 }  // namespace
 }  // namespace quillon
