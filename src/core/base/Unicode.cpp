@@ -305,6 +305,21 @@ bool isBoundary(std::string_view text, std::size_t offset, int which) {
     return iterator->isBoundary(static_cast<std::int32_t>(offset));
 }
 
+// The offset of the first byte where `a` and `b` differ (or the shorter length), eight bytes a step.
+std::size_t firstDifference(std::string_view a, std::string_view b) {
+    const std::size_t shorter = std::min(a.size(), b.size());
+    std::size_t i = 0;
+    for (; i + 8 <= shorter; i += 8) {
+        std::uint64_t x;
+        std::uint64_t y;
+        std::memcpy(&x, a.data() + i, 8);
+        std::memcpy(&y, b.data() + i, 8);
+        if (x != y) break;
+    }
+    while (i < shorter && a[i] == b[i]) ++i;
+    return i;
+}
+
 bool isContinuationByte(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
 
 bool isWhitespace(UChar32 c) { return c >= 0 && u_isUWhiteSpace(c); }
@@ -341,10 +356,7 @@ std::size_t graphemeCount(std::string_view text) {
 }
 
 std::size_t commonPrefixLength(std::string_view a, std::string_view b) {
-    const std::size_t shorter = std::min(a.size(), b.size());
-    std::size_t offset =
-        static_cast<std::size_t>(std::mismatch(a.begin(), a.begin() + static_cast<std::ptrdiff_t>(shorter), b.begin()).first -
-                                 a.begin());
+    std::size_t offset = firstDifference(a, b);
     if (offset == a.size() && offset == b.size()) return offset;
 
     // Back off to the start of a code point in both texts; before `offset` they are the same bytes.
