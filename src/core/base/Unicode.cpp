@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -78,9 +79,8 @@ constexpr auto certainPairs = [] {
 
 bool certainBoundary(Kind a, Kind b) { return certainPairs[static_cast<std::size_t>(a)][static_cast<std::size_t>(b)]; }
 
-Kind classify(UChar32 c) {
-    if (c < 0) return Kind::other;  // an ill-formed byte stands alone, as U+FFFD does
-    switch (static_cast<UGraphemeClusterBreak>(u_getIntPropertyValue(c, UCHAR_GRAPHEME_CLUSTER_BREAK))) {
+Kind kindOfBreakClass(std::uint32_t breakClass) {
+    switch (static_cast<UGraphemeClusterBreak>(breakClass)) {
         case U_GCB_CONTROL: return Kind::control;
         case U_GCB_CR: return Kind::cr;
         case U_GCB_LF: return Kind::lf;
@@ -94,30 +94,34 @@ Kind classify(UChar32 c) {
         case U_GCB_LV: return Kind::hangulLV;
         case U_GCB_LVT: return Kind::hangulLVT;
         case U_GCB_REGIONAL_INDICATOR: return Kind::regionalIndicator;
-        default:
-            if (u_hasBinaryProperty(c, UCHAR_EXTENDED_PICTOGRAPHIC)) return Kind::pictographic;
-            // Devanagari to Sinhala: a superset of the scripts with conjunct rules.
-            if (c >= 0x0900 && c <= 0x0DFF) return Kind::indicConsonant;
-            return Kind::other;
+        default: return Kind::other;
     }
 }
 
-// The kinds of the first two planes (every script in use, and the emoji), looked up once; the
-// rare code points beyond ask ICU each time.
-constexpr UChar32 tabulatedCodePoints = 0x20000;
+// Devanagari to Sinhala: a superset of the scripts with conjunct rules.
+constexpr bool inIndicBlocks(UChar32 c) { return c >= 0x0900 && c <= 0x0DFF; }
 
-const std::array<Kind, tabulatedCodePoints>& tabulatedKinds() {
-    static const auto table = [] {
-        auto kinds = std::make_unique<std::array<Kind, tabulatedCodePoints>>();
-        for (UChar32 c = 0; c < tabulatedCodePoints; ++c) (*kinds)[static_cast<std::size_t>(c)] = classify(c);
-        return kinds;
-    }();
-    return *table;
+Kind classify(UChar32 c) {
+    if (c < 0) return Kind::other;  // an ill-formed byte stands alone, as U+FFFD does
+    const Kind kind = kindOfBreakClass(static_cast<std::uint32_t>(u_getIntPropertyValue(c, UCHAR_GRAPHEME_CLUSTER_BREAK)));
+    if (kind != Kind::other) return kind;
+    if (u_hasBinaryProperty(c, UCHAR_EXTENDED_PICTOGRAPHIC)) return Kind::pictographic;
+    return inIndicBlocks(c) ? Kind::indicConsonant : Kind::other;
 }
 
+// The kinds of the first two planes (every script in use, and the emoji) are remembered as they
+// are met, so the first call pays only for the code points it sees. Zero means "not yet known";
+// racing threads store the same value, so relaxed order is enough.
+constexpr UChar32 rememberedCodePoints = 0x20000;
+constinit std::array<std::atomic<std::uint8_t>, rememberedCodePoints> knownKinds{};
+
 inline Kind kindOf(UChar32 c) {
-    if (c >= 0 && c < tabulatedCodePoints) return tabulatedKinds()[static_cast<std::size_t>(c)];
-    return classify(c);
+    if (c < 0 || c >= rememberedCodePoints) return classify(c);
+    auto& slot = knownKinds[static_cast<std::size_t>(c)];
+    if (const std::uint8_t known = slot.load(std::memory_order_relaxed)) return static_cast<Kind>(known - 1);
+    const Kind kind = classify(c);
+    slot.store(static_cast<std::uint8_t>(static_cast<std::uint8_t>(kind) + 1), std::memory_order_relaxed);
+    return kind;
 }
 
 bool isAscii(std::string_view text) {
