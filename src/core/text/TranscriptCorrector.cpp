@@ -73,6 +73,7 @@ struct TranscriptCorrector::CompiledRules {
         GlossaryCorrection correction;
         std::shared_ptr<const icu::RegexPattern> pattern;
         icu::UnicodeString replacement;
+        icu::UnicodeString foldedSource;  // full case folding, for the quick test below
         // Set when the replacement failed on real text although it passed the check at compile time.
         mutable std::atomic<bool> failed{false};
     };
@@ -139,6 +140,8 @@ std::shared_ptr<const TranscriptCorrector::CompiledRules> TranscriptCorrector::r
         rule->correction = std::move(*correction);
         rule->pattern = std::move(pattern);
         rule->replacement = std::move(replacement);
+        rule->foldedSource = sample;
+        rule->foldedSource.foldCase();
         compiled->rules.push_back(std::move(rule));
     }
     cached_ = compiled;
@@ -149,10 +152,17 @@ std::string TranscriptCorrector::applyingCorrections(std::string_view text) cons
     const auto compiled = rules(settings_.transcriptionCorrections());
     if (compiled->rules.empty() || text.empty()) return std::string(text);
 
+    // Most rules do not occur in a given phrase, and a pattern that opens with a look-behind is
+    // tried at every position. Case-insensitive matching compares full case foldings, so a rule can
+    // match only where its folded source occurs in the folded text: that substring test skips the
+    // rest cheaply.
     icu::UnicodeString current = icu::UnicodeString::fromUTF8(text);
+    icu::UnicodeString folded = current;
+    folded.foldCase();
     bool changed = false;
     for (const auto& rule : compiled->rules) {
         if (rule->failed.load(std::memory_order_relaxed)) continue;
+        if (folded.indexOf(rule->foldedSource) < 0) continue;
         UErrorCode status = U_ZERO_ERROR;
         std::unique_ptr<icu::RegexMatcher> matcher(rule->pattern->matcher(current, status));
         if (U_FAILURE(status) || !matcher) continue;
@@ -169,6 +179,8 @@ std::string TranscriptCorrector::applyingCorrections(std::string_view text) cons
         }
         matcher.reset();  // it still refers to `current`
         current = std::move(replaced);
+        folded = current;
+        folded.foldCase();
         changed = true;
     }
     return changed ? toUtf8(current) : std::string(text);
