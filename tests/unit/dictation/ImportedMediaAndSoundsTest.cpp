@@ -100,6 +100,13 @@ TEST_F(ImportedMediaTest, ResultForAGoneCoordinatorIsDropped) {
 
 class SoundsTest : public testing::DictationWorld {};
 
+TEST_F(SoundsTest, NoSoundsWhenSoundFeedbackIsOff) {
+    settings.setSoundFeedbackEnabled(false);
+    pressStart();
+    pressStop();
+    EXPECT_TRUE(sounds.loaded.empty());
+}
+
 TEST_F(SoundsTest, MissingOrBrokenSoundsAreLoggedAndTheRecordingGoesOn) {
     sounds.resources.erase("Start");
     sounds.undecodable.insert("End");

@@ -123,6 +123,7 @@ TEST_F(InsertionDeliveryQueueTest, WaitingTextLandsInOnePieceWithinAQuarterSecon
     main_.advance(2s);
     EXPECT_TRUE(insertion_.insertions.empty());
     EXPECT_EQ(queue_.delivery(id)->pendingText, "Hello world.");
+    EXPECT_EQ(main_.pendingCount(), 1u);  // one timer at a time, never a busy loop
 
     insertion_.focused = editor_;
     main_.advance(250ms);
@@ -130,19 +131,6 @@ TEST_F(InsertionDeliveryQueueTest, WaitingTextLandsInOnePieceWithinAQuarterSecon
     // With nothing waiting the monitor ends and nothing more is scheduled.
     EXPECT_FALSE(queue_.isFocusMonitorRunning());
     EXPECT_EQ(main_.pendingCount(), 0u);
-}
-
-TEST_F(InsertionDeliveryQueueTest, MonitorChecksTheFocusEveryQuarterSecond) {
-    const Uuid id = beginSession(editor_);
-    insertion_.focused = notes_;
-    phrase(id, "waiting");
-    insertion_.focusQueries = 0;
-    main_.advance(1s);
-    EXPECT_EQ(insertion_.focusQueries, 0);  // another process: the elements need no comparison
-    EXPECT_EQ(main_.pendingCount(), 1u);    // one timer at a time, never a busy loop
-    insertion_.focused = FakeTextInsertion::makeField("search", 100);  // same process: elements are compared
-    main_.advance(1s);
-    EXPECT_EQ(insertion_.focusQueries, 4);
 }
 
 TEST_F(InsertionDeliveryQueueTest, OlderSessionsTextGoesFirst) {
@@ -170,20 +158,6 @@ TEST_F(InsertionDeliveryQueueTest, FailedInsertionGoesToTheClipboardAndTheNextPh
     phrase(id, "next words");
     EXPECT_EQ(insertion_.insertedTexts(), (std::vector<std::string>{"next words"}));
     EXPECT_TRUE(queue_.contains(id));
-}
-
-TEST_F(InsertionDeliveryQueueTest, AfterTheRecordingTextGoesToWhateverFieldHasTheFocus) {
-    const Uuid id = beginSession(editor_);
-    insertion_.focused = notes_;
-    phrase(id, "held back");
-    queue_.markRecordingComplete(id);
-    queue_.flushPendingInsertions();
-    EXPECT_EQ(insertion_.insertions, (std::vector<Insertion>{{"notes", "held back"}}));
-
-    // A phrase finalised after the stop goes in without a focus check.
-    insertion_.focused = nullptr;
-    phrase(id, "late but wanted");
-    EXPECT_EQ(insertion_.insertions.back(), (Insertion{"", "late but wanted"}));
 }
 
 TEST_F(InsertionDeliveryQueueTest, PhraseAfterTheDeliveryEndedIsDropped) {
@@ -247,15 +221,6 @@ TEST_F(InsertionDeliveryQueueTest, FinishFallsBackToTheClipboardAndASecondFinish
     queue_.finishInsertionDelivery(id, "keep me");
     EXPECT_FALSE(pasteboard_.text);
     EXPECT_EQ(queue_.size(), 0u);
-}
-
-TEST_F(InsertionDeliveryQueueTest, WithoutTheMenuBarAFailedInsertionHasNowhereToGo) {
-    queue_.setMenuBarController({});
-    const Uuid id = beginSession(editor_);
-    insertion_.insertFailure = TextInsertionError::insertionFailed;
-    phrase(id, "gone");
-    EXPECT_FALSE(pasteboard_.text);
-    EXPECT_EQ(queue_.delivery(id)->pendingText, "");
 }
 
 }  // namespace

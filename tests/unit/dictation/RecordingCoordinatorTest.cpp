@@ -29,13 +29,6 @@ TEST_F(RecordingCoordinatorTest, StartBindsTheFocusedFieldBeforeAnythingElseAndA
     EXPECT_EQ(coordinator->insertionDeliveries().size(), 1u);
 }
 
-TEST_F(RecordingCoordinatorTest, NoSoundsWhenSoundFeedbackIsOff) {
-    settings.setSoundFeedbackEnabled(false);
-    pressStart();
-    pressStop();
-    EXPECT_TRUE(sounds.loaded.empty());
-}
-
 TEST_F(RecordingCoordinatorTest, HotkeyIsIgnoredWhileALiveTranscriptRuns) {
     liveTranscript.setActiveSnapshot(true);
     pressStart();
@@ -154,11 +147,15 @@ TEST_F(RecordingCoordinatorTest, StopHandsTheHotkeyBackAtOnceAndFinishesTheSessi
 
 TEST_F(RecordingCoordinatorTest, FinishedSessionGoesIdleRemembersItsTranscriptAndKeepsNoAudio) {
     pressStart();
-    phrase(0, "Hello there.", "Hello there.");
+    sessions.session(0)->finalizePhrase("Hello there.", "Hello there.");
+    EXPECT_TRUE(insertion.insertions.empty()) << "session results wait for the main thread";
+    main.runUntilIdle();
     pressStop();
     EXPECT_EQ(chunkFilesOnDisk(), 1u) << "the chunk stays until the session has finished";
 
-    finishSession(0, "Hello there. General Kenobi.");
+    sessions.session(0)->finish("Hello there. General Kenobi.");
+    EXPECT_EQ(coordinator->insertionDeliveries().size(), 1u);
+    main.runUntilIdle();
     EXPECT_EQ(chunkFilesOnDisk(), 0u);
     EXPECT_EQ(state(), AppState::idle());
     EXPECT_FALSE(indicator.visible);
@@ -169,19 +166,6 @@ TEST_F(RecordingCoordinatorTest, FinishedSessionGoesIdleRemembersItsTranscriptAn
     EXPECT_EQ(coordinator->insertionDeliveries().size(), 0u);
     EXPECT_EQ(infos().back(), "Transcription complete");
     EXPECT_FALSE(sessions.isAlive(0));
-}
-
-TEST_F(RecordingCoordinatorTest, SessionResultsWaitForTheMainThread) {
-    pressStart();
-    sessions.session(0)->finalizePhrase("Hello.", "Hello.");
-    hotkey.pressStop();
-    EXPECT_TRUE(insertion.insertions.empty());
-    main.runUntilIdle();
-    sessions.session(0)->finish("Hello.");
-    EXPECT_EQ(menu->state(), AppState::transcribing());
-    EXPECT_EQ(coordinator->insertionDeliveries().size(), 1u);
-    main.runUntilIdle();
-    EXPECT_EQ(state(), AppState::idle());
 }
 
 TEST_F(RecordingCoordinatorTest, TextWaitingAtTheStopGoesToTheFieldFocusedThen) {
