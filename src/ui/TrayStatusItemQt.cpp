@@ -8,6 +8,15 @@ namespace {
 // Twenty frames a second: smooth at tray sizes, and gentle on a StatusNotifierItem host, which
 // receives each frame over D-Bus.
 constexpr std::chrono::milliseconds pulseFrameInterval{50};
+
+// The opacity of the pulse `elapsed` after it began: a triangle wave from 1 down to the lowest
+// opacity and back up, one way in each half period.
+double pulseOpacity(std::chrono::milliseconds elapsed) {
+    constexpr auto halfPeriod = TrayStatusItemQt::pulseHalfPeriod;
+    const double phase = static_cast<double>((elapsed % (2 * halfPeriod)).count()) / static_cast<double>(halfPeriod.count());
+    const double towardLowest = phase <= 1.0 ? phase : 2.0 - phase;
+    return 1.0 - (1.0 - TrayStatusItemQt::pulseLowestOpacity) * towardLowest;
+}
 }  // namespace
 
 TrayStatusItemQt::TrayStatusItemQt(Logger logger)
@@ -59,13 +68,6 @@ void TrayStatusItemQt::setAppearance(const StatusItemAppearance& appearance) {
         pulseTimer_.stop();
     }
     showIcon(1.0);
-}
-
-double TrayStatusItemQt::pulseOpacity(std::chrono::milliseconds elapsed) {
-    const auto period = 2 * pulseHalfPeriod;
-    const double phase = static_cast<double>((elapsed % period).count()) / static_cast<double>(pulseHalfPeriod.count());
-    const double towardLowest = phase <= 1.0 ? phase : 2.0 - phase;
-    return 1.0 - (1.0 - pulseLowestOpacity) * towardLowest;
 }
 
 void TrayStatusItemQt::pulseTick() {

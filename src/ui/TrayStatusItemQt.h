@@ -37,9 +37,6 @@ public:
     QAction& copyLastTranscriptionAction() { return *copyAction_; }
     QAction& quitAction() { return *quitAction_; }
 
-    // The opacity of the pulse `elapsed` after it began: a triangle wave from 1 down to 0.5 and up.
-    static double pulseOpacity(std::chrono::milliseconds elapsed);
-
 private:
     void showIcon(double opacity);
     void updateToolTip();

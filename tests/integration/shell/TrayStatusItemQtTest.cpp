@@ -93,25 +93,6 @@ TEST_F(TrayStatusItemQtTest, APulsingStateFadesToHalfAndBackUntilTheStateChanges
     EXPECT_FALSE(item.isPulsing());
     EXPECT_DOUBLE_EQ(item.opacity(), 1.0);
     EXPECT_NEAR(alphaOfIcon(), 1.0, 0.01);
-
-    struct Point {
-        int milliseconds;
-        double opacity;
-    };
-    for (const auto& point : std::vector<Point>{{0, 1.0}, {250, 0.75}, {500, 0.5}, {750, 0.75}, {1000, 1.0}, {1250, 0.75}}) {
-        EXPECT_DOUBLE_EQ(TrayStatusItemQt::pulseOpacity(std::chrono::milliseconds(point.milliseconds)), point.opacity)
-            << point.milliseconds;
-    }
-}
-
-TEST_F(TrayStatusItemQtTest, WithoutATrayHostInstallSaysSoAndTheIconArrivesWithTheTray) {
-    QUILLON_SKIP_WITHOUT_DISPLAY();
-    ASSERT_FALSE(QSystemTrayIcon::isSystemTrayAvailable()) << "a tray host is already running in this session";
-    TrayStatusItemQt item(log_.logger(LogCategory::app));
-    EXPECT_FALSE(item.install("Quillon"));
-    TrayHost tray;
-    ASSERT_TRUE(tray.waitUntilReady());
-    EXPECT_TRUE(serveEventsUntil([&] { return tray.iconOf(QCoreApplication::applicationPid()).has_value(); }));
 }
 
 // The last transcription reaches the clipboard, where another program pastes it, by the
