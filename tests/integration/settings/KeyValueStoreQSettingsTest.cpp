@@ -153,6 +153,22 @@ TEST_F(KeyValueStoreQSettingsTest, AnUnreadableOrCorruptFileGivesTheDefaultsAndI
     }
 }
 
+TEST_F(KeyValueStoreQSettingsTest, AFileEditedIntoSomethingElseWhileQuillonRunsIsLeftAlone) {
+    writeFile(settingsFile(), "[General]\nhotkeyKeyCode=30\n");
+    auto store = openStore();
+    ASSERT_EQ(store->value("hotkeyKeyCode"), Value(std::int64_t{30}));
+    const std::string edited = "[General]\nhotkeyKeyCode=30\nhalf a line the editor saved too soon\n";
+    writeFile(settingsFile(), edited);
+
+    store->setValue("soundFeedbackEnabled", false);
+    EXPECT_FALSE(store->isWritable());
+    EXPECT_EQ(store->value("soundFeedbackEnabled"), Value(false));
+    EXPECT_EQ(store->value("hotkeyKeyCode"), Value(std::int64_t{30})) << "what was read stays";
+    store.reset();
+    EXPECT_EQ(readFile(settingsFile()), edited);
+    EXPECT_EQ(log_.output.messages(LogLevel::error).size(), 2u);
+}
+
 TEST_F(KeyValueStoreQSettingsTest, ASettingsPathThatIsNoFileIsLeftAlone) {
     // A folder or a pipe where the file should be, and a file where its folder should be.
     std::filesystem::create_directories(settingsFile());
