@@ -74,8 +74,9 @@ int main(int argc, char** argv) {
     TrayStatusItemQt statusItem(Logger(log, LogCategory::app));
     AppDelegate delegate(mainScheduler, statusItem, pasteboard, log, [] { QCoreApplication::quit(); });
 
-    UnixSignalWatcher signalWatcher({SIGTERM, SIGINT}, [&logger](int number) {
-        logger.info(std::string("Received ") + (number == SIGINT ? "SIGINT" : "SIGTERM") + ", quitting");
+    // The session ends programs with SIGTERM, a terminal with SIGINT (Control-C) or SIGHUP (closed).
+    UnixSignalWatcher signalWatcher({SIGTERM, SIGINT, SIGHUP}, [&logger](int number) {
+        logger.info(std::string("Received SIG") + sigabbrev_np(number) + ", quitting");
         QCoreApplication::quit();
     });
     QObject::connect(&application, &QCoreApplication::aboutToQuit, [&delegate] { delegate.applicationWillTerminate(); });

@@ -42,18 +42,19 @@ TEST(QuillonProgram, ShowsItsIconInTheTrayAndQuitsFromItsMenu) {
     EXPECT_TRUE(quillon.log().contains("Quillon is quitting"));
 }
 
-// The session ends a program with SIGTERM; a terminal with Control-C sends SIGINT.
+// The session ends a program with SIGTERM; a terminal sends SIGINT (Control-C) or SIGHUP (closed).
 TEST(QuillonProgram, QuitsCleanlyWhenTheSessionOrTerminalEndsIt) {
     QUILLON_SKIP_WITHOUT_DISPLAY();
     TrayHost tray;
     ASSERT_TRUE(tray.waitUntilReady());
-    for (int number : {SIGTERM, SIGINT}) {
-        SCOPED_TRACE(number == SIGTERM ? "SIGTERM" : "SIGINT");
+    for (int number : {SIGTERM, SIGINT, SIGHUP}) {
+        SCOPED_TRACE(sigabbrev_np(number));
         QuillonProcess quillon;
         const qint64 pid = quillon.pid();
         ASSERT_TRUE(serveEventsUntil([&] { return tray.iconOf(pid).has_value(); })) << quillon.log().toStdString();
         quillon.sendSignal(number);
         EXPECT_EQ(quillon.waitForExit(), 0) << quillon.log().toStdString();
+        EXPECT_TRUE(quillon.log().contains(QByteArray("Received SIG") + sigabbrev_np(number)));
         EXPECT_TRUE(quillon.log().contains("Quillon is quitting"));
         EXPECT_FALSE(serveEventsUntil([&] { return tray.iconOf(pid).has_value(); }, std::chrono::milliseconds(0)));
         // Running with the defaults writes no settings.
