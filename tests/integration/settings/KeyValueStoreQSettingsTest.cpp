@@ -201,22 +201,6 @@ TEST_F(KeyValueStoreQSettingsTest, ASettingsPathThatIsNoFileIsLeftAlone) {
     EXPECT_EQ(readFile(settingsFile().parent_path()), "someone else's file");
 }
 
-TEST_F(KeyValueStoreQSettingsTest, AFileWithoutReadPermissionIsLeftAlone) {
-    writeFile(settingsFile(), "[General]\nhotkeyKeyCode=30\n");
-    std::filesystem::permissions(settingsFile(), std::filesystem::perms::none);
-    if (::access(settingsFile().c_str(), R_OK) == 0) {
-        GTEST_SKIP() << "file permissions do not bind this user (running as root)";
-    }
-    {
-        auto store = openStore();
-        EXPECT_FALSE(store->isWritable());
-        EXPECT_FALSE(store->value("hotkeyKeyCode").has_value());
-        store->setValue("hotkeyKeyCode", std::int64_t{44});
-    }
-    std::filesystem::permissions(settingsFile(), std::filesystem::perms::owner_read);
-    EXPECT_EQ(readFile(settingsFile()), "[General]\nhotkeyKeyCode=30\n");
-}
-
 // The speech path reads the glossary on its own thread while the user edits settings.
 TEST_F(KeyValueStoreQSettingsTest, ReadsFromOtherThreadsSeeWholeValuesWhileTheUserWrites) {
     auto store = openStore();
