@@ -25,7 +25,8 @@ protected:
         if (qobject_cast<QApplication*>(QCoreApplication::instance()) != nullptr) return;
         const char* missing = std::getenv("QUILLON_SESSION_MISSING");
         GTEST_SKIP() << "no X server in this session ("
-                     << (missing != nullptr ? missing : "run inside tests/integration/desktop-session") << ")";
+                     << (missing != nullptr ? missing : "run inside tests/integration/desktop-session")
+                     << ")";
     }
 };
 
@@ -48,7 +49,8 @@ inline std::optional<QByteArray> run(const QString& program, const QStringList& 
     QProcess process;
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     process.start(program, arguments);
-    if (!process.waitForStarted() || !serveEventsUntil([&] { return process.state() == QProcess::NotRunning; })) {
+    const auto ended = [&] { return process.state() == QProcess::NotRunning; };
+    if (!process.waitForStarted() || !serveEventsUntil(ended)) {
         process.kill();
         process.waitForFinished();
         return std::nullopt;
@@ -63,15 +65,16 @@ inline QStringList lines(const QString& program, const QStringList& arguments) {
 
 // Clicks `button` (1 left, 2 middle, 3 right) on an X window, as the user would.
 inline bool clickOn(const QString& window, int button) {
-    return run("xdotool", {"mousemove", "--window", window, "8", "8", "click", QString::number(button)}).has_value();
+    const QString clicked = QString::number(button);
+    return run("xdotool", {"mousemove", "--window", window, "8", "8", "click", clicked}).has_value();
 }
 
 // Debian's trayer, a small XEmbed system tray, as the session's tray while it lives.
 class TrayHost : public QProcess {
 public:
     TrayHost() {
-        start("trayer", {"--edge", "top", "--align", "right", "--widthtype", "request", "--transparent", "false"});
-        ready_ = waitForStarted() && serveEventsUntil([] { return QSystemTrayIcon::isSystemTrayAvailable(); });
+        start("trayer", {"--edge", "top", "--align", "right", "--widthtype", "request"});
+        ready_ = waitForStarted() && serveEventsUntil(&QSystemTrayIcon::isSystemTrayAvailable);
     }
     ~TrayHost() override {
         kill();
@@ -96,7 +99,9 @@ public:
     }
 
 private:
-    static QStringList windowsOf(qint64 pid) { return lines("xdotool", {"search", "--pid", QString::number(pid)}); }
+    static QStringList windowsOf(qint64 pid) {
+        return lines("xdotool", {"search", "--pid", QString::number(pid)});
+    }
     static QString panel() { return lines("xdotool", {"search", "--classname", "^panel$"}).value(0); }
     bool ready_ = false;
 };

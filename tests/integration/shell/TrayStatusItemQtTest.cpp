@@ -25,7 +25,8 @@ double shareOfColour(const QIcon& icon, const QColor& hue) {
     int matching = 0;
     for (int index = 0; index < 22 * 22; ++index) {
         const QColor colour = image.pixelColor(index % 22, index / 22);
-        matching += colour.alpha() > 200 && colour.saturation() > 100 && std::abs(colour.hue() - hue.hue()) < 12;
+        matching += colour.alpha() > 200 && colour.saturation() > 100 &&
+                    std::abs(colour.hue() - hue.hue()) < 12;
     }
     return matching / (22.0 * 22.0);
 }
@@ -65,15 +66,18 @@ TEST_F(TrayStatusItemQtTest, TheLastTranscriptionIsCopiedToTheClipboardOfTheDesk
     MenuBarController controller(main, item, pasteboard, log_.logger(LogCategory::app));
     controller.setup();
     const std::vector<std::pair<std::string, std::function<void()>>> cases = {
-        {"Zwölf Boxkämpfer — “quoted” ✓ 日本語", [&] { emit item.trayIcon().activated(QSystemTrayIcon::MiddleClick); }},
+        {"Zwölf Boxkämpfer — “quoted” ✓ 日本語",
+         [&] { emit item.trayIcon().activated(QSystemTrayIcon::MiddleClick); }},
         {"two lines\nand a tab\there", [&] { item.copyLastTranscriptionAction().trigger(); }},
     };
     for (const auto& [text, copy] : cases) {
         controller.addTranscription("  " + text + "\n");
         ASSERT_TRUE(serveEventsUntil([&] { return controller.lastTranscription() == text; }));
         copy();
-        const auto pasted = [] { return testing::run("xclip", {"-selection", "clipboard", "-o"}).value_or("<none>"); };
-        EXPECT_TRUE(serveEventsUntil([&] { return pasted().toStdString() == text; })) << pasted().toStdString();
+        const auto pasted = [] {
+            return testing::run("xclip", {"-selection", "clipboard", "-o"}).value_or("<none>").toStdString();
+        };
+        EXPECT_TRUE(serveEventsUntil([&] { return pasted() == text; })) << pasted();
     }
     EXPECT_EQ(log_.output.count("Copied transcription to clipboard"), 2u);
 }
