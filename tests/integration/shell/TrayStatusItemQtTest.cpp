@@ -19,18 +19,6 @@ protected:
     testing::TestLog log_{ringQueue_};
 };
 
-// The share of the icon, as a tray draws it at 22 pixels, that has the colour of `hue`.
-double shareOfColour(const QIcon& icon, const QColor& hue) {
-    const QImage image = icon.pixmap(22, 22).toImage();
-    int matching = 0;
-    for (int index = 0; index < 22 * 22; ++index) {
-        const QColor colour = image.pixelColor(index % 22, index / 22);
-        matching += colour.alpha() > 200 && colour.saturation() > 100 &&
-                    std::abs(colour.hue() - hue.hue()) < 12;
-    }
-    return matching / (22.0 * 22.0);
-}
-
 // Each state has its own bundled image and tool tip; recording pulses, down to half and back.
 TEST_F(TrayStatusItemQtTest, ShowsEachStateWithItsOwnIconAndToolTip) {
     TrayStatusItemQt item(log_.logger(LogCategory::app));
@@ -42,19 +30,20 @@ TEST_F(TrayStatusItemQtTest, ShowsEachStateWithItsOwnIconAndToolTip) {
         {AppState::error("The microphone is gone"), "Quillon: Error", QColor("#F5A524")},
         {AppState::idle(), "Quillon", QColor("#4F46E5")},
     };
+    // A point near the lower left that every icon fills with its own colour, as a tray draws it.
+    const auto pixel = [&] { return item.trayIcon().icon().pixmap(22, 22).toImage().pixelColor(6, 18); };
     for (const auto& [state, toolTip, hue] : cases) {
         item.setAppearance(MenuBarController::appearance(state));
         EXPECT_EQ(item.trayIcon().toolTip(), toolTip + "\nMiddle-click to copy the last transcription");
-        EXPECT_GT(shareOfColour(item.trayIcon().icon(), hue), 0.3) << toolTip.toStdString();
+        EXPECT_NEAR(pixel().hue(), hue.hue(), 8) << toolTip.toStdString();
     }
     item.setAppearance(MenuBarController::appearance(AppState::recording()));
-    auto alpha = [&] { return item.trayIcon().icon().pixmap(22, 22).toImage().pixelColor(11, 11).alphaF(); };
     float lowest = 1.0;
-    EXPECT_TRUE(serveEventsUntil([&] { return (lowest = std::min(lowest, alpha())) <= 0.55; }));
+    EXPECT_TRUE(serveEventsUntil([&] { return (lowest = std::min(lowest, pixel().alphaF())) <= 0.55; }));
     EXPECT_GE(lowest, 0.45);
-    EXPECT_TRUE(serveEventsUntil([&] { return alpha() >= 0.95; }));
+    EXPECT_TRUE(serveEventsUntil([&] { return pixel().alphaF() >= 0.95; }));
     item.setAppearance(MenuBarController::appearance(AppState::idle()));
-    EXPECT_NEAR(alpha(), 1.0, 0.01);
+    EXPECT_NEAR(pixel().alphaF(), 1.0, 0.01);
 }
 
 // The last transcription, from the icon's middle click or its menu entry, is what another
