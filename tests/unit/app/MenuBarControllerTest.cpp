@@ -66,9 +66,9 @@ TEST_F(MenuBarControllerTest, KeepsTheNewestNonBlankTranscriptionAndCopiesTextTr
     EXPECT_TRUE(controller->copyTranscriptionToClipboard("\n dictated text  "));
     EXPECT_EQ(pasteboard.text, "dictated text");
 
-    controller->addTranscription("  first \n");
+    controller->addTranscription("first");
     EXPECT_FALSE(controller->lastTranscription()) << "posted, not yet applied";
-    controller->addTranscription("second");
+    controller->addTranscription("  second \n");
     controller->addTranscription(" \n\t ");
     main.runUntilIdle();
     EXPECT_EQ(controller->lastTranscription(), "second");

@@ -33,6 +33,8 @@ TEST_F(RecordingCoordinatorTest, StartStopAndCompletionRunTheirStepsInOrder) {
     hotkey.onRecordingModeChanged(true);  // applied within the key event
     EXPECT_EQ(journal, (Calls{"recorder.setTapToggleMode(true)"}));
     EXPECT_TRUE(coordinator->isTapToggleMode());
+    insertion.focused = notes;
+    phrase(0, "Held back.");
     journal.clear();
     hotkey.onStopRecording();
     EXPECT_TRUE(journal.empty());
@@ -45,6 +47,8 @@ TEST_F(RecordingCoordinatorTest, StartStopAndCompletionRunTheirStepsInOrder) {
     EXPECT_FALSE(coordinator->isTapToggleMode());
     EXPECT_EQ(state(), AppState::transcribing());
     EXPECT_EQ(chunksOnDisk(), 1u) << "the chunk stays until the session has finished";
+    EXPECT_EQ(insertion.insertions, (Calls{"editor: Hello there.", "notes: Held back."}))
+        << "waiting text goes to the field focused at the stop";
 
     journal.clear();
     finish(0, " Hello there. General Kenobi.");
@@ -52,7 +56,7 @@ TEST_F(RecordingCoordinatorTest, StartStopAndCompletionRunTheirStepsInOrder) {
     EXPECT_EQ(state(), AppState::idle());
     EXPECT_EQ(chunksOnDisk(), 0u);
     EXPECT_EQ(menu->lastTranscription(), "Hello there. General Kenobi.");
-    EXPECT_EQ(insertion.insertions.size(), 1u) << "the final transcript is only remembered";
+    EXPECT_EQ(insertion.insertions.size(), 2u) << "the final transcript is only remembered";
     EXPECT_FALSE(coordinator->activeInsertionSessionID());
     EXPECT_EQ(coordinator->insertionDeliveries().size(), 0u);
     EXPECT_TRUE(sessions.sessions[0].expired());
@@ -155,6 +159,13 @@ TEST_F(RecordingCoordinatorTest, SecondRecordingMayStartWhileTheFirstStillDelive
         EXPECT_EQ(state(), AppState::idle());
         EXPECT_EQ(coordinator->insertionDeliveries().size(), 0u);
     }
+    // Alone, a failed session shows its error.
+    start();
+    stop();
+    finish(4, std::unexpected(TranscriptionError::unavailable()));
+    EXPECT_EQ(state(), AppState::error("Transcription failed: On-device speech transcription is unavailable."));
+    EXPECT_EQ(journal.back(), "indicator.hide");
+    EXPECT_EQ(chunksOnDisk(), 0u);
 }
 
 TEST_F(RecordingCoordinatorTest, RecorderErrorEndsOnlyTheCurrentDeliveryAndKeepsItsText) {
