@@ -89,7 +89,7 @@ std::expected<std::string, TranscriptionError> TranscriptionService::analyze(con
         }
         samplesRead += block->size();
         if (progress && duration && *duration > 0) {
-            progress(std::min(1.0, static_cast<double>(samplesRead) / framesPerSecond / *duration));
+            progress(std::min(1.0, static_cast<double>(samplesRead) / framesPerSecond / *duration), *duration);
         }
     }
 

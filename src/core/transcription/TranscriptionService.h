@@ -23,8 +23,9 @@ namespace quillon {
 // The service holds no state between runs.
 class TranscriptionService final : public FileTranscriber {
 public:
-    // The fraction of the file's audio analysed so far, when its duration is known.
-    using Progress = std::function<void(double fraction)>;
+    // The fraction of the file's audio analysed so far, and the file's duration in seconds; called
+    // after each block when the duration is known.
+    using Progress = std::function<void(double fraction, double durationSeconds)>;
 
     TranscriptionService(const SpeechTranscriptionSupport& support, MediaImport& media,
                          TranscriptionDiagnostics& diagnostics, Scheduler& worker, Logger logger);

@@ -175,12 +175,18 @@ TEST_F(TranscriptionServiceTest, ProgressFollowsTheAudioReadWhenTheDurationIsKno
     file.durationSeconds = 2.0;
     media.add("/long.wav", file);
     std::vector<double> fractions;
-    ASSERT_TRUE(transcribe("/long.wav", [&](double f) { fractions.push_back(f); }).has_value());
+    ASSERT_TRUE(transcribe("/long.wav", [&](double f, double seconds) {
+        fractions.push_back(f);
+        EXPECT_EQ(seconds, 2.0);
+    }).has_value());
     EXPECT_THAT(fractions, ElementsAre(0.25, 0.5, 1.0));
 
     media.add("/stream.wav", speech({{1}}));
     fractions.clear();
-    ASSERT_TRUE(transcribe("/stream.wav", [&](double f) { fractions.push_back(f); }).has_value());
+    ASSERT_TRUE(transcribe("/stream.wav", [&](double f, double seconds) {
+        fractions.push_back(f);
+        EXPECT_EQ(seconds, 2.0);
+    }).has_value());
     EXPECT_TRUE(fractions.empty()) << "no duration, no progress";
 }
 

@@ -4,7 +4,9 @@
 #include <string>
 #include <utility>
 
+#include <sphinxbase/cmn.h>
 #include <sphinxbase/err.h>
+#include <sphinxbase/feat.h>
 
 namespace quillon {
 
@@ -55,6 +57,7 @@ PocketSphinxDecoderPool::PocketSphinxDecoderPool(ModelPaths paths, Logger logger
 PocketSphinxDecoderPool::~PocketSphinxDecoderPool() {
     std::lock_guard lock(mutex_);
     idle_.clear();
+    initialCmn_.clear();
     if (languageModel_) ngram_model_free(languageModel_);
 }
 
@@ -97,8 +100,21 @@ void PocketSphinxDecoderPool::release(TranscriberPreset preset, ps_decoder_t* ra
     Decoder decoder(raw);
     std::lock_guard lock(mutex_);
     auto& idle = idle_[preset];
-    if (idle.size() < maximumIdle) idle.push_back(std::move(decoder));
-    // else freed here, under the lock
+    if (idle.size() < maximumIdle) {
+        restoreInitialState(raw);
+        idle.push_back(std::move(decoder));
+    } else {
+        initialCmn_.erase(raw);
+        decoder.reset();  // freed here, under the lock
+    }
+}
+
+void PocketSphinxDecoderPool::restoreInitialState(ps_decoder_t* decoder) {
+    auto found = initialCmn_.find(decoder);
+    feat_t* features = ps_get_feat(decoder);
+    if (found != initialCmn_.end() && features && features->cmn_struct) {
+        cmn_live_set(features->cmn_struct, found->second.data());
+    }
 }
 
 PocketSphinxDecoderPool::Decoder PocketSphinxDecoderPool::makeDecoder(TranscriberPreset preset) {
@@ -142,6 +158,11 @@ PocketSphinxDecoderPool::Decoder PocketSphinxDecoderPool::makeDecoder(Transcribe
     if (ps_set_lm(decoder.get(), "language", languageModel_) < 0 || ps_set_search(decoder.get(), "language") < 0) {
         logger_.error("PocketSphinx could not attach the language model");
         return nullptr;
+    }
+    if (feat_t* features = ps_get_feat(decoder.get()); features && features->cmn_struct) {
+        std::vector<mfcc_t> means(static_cast<std::size_t>(features->cmn_struct->veclen));
+        cmn_live_get(features->cmn_struct, means.data());
+        initialCmn_[decoder.get()] = std::move(means);
     }
     const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started);
     logger_.debug("PocketSphinx decoder ready in " + std::to_string(elapsed.count()) + " ms");

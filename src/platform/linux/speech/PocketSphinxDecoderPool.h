@@ -77,6 +77,7 @@ private:
     using Decoder = std::unique_ptr<ps_decoder_t, DecoderFree>;
 
     Decoder makeDecoder(TranscriberPreset preset);  // mutex_ held
+    void restoreInitialState(ps_decoder_t* decoder);  // mutex_ held
     void release(TranscriberPreset preset, ps_decoder_t* decoder);
     void topUp(TranscriberPreset preset);
 
@@ -86,6 +87,9 @@ private:
     ngram_model_t* languageModel_ = nullptr;
     bool loadFailed_ = false;
     std::map<TranscriberPreset, std::vector<Decoder>> idle_;
+    // The cepstral means a decoder starts with. Its live estimate adapts to the audio it hears, and
+    // a decoder back from a session starts over, so a file's text does not depend on the last one.
+    std::map<ps_decoder_t*, std::vector<mfcc_t>> initialCmn_;
     SerialQueue loader_{"com.lanternmoth.Quillon.speech-models"};  // last: stops first
 };
 
