@@ -7,11 +7,12 @@ namespace quillon {
 
 namespace {
 
-// The detector is asked after every 100 ms of audio, so a block of any size cannot hide an
-// endpoint followed by new speech.
-constexpr std::size_t chunkSamples = 1600;
+// The detector is asked at every 64 ms of the stream, counted from its start, whatever the sizes
+// of the blocks fed: the same audio is cut into the same utterances whether it comes from a file
+// or a microphone, and a large block cannot hide an endpoint followed by new speech.
+constexpr std::size_t chunkSamples = 1024;
 // A partial hypothesis costs a back-trace; five a second keep the provisional text lively.
-constexpr std::size_t partialIntervalSamples = 3200;
+constexpr std::size_t partialIntervalSamples = 3072;
 
 }  // namespace
 
@@ -40,6 +41,7 @@ std::expected<void, TranscriptionError> PocketSphinxAnalyzer::prepareToAnalyze(A
     }
     inUtterance_ = true;
     heardSpeech_ = false;
+    samplesIntoChunk_ = 0;
     return {};
 }
 
@@ -47,20 +49,23 @@ std::expected<void, TranscriptionError> PocketSphinxAnalyzer::analyze(std::span<
                                                                      const ResultHandler& onResult) {
     if (!decoder_ || !inUtterance_) return std::unexpected(TranscriptionError::unavailable());
     while (!samples.empty()) {
-        const auto chunk = samples.first(std::min(samples.size(), chunkSamples));
-        if (auto processed = processChunk(chunk, onResult); !processed) return processed;
-        samples = samples.subspan(chunk.size());
+        const auto piece = samples.first(std::min(samples.size(), chunkSamples - samplesIntoChunk_));
+        if (ps_process_raw(decoder_.get(), piece.data(), piece.size(), FALSE, FALSE) < 0) {
+            logger_.error("PocketSphinx failed to decode audio");
+            return std::unexpected(TranscriptionError::unavailable());
+        }
+        samples = samples.subspan(piece.size());
+        samplesIntoChunk_ += piece.size();
+        if (samplesIntoChunk_ == chunkSamples) {
+            samplesIntoChunk_ = 0;
+            if (auto checked = checkEndpoint(onResult); !checked) return checked;
+        }
     }
     return {};
 }
 
-std::expected<void, TranscriptionError> PocketSphinxAnalyzer::processChunk(std::span<const std::int16_t> chunk,
-                                                                          const ResultHandler& onResult) {
+std::expected<void, TranscriptionError> PocketSphinxAnalyzer::checkEndpoint(const ResultHandler& onResult) {
     ps_decoder_t* decoder = decoder_.get();
-    if (ps_process_raw(decoder, chunk.data(), chunk.size(), FALSE, FALSE) < 0) {
-        logger_.error("PocketSphinx failed to decode audio");
-        return std::unexpected(TranscriptionError::unavailable());
-    }
     const bool inSpeech = ps_get_in_speech(decoder) != 0;
     if (inSpeech && !heardSpeech_) {
         heardSpeech_ = true;
@@ -81,7 +86,7 @@ std::expected<void, TranscriptionError> PocketSphinxAnalyzer::processChunk(std::
         return {};
     }
     if (heardSpeech_ && preset_ == TranscriberPreset::progressiveTranscription) {
-        samplesSincePartial_ += chunk.size();
+        samplesSincePartial_ += chunkSamples;
         if (samplesSincePartial_ >= partialIntervalSamples) {
             samplesSincePartial_ = 0;
             std::string partial = hypothesis();

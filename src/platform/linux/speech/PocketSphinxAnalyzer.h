@@ -29,7 +29,7 @@ public:
     void cancelAndFinishNow() override;
 
 private:
-    std::expected<void, TranscriptionError> processChunk(std::span<const std::int16_t> chunk, const ResultHandler& onResult);
+    std::expected<void, TranscriptionError> checkEndpoint(const ResultHandler& onResult);
     std::string hypothesis() const;
 
     PocketSphinxDecoderPool& pool_;
@@ -38,6 +38,7 @@ private:
     PocketSphinxDecoderPool::Lease decoder_;
     bool inUtterance_ = false;    // the decoder's utterance has been started
     bool heardSpeech_ = false;    // the detector has heard speech in the current utterance
+    std::size_t samplesIntoChunk_ = 0;
     std::size_t samplesSincePartial_ = 0;
     std::string lastPartial_;
 };

@@ -128,7 +128,7 @@ PocketSphinxDecoderPool::Decoder PocketSphinxDecoderPool::makeDecoder(Transcribe
     // costs a third more time and, with this model, does not make the text better.
     (void)preset;
     cmd_ln_t* config = cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", hmm.c_str(), "-dict", dict.c_str(),
-                                   "-fwdflat", "no", "-bestpath", "yes",
+                                   "-fwdflat", "no", "-bestpath", "yes", "-maxhmmpf", "6000", "-maxwpf", "15",
                                    "-vad_postspeech", postspeech.c_str(), "-logfn", "/dev/null", nullptr);
     if (!config) {
         logger_.error("PocketSphinx rejected its configuration");
@@ -162,6 +162,9 @@ PocketSphinxDecoderPool::Decoder PocketSphinxDecoderPool::makeDecoder(Transcribe
         std::vector<mfcc_t> means(static_cast<std::size_t>(features->cmn_struct->veclen));
         cmn_live_get(features->cmn_struct, means.data());
         initialCmn_[decoder.get()] = std::move(means);
+        // Setting the means also gives them the weight of a full window, as a decoder back from
+        // the pool has: the first session on a decoder then hears exactly like every later one.
+        restoreInitialState(decoder.get());
     }
     const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started);
     logger_.debug("PocketSphinx decoder ready in " + std::to_string(elapsed.count()) + " ms");
