@@ -7,71 +7,121 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <memory>
-#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
 
 namespace quillon::unicode {
 
 namespace {
 
-// Most transcript text never needs the full segmentation rules. Between two code points A and B
-// there is certainly a grapheme boundary when B is an ordinary character (break class Other, not
-// pictographic) and A is not one of the classes that can glue to what follows (Prepend, Extend,
-// ZWJ, SpacingMark). No rule of the extended grapheme cluster algorithm joins such a pair, and no
-// rule that looks further back reaches across it, so each stretch between two such boundaries can
-// be segmented on its own. Only stretches with combining marks, joiners, emoji sequences, Hangul
-// jamo and the like go to ICU. The same holds before a control character, except CR before LF.
+// Most transcript text never needs the full segmentation rules. Each code point gets a kind (its
+// grapheme cluster break class, with pictographs and Indic consonants told apart), and for most
+// pairs of kinds no rule of the extended grapheme cluster algorithm can join them: a boundary
+// between them is certain. No rule that looks further back reaches across such a boundary either
+// (those rules pass backwards only through extenders, joiners and regional indicators), so each
+// stretch between two certain boundaries can be segmented on its own. Short stretches of common
+// shapes (a letter with its accents, an emoji sequence, a flag) are counted here; the rest goes to
+// ICU. Pairs whose rules differ between Unicode versions (Indic conjuncts) are never certain.
 
-enum Flag : std::uint8_t {
-    plainAfter = 1,   // a boundary is certain before this code point when the one before allows it
-    plainBefore = 2,  // a boundary is certain after this code point when the next one allows it
-    control = 4,      // Control, CR or LF: a boundary on both sides (bar CR LF)
+enum class Kind : std::uint8_t {
+    other,
+    indicConsonant,  // may join a preceding virama in newer Unicode versions
+    pictographic,
+    control,
+    cr,
+    lf,
+    prepend,
+    extend,
+    zwj,
+    spacingMark,
+    hangulL,
+    hangulV,
+    hangulT,
+    hangulLV,
+    hangulLVT,
+    regionalIndicator,
 };
+constexpr std::size_t kindCount = 16;
 
-std::uint8_t classify(UChar32 c) {
-    if (c < 0) return plainAfter | plainBefore;  // an ill-formed byte stands alone, as U+FFFD does
-    const auto breakClass = static_cast<UGraphemeClusterBreak>(u_getIntPropertyValue(c, UCHAR_GRAPHEME_CLUSTER_BREAK));
-    switch (breakClass) {
-        case U_GCB_CONTROL:
-        case U_GCB_CR:
-        case U_GCB_LF:
-            return control | plainBefore;
-        case U_GCB_OTHER:
-            return u_hasBinaryProperty(c, UCHAR_EXTENDED_PICTOGRAPHIC) ? plainBefore : (plainAfter | plainBefore);
-        case U_GCB_PREPEND:
-        case U_GCB_EXTEND:
-        case U_GCB_ZWJ:
-        case U_GCB_SPACING_MARK:
-            return 0;
-        default:  // Hangul syllables and jamo, regional indicators
-            return plainBefore;
+constexpr bool isControl(Kind k) { return k == Kind::control || k == Kind::cr || k == Kind::lf; }
+constexpr bool isExtender(Kind k) { return k == Kind::extend || k == Kind::zwj || k == Kind::spacingMark; }
+
+constexpr bool certainPair(Kind a, Kind b) {
+    if (a == Kind::cr && b == Kind::lf) return false;
+    if (isControl(a) || isControl(b)) return true;
+    if (a == Kind::prepend || isExtender(b)) return false;
+    if (a == Kind::extend || a == Kind::spacingMark) return b != Kind::indicConsonant;
+    if (a == Kind::zwj) return b != Kind::indicConsonant && b != Kind::pictographic;
+    switch (b) {
+        case Kind::regionalIndicator: return a != Kind::regionalIndicator;
+        case Kind::hangulL: return a != Kind::hangulL;
+        case Kind::hangulV: return a != Kind::hangulL && a != Kind::hangulV && a != Kind::hangulLV;
+        case Kind::hangulT:
+            return a != Kind::hangulV && a != Kind::hangulT && a != Kind::hangulLV && a != Kind::hangulLVT;
+        case Kind::hangulLV:
+        case Kind::hangulLVT: return a != Kind::hangulL;
+        default: return true;
     }
 }
 
-// The flags of the Basic Multilingual Plane, looked up once; the other planes ask ICU each time.
-const std::array<std::uint8_t, 0x10000>& basicPlaneFlags() {
-    static const auto table = [] {
-        auto flags = std::make_unique<std::array<std::uint8_t, 0x10000>>();
-        for (UChar32 c = 0; c < 0x10000; ++c) (*flags)[static_cast<std::size_t>(c)] = classify(c);
-        return flags;
-    }();
-    return *table;
+constexpr auto certainPairs = [] {
+    std::array<std::array<bool, kindCount>, kindCount> table{};
+    for (std::size_t a = 0; a < kindCount; ++a) {
+        for (std::size_t b = 0; b < kindCount; ++b) table[a][b] = certainPair(static_cast<Kind>(a), static_cast<Kind>(b));
+    }
+    return table;
+}();
+
+bool certainBoundary(Kind a, Kind b) { return certainPairs[static_cast<std::size_t>(a)][static_cast<std::size_t>(b)]; }
+
+Kind kindOfBreakClass(std::uint32_t breakClass) {
+    switch (static_cast<UGraphemeClusterBreak>(breakClass)) {
+        case U_GCB_CONTROL: return Kind::control;
+        case U_GCB_CR: return Kind::cr;
+        case U_GCB_LF: return Kind::lf;
+        case U_GCB_PREPEND: return Kind::prepend;
+        case U_GCB_EXTEND: return Kind::extend;
+        case U_GCB_ZWJ: return Kind::zwj;
+        case U_GCB_SPACING_MARK: return Kind::spacingMark;
+        case U_GCB_L: return Kind::hangulL;
+        case U_GCB_V: return Kind::hangulV;
+        case U_GCB_T: return Kind::hangulT;
+        case U_GCB_LV: return Kind::hangulLV;
+        case U_GCB_LVT: return Kind::hangulLVT;
+        case U_GCB_REGIONAL_INDICATOR: return Kind::regionalIndicator;
+        default: return Kind::other;
+    }
 }
 
-std::uint8_t flagsOf(UChar32 c) {
-    if (c >= 0 && c < 0x10000) return basicPlaneFlags()[static_cast<std::size_t>(c)];
-    return classify(c);
+// Devanagari to Sinhala: a superset of the scripts with conjunct rules.
+constexpr bool inIndicBlocks(UChar32 c) { return c >= 0x0900 && c <= 0x0DFF; }
+
+Kind classify(UChar32 c) {
+    if (c < 0) return Kind::other;  // an ill-formed byte stands alone, as U+FFFD does
+    const Kind kind = kindOfBreakClass(static_cast<std::uint32_t>(u_getIntPropertyValue(c, UCHAR_GRAPHEME_CLUSTER_BREAK)));
+    if (kind != Kind::other) return kind;
+    if (u_hasBinaryProperty(c, UCHAR_EXTENDED_PICTOGRAPHIC)) return Kind::pictographic;
+    return inIndicBlocks(c) ? Kind::indicConsonant : Kind::other;
 }
 
-// Whether a boundary is certain between code points with flags `before` and `after`;
-// `crBeforeLf` marks the one pair of controls that stays together.
-bool certainBoundary(std::uint8_t before, std::uint8_t after, bool crBeforeLf) {
-    if (crBeforeLf) return false;
-    if (after & control) return true;
-    if (before & control) return true;
-    return (before & plainBefore) && (after & plainAfter);
+// The kinds of the first two planes (every script in use, and the emoji) are remembered as they
+// are met, so the first call pays only for the code points it sees. Zero means "not yet known";
+// racing threads store the same value, so relaxed order is enough.
+constexpr UChar32 rememberedCodePoints = 0x20000;
+constinit std::array<std::atomic<std::uint8_t>, rememberedCodePoints> knownKinds{};
+
+inline Kind kindOf(UChar32 c) {
+    if (c < 0 || c >= rememberedCodePoints) return classify(c);
+    auto& slot = knownKinds[static_cast<std::size_t>(c)];
+    if (const std::uint8_t known = slot.load(std::memory_order_relaxed)) return static_cast<Kind>(known - 1);
+    const Kind kind = classify(c);
+    slot.store(static_cast<std::uint8_t>(static_cast<std::uint8_t>(kind) + 1), std::memory_order_relaxed);
+    return kind;
 }
 
 bool isAscii(std::string_view text) {
@@ -103,7 +153,12 @@ std::size_t countCrLf(std::string_view text) {
     return count;
 }
 
-UChar32 decodeAt(std::string_view text, std::size_t& index) {
+inline UChar32 decodeAt(std::string_view text, std::size_t& index) {
+    const auto lead = static_cast<unsigned char>(text[index]);
+    if (lead < 0x80) {
+        ++index;
+        return lead;
+    }
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
     const auto length = static_cast<std::int32_t>(text.size());
     auto i = static_cast<std::int32_t>(index);
@@ -167,6 +222,38 @@ GraphemeIterator& threadIterator(int which) {
     return iterators[which];
 }
 
+// The clusters of a stretch of common shape, without ICU: a character with its extenders (a
+// letter with accents, a keycap), an emoji sequence joined by ZWJ, or a run of regional indicators
+// (flags are pairs). Absent for any other shape.
+std::optional<std::size_t> countCommonShape(std::string_view stretch) {
+    std::size_t index = 0;
+    const Kind first = kindOf(decodeAt(stretch, index));
+    bool withExtenders = true;    // anything, then extenders other than ZWJ
+    bool emoji = first == Kind::pictographic;  // pictograph (extend* ZWJ pictograph)* extend*
+    bool afterJoiner = false;
+    bool flags = first == Kind::regionalIndicator;
+    std::size_t codePoints = 1;
+    while (index < stretch.size()) {
+        const Kind kind = kindOf(decodeAt(stretch, index));
+        ++codePoints;
+        withExtenders = withExtenders && (kind == Kind::extend || kind == Kind::spacingMark);
+        if (emoji) {
+            if (afterJoiner) {
+                emoji = kind == Kind::pictographic;
+                afterJoiner = false;
+            } else if (kind == Kind::zwj) {
+                afterJoiner = true;
+            } else {
+                emoji = kind == Kind::extend;
+            }
+        }
+        flags = flags && kind == Kind::regionalIndicator;
+    }
+    if (withExtenders || (emoji && !afterJoiner)) return 1;
+    if (flags) return (codePoints + 1) / 2;
+    return std::nullopt;
+}
+
 std::size_t countCodePoints(std::string_view text) {
     std::size_t count = 0;
     for (std::size_t i = 0; i < text.size();) {
@@ -176,21 +263,38 @@ std::size_t countCodePoints(std::string_view text) {
     return count;
 }
 
-// Clusters in a stretch that has no certain boundary inside.
+// The clusters of a stretch by ICU. A stretch lies between certain boundaries, so its clusters
+// do not depend on the text around it, and the same few stretches recur all through a transcript
+// (the conjuncts of an Indic script, say): short ones are remembered, per thread.
 std::size_t countWithIcu(std::string_view stretch) {
-    if (stretch == "\r\n") return 1;
+    constexpr std::size_t rememberedLength = 48;
+    constexpr std::size_t rememberedCount = 4096;
+    thread_local std::unordered_map<std::string, std::size_t> remembered;
+    const bool rememberable = stretch.size() <= rememberedLength;
+    if (rememberable) {
+        thread_local std::string key;
+        key.assign(stretch);
+        if (auto found = remembered.find(key); found != remembered.end()) return found->second;
+    }
+
     auto& iterator = threadIterator(0);
-    if (!iterator.attach(stretch)) return countCodePoints(stretch);
-    std::size_t count = 0;
-    iterator->first();
-    while (iterator->next() != icu::BreakIterator::DONE) ++count;
-    return count;
+    std::size_t clusters = 0;
+    if (iterator.attach(stretch)) {
+        iterator->first();
+        while (iterator->next() != icu::BreakIterator::DONE) ++clusters;
+    } else {
+        clusters = countCodePoints(stretch);
+    }
+    if (rememberable) {
+        if (remembered.size() >= rememberedCount) remembered.clear();
+        remembered.emplace(stretch, clusters);
+    }
+    return clusters;
 }
 
-bool isBoundaryWithIcu(std::string_view text, std::size_t offset, int which) {
-    auto& iterator = threadIterator(which);
-    if (!iterator.attach(text)) return true;
-    return iterator->isBoundary(static_cast<std::int32_t>(offset));
+std::size_t countStretch(std::string_view stretch) {
+    if (auto counted = countCommonShape(stretch)) return *counted;
+    return countWithIcu(stretch);
 }
 
 // Whether `offset` (a code point start, not 0, not the end) is a grapheme boundary of `text`.
@@ -199,8 +303,25 @@ bool isBoundary(std::string_view text, std::size_t offset, int which) {
     const UChar32 previous = decodeBefore(text, before);
     std::size_t after = offset;
     const UChar32 next = decodeAt(text, after);
-    if (certainBoundary(flagsOf(previous), flagsOf(next), previous == '\r' && next == '\n')) return true;
-    return isBoundaryWithIcu(text, offset, which);
+    if (certainBoundary(kindOf(previous), kindOf(next))) return true;
+    auto& iterator = threadIterator(which);
+    if (!iterator.attach(text)) return true;
+    return iterator->isBoundary(static_cast<std::int32_t>(offset));
+}
+
+// The offset of the first byte where `a` and `b` differ (or the shorter length), eight bytes a step.
+std::size_t firstDifference(std::string_view a, std::string_view b) {
+    const std::size_t shorter = std::min(a.size(), b.size());
+    std::size_t i = 0;
+    for (; i + 8 <= shorter; i += 8) {
+        std::uint64_t x;
+        std::uint64_t y;
+        std::memcpy(&x, a.data() + i, 8);
+        std::memcpy(&y, b.data() + i, 8);
+        if (x != y) break;
+    }
+    while (i < shorter && a[i] == b[i]) ++i;
+    return i;
 }
 
 bool isContinuationByte(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
@@ -215,32 +336,31 @@ std::size_t graphemeCount(std::string_view text) {
     std::size_t count = 0;
     std::size_t stretchStart = 0;
     std::size_t stretchCodePoints = 0;
-    std::uint8_t previousFlags = 0;
-    UChar32 previous = -1;
+    Kind previous = Kind::control;
     for (std::size_t i = 0; i < text.size();) {
         const std::size_t start = i;
-        const UChar32 c = decodeAt(text, i);
-        const std::uint8_t flags = flagsOf(c);
-        if (start > 0 && certainBoundary(previousFlags, flags, previous == '\r' && c == '\n')) {
-            count += stretchCodePoints == 1 ? 1 : countWithIcu(text.substr(stretchStart, start - stretchStart));
+        const auto lead = static_cast<unsigned char>(text[i]);
+        Kind kind;
+        if (lead >= 0x20 && lead < 0x7F) {  // printable ASCII, the bulk of most transcripts
+            kind = Kind::other;
+            ++i;
+        } else {
+            kind = kindOf(decodeAt(text, i));
+        }
+        if (start > 0 && certainBoundary(previous, kind)) {
+            count += stretchCodePoints == 1 ? 1 : countStretch(text.substr(stretchStart, start - stretchStart));
             stretchStart = start;
             stretchCodePoints = 0;
         }
         ++stretchCodePoints;
-        previousFlags = flags;
-        previous = c;
+        previous = kind;
     }
-    if (stretchCodePoints > 0) {
-        count += stretchCodePoints == 1 ? 1 : countWithIcu(text.substr(stretchStart));
-    }
+    if (stretchCodePoints > 0) count += stretchCodePoints == 1 ? 1 : countStretch(text.substr(stretchStart));
     return count;
 }
 
 std::size_t commonPrefixLength(std::string_view a, std::string_view b) {
-    const std::size_t shorter = std::min(a.size(), b.size());
-    std::size_t offset =
-        static_cast<std::size_t>(std::mismatch(a.begin(), a.begin() + static_cast<std::ptrdiff_t>(shorter), b.begin()).first -
-                                 a.begin());
+    std::size_t offset = firstDifference(a, b);
     if (offset == a.size() && offset == b.size()) return offset;
 
     // Back off to the start of a code point in both texts; before `offset` they are the same bytes.
@@ -297,7 +417,7 @@ std::string_view firstGrapheme(std::string_view text) {
     if (first == text.size()) return text;
     std::size_t second = first;
     const UChar32 next = decodeAt(text, second);
-    if (certainBoundary(flagsOf(c), flagsOf(next), c == '\r' && next == '\n')) return text.substr(0, first);
+    if (certainBoundary(kindOf(c), kindOf(next))) return text.substr(0, first);
     auto& iterator = threadIterator(0);
     if (!iterator.attach(text)) return text.substr(0, first);
     iterator->first();

@@ -6,6 +6,7 @@
 #include <unicode/utf8.h>
 
 #include <atomic>
+#include <unordered_map>
 #include <vector>
 
 #include "core/base/Unicode.h"
@@ -15,8 +16,12 @@ namespace quillon {
 
 namespace {
 
-constexpr std::string_view notAfterWordCharacter = "(?<![\\p{L}\\p{N}])";
-constexpr std::string_view notBeforeWordCharacter = "(?![\\p{L}\\p{N}])";
+// A correction matches case-insensitively and never next to a letter or digit. Only the source
+// is compiled case-insensitively: closing the huge letter class over case at every compile costs
+// milliseconds per rule, and the closed class differs from the plain one by U+0345 alone (the
+// combining iota, whose case folding is a letter), so that character is listed instead.
+constexpr std::string_view notAfterWordCharacter = "(?<![\\p{L}\\p{N}\\u0345])(?i:";
+constexpr std::string_view notBeforeWordCharacter = ")(?![\\p{L}\\p{N}\\u0345])";
 
 bool isAsciiAlphanumeric(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
@@ -66,14 +71,17 @@ std::string toUtf8(const icu::UnicodeString& text) {
 struct TranscriptCorrector::CompiledRules {
     struct Rule {
         GlossaryCorrection correction;
-        std::unique_ptr<icu::RegexPattern> pattern;
+        std::shared_ptr<const icu::RegexPattern> pattern;
         icu::UnicodeString replacement;
+        icu::UnicodeString foldedSource;  // full case folding, for the quick test below
         // Set when the replacement failed on real text although it passed the check at compile time.
         mutable std::atomic<bool> failed{false};
     };
 
     std::string setting;
     std::vector<std::unique_ptr<Rule>> rules;
+    // Patterns by source, so that an edit compiles only the lines that changed.
+    std::unordered_map<std::string, std::shared_ptr<const icu::RegexPattern>> patterns;
 };
 
 TranscriptCorrector::TranscriptCorrector(const SettingsManager& settings, Logger logger)
@@ -95,12 +103,21 @@ std::shared_ptr<const TranscriptCorrector::CompiledRules> TranscriptCorrector::r
         if (!correction) continue;
         const std::string describe = "\"" + correction->source + " → " + correction->replacement + "\"";
 
-        std::string patternText;
-        patternText.append(notAfterWordCharacter).append(literalPattern(correction->source)).append(notBeforeWordCharacter);
+        std::shared_ptr<const icu::RegexPattern> pattern;
+        if (cached_) {
+            if (auto found = cached_->patterns.find(correction->source); found != cached_->patterns.end()) {
+                pattern = found->second;
+            }
+        }
         UErrorCode status = U_ZERO_ERROR;
-        UParseError parseError{};
-        std::unique_ptr<icu::RegexPattern> pattern(icu::RegexPattern::compile(
-            icu::UnicodeString::fromUTF8(patternText), UREGEX_CASE_INSENSITIVE, parseError, status));
+        if (!pattern) {
+            std::string patternText;
+            patternText.append(notAfterWordCharacter)
+                .append(literalPattern(correction->source))
+                .append(notBeforeWordCharacter);
+            UParseError parseError{};
+            pattern.reset(icu::RegexPattern::compile(icu::UnicodeString::fromUTF8(patternText), 0, parseError, status));
+        }
         if (U_FAILURE(status) || !pattern) {
             logger_.error("Skipping correction " + describe + ": its source cannot be matched (" +
                           u_errorName(status) + ")");
@@ -109,7 +126,8 @@ std::shared_ptr<const TranscriptCorrector::CompiledRules> TranscriptCorrector::r
 
         // The source always matches itself, so replacing in it proves the template.
         icu::UnicodeString replacement = replacementTemplate(correction->replacement);
-        std::unique_ptr<icu::RegexMatcher> probe(pattern->matcher(icu::UnicodeString::fromUTF8(correction->source), status));
+        const icu::UnicodeString sample = icu::UnicodeString::fromUTF8(correction->source);
+        std::unique_ptr<icu::RegexMatcher> probe(pattern->matcher(sample, status));
         if (U_SUCCESS(status) && probe) probe->replaceAll(replacement, status);
         if (U_FAILURE(status)) {
             logger_.error("Skipping correction " + describe + ": the replacement refers to a group that does not exist (" +
@@ -117,10 +135,13 @@ std::shared_ptr<const TranscriptCorrector::CompiledRules> TranscriptCorrector::r
             continue;
         }
 
+        compiled->patterns.emplace(correction->source, pattern);
         auto rule = std::make_unique<CompiledRules::Rule>();
         rule->correction = std::move(*correction);
         rule->pattern = std::move(pattern);
         rule->replacement = std::move(replacement);
+        rule->foldedSource = sample;
+        rule->foldedSource.foldCase();
         compiled->rules.push_back(std::move(rule));
     }
     cached_ = compiled;
@@ -131,10 +152,17 @@ std::string TranscriptCorrector::applyingCorrections(std::string_view text) cons
     const auto compiled = rules(settings_.transcriptionCorrections());
     if (compiled->rules.empty() || text.empty()) return std::string(text);
 
+    // Most rules do not occur in a given phrase, and a pattern that opens with a look-behind is
+    // tried at every position. Case-insensitive matching compares full case foldings, so a rule can
+    // match only where its folded source occurs in the folded text: that substring test skips the
+    // rest cheaply.
     icu::UnicodeString current = icu::UnicodeString::fromUTF8(text);
+    icu::UnicodeString folded = current;
+    folded.foldCase();
     bool changed = false;
     for (const auto& rule : compiled->rules) {
         if (rule->failed.load(std::memory_order_relaxed)) continue;
+        if (folded.indexOf(rule->foldedSource) < 0) continue;
         UErrorCode status = U_ZERO_ERROR;
         std::unique_ptr<icu::RegexMatcher> matcher(rule->pattern->matcher(current, status));
         if (U_FAILURE(status) || !matcher) continue;
@@ -151,6 +179,8 @@ std::string TranscriptCorrector::applyingCorrections(std::string_view text) cons
         }
         matcher.reset();  // it still refers to `current`
         current = std::move(replaced);
+        folded = current;
+        folded.foldCase();
         changed = true;
     }
     return changed ? toUtf8(current) : std::string(text);

@@ -85,21 +85,6 @@ TEST_F(SettingsManagerTest, ValuesAreReadAtTheMomentOfUse) {
     EXPECT_FALSE(settings.appendSpaceAfterInsertion());
 }
 
-TEST_F(SettingsManagerTest, SettersStoreAndNotifyOnce) {
-    auto settings = makeSettings();
-    int changes = 0;
-    settings.onChange = [&] { ++changes; };
-    settings.setTranscriptionGlossary("Quillon");
-    settings.setSoundFeedbackEnabled(false);
-    settings.setLearnModeActive(true);  // not persisted
-    EXPECT_EQ(changes, 3);
-    EXPECT_EQ(store_.writes(), 2);
-    EXPECT_EQ(settings.transcriptionGlossary(), "Quillon");
-    EXPECT_FALSE(settings.soundFeedbackEnabled());
-    EXPECT_TRUE(settings.isLearnModeActive());
-    EXPECT_FALSE(store_.contains("isLearnModeActive"));
-}
-
 TEST_F(SettingsManagerTest, OpenAtLoginFollowsTheSystemAndFallsBackToItOnFailure) {
     loginItem_.enabled = true;
     auto settings = makeSettings();

@@ -59,6 +59,9 @@ TEST_F(TranscriptCorrectorTest, AppliesWholeWordCaseInsensitiveCorrectionsInOrde
         {"usd -> US$ (dollars)", "5 usd", "5 US$ (dollars)"},
         {"tab -> a\\$0b", "tab", "a$0b"},                            // a backslash escapes
         {"straße -> Strasse", "STRASSE straße", "Strasse Strasse"},  // full case folding
+        {"ὀδυσσεύς -> Odysseus", "ὈΔΥΣΣΕΎΣ ὀδυσσεύς", "Odysseus Odysseus"},  // final sigma folds too
+        {"file -> File", "\xEF\xAC\x81le", "File"},                 // the fi ligature folds to "fi"
+        {"ǅemal -> Dzemal", "ǄEMAL", "Dzemal"},                       // title-case digraph
     };
     for (const auto& c : cases) {
         setCorrections(c.setting);

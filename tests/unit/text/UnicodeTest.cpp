@@ -125,6 +125,16 @@ TEST(CommonPrefixTest, EndsOnABoundaryOfBothTexts) {
     }
 }
 
+TEST(CommonPrefixTest, FindsTheFirstDifferenceAtAnyOffset) {
+    const std::string a(40, 'a');
+    for (std::size_t at = 0; at < a.size(); ++at) {
+        std::string b = a;
+        b[at] = 'b';
+        EXPECT_EQ(commonPrefixLength(a, b), at);
+        EXPECT_EQ(commonPrefixLength(a, a.substr(0, at)), at);
+    }
+}
+
 TEST(CommonPrefixTest, AgreesWithIcuOnRandomMixes) {
     std::mt19937 random(7);
     for (int round = 0; round < 2000; ++round) {

@@ -101,12 +101,15 @@ TEST_F(TranscriptionDiagnosticsTest, UnwritablePlacesLoseRecordsSilently) {
 }
 
 TEST_F(TranscriptionDiagnosticsTest, ReadOnlyDirectoryLosesRecordsSilently) {
-    fs::permissions(directory_, fs::perms::owner_read | fs::perms::owner_exec);
-    if (std::ofstream(directory_ / "probe")) {
-        GTEST_SKIP() << "this user may write into read-only directories (root); the case of a directory that "
-                        "cannot take the file is covered by UnwritablePlacesLoseRecordsSilently";
+    fs::path readOnly = directory_;
+    fs::permissions(readOnly, fs::perms::owner_read | fs::perms::owner_exec);
+    if (std::ofstream(readOnly / "probe")) {
+        // Permissions do not bind this user (root in CI): take a directory that no one can add to.
+        readOnly = "/proc/self";
+        ASSERT_FALSE(std::ofstream(readOnly / "probe")) << "expected /proc/self to refuse new files";
     }
-    TranscriptionDiagnostics diagnostics(directory_, clock_);
+    TranscriptionDiagnostics diagnostics(readOnly, clock_);
+    diagnostics.append(run_, "BEGIN file=\"/x\"");
     diagnostics.append(run_, "END");
     EXPECT_FALSE(fs::exists(diagnostics.filePath()));
 }
