@@ -1,4 +1,6 @@
 #include <chrono>
+#include <cstdlib>
+#include <map>
 #include <future>
 #include <mutex>
 
@@ -9,6 +11,8 @@
 #include "SpeechWorld.h"
 #include "core/transcription/SpeechTranscriptionSessionFactory.h"
 #include "platform/linux/base/SerialQueue.h"
+#include "platform/linux/speech/PocketSphinxAnalyzer.h"
+#include "platform/linux/speech/SystemLocale.h"
 
 namespace quillon {
 namespace {
@@ -207,6 +211,45 @@ TEST(PocketSphinxEngineTest, AMissingModelMakesTranscriptionUnavailableAndNamesT
     const auto errors = world.log.output.messages(LogLevel::error);
     ASSERT_FALSE(errors.empty());
     EXPECT_THAT(errors.front(), HasSubstr("pocketsphinx-en-us"));
+}
+
+TEST(PocketSphinxEngineTest, HypothesesAreWrittenWithTheCapitalPronoun) {
+    EXPECT_EQ(PocketSphinxAnalyzer::writtenForm("i think i'm sure i'll see it if i can"),
+              "I think I'm sure I'll see it if I can");
+    EXPECT_EQ(PocketSphinxAnalyzer::writtenForm("i"), "I");
+    EXPECT_EQ(PocketSphinxAnalyzer::writtenForm("idea in ski hi-fi"), "idea in ski hi-fi");
+}
+
+TEST(SystemLocaleTest, TheLocaleComesFromTheEnvironmentInTheCLibrarysOrder) {
+    struct Case {
+        const char* all;
+        const char* messages;
+        const char* lang;
+        const char* identifier;
+    };
+    const Case cases[] = {
+        {"", "", "en_GB.UTF-8", "en_GB"},
+        {"", "de_DE@euro", "en_GB.UTF-8", "de_DE"},
+        {"fr_CA.UTF-8", "de_DE", "en_GB", "fr_CA"},
+        {"", "", "C.UTF-8", "en_US_POSIX"},
+        {"POSIX", "", "de_DE", "en_US_POSIX"},
+        {"", "", "", "en_US_POSIX"},
+    };
+    std::map<std::string, std::optional<std::string>> saved;
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        const char* value = std::getenv(name);
+        saved[name] = value ? std::optional<std::string>(value) : std::nullopt;
+    }
+    for (const auto& c : cases) {
+        ::setenv("LC_ALL", c.all, 1);
+        ::setenv("LC_MESSAGES", c.messages, 1);
+        ::setenv("LANG", c.lang, 1);
+        EXPECT_EQ(currentLocaleIdentifier(), c.identifier) << c.all << "|" << c.messages << "|" << c.lang;
+    }
+    for (const auto& [name, value] : saved) {
+        if (value) ::setenv(name.c_str(), value->c_str(), 1);
+        else ::unsetenv(name.c_str());
+    }
 }
 
 TEST(PCMConverterSwresampleTest, KeepsItsStateAcrossBlocksAndThePitchOfTheSignal) {

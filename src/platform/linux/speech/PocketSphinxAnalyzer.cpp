@@ -123,7 +123,19 @@ void PocketSphinxAnalyzer::cancelAndFinishNow() {
 std::string PocketSphinxAnalyzer::hypothesis() const {
     std::int32_t score = 0;
     const char* text = ps_get_hyp(decoder_.get(), &score);
-    return text ? std::string(text) : std::string();
+    return text ? writtenForm(text) : std::string();
+}
+
+std::string PocketSphinxAnalyzer::writtenForm(std::string_view hypothesis) {
+    // The dictionary spells every word in lower case; the pronoun "I" and its contractions
+    // ("i'm", "i'll", "i've", "i'd") are written as English writes them.
+    std::string text(hypothesis);
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const bool wordStart = at == 0 || text[at - 1] == ' ';
+        const bool wordEnd = at + 1 == text.size() || text[at + 1] == ' ' || text[at + 1] == '\'';
+        if (text[at] == 'i' && wordStart && wordEnd) text[at] = 'I';
+    }
+    return text;
 }
 
 }  // namespace quillon

@@ -28,6 +28,9 @@ public:
     std::expected<void, TranscriptionError> finalizeAndFinish(const ResultHandler& onResult) override;
     void cancelAndFinishNow() override;
 
+    // A hypothesis as text to read.
+    static std::string writtenForm(std::string_view hypothesis);
+
 private:
     std::expected<void, TranscriptionError> checkEndpoint(const ResultHandler& onResult);
     std::string hypothesis() const;
