@@ -142,8 +142,9 @@ int runTranscribeCommand(int argc, char** argv) {
     SettingsManager settings(store, loginItem, Logger(log, LogCategory::settings));
     TranscriptCorrector corrector(settings, Logger(log, LogCategory::transcription));
     SettingsTextRules rules(corrector, settings);
+    // Files go one after another, each on the decoder the last one gave back: no spare is needed.
     SpeechEnginePocketSphinx engine(PocketSphinxDecoderPool::ModelPaths::debianEnglish(),
-                                    Logger(log, LogCategory::transcription));
+                                    Logger(log, LogCategory::transcription), false);
     SpeechTranscriptionSupport support(engine, rules, currentLocaleIdentifier, Logger(log, LogCategory::transcription));
     MediaImportFFmpeg media(temporaryDirectory, Logger(log, LogCategory::transcription));
     TranscriptionDiagnostics diagnostics(temporaryDirectory, clock);

@@ -20,7 +20,8 @@ namespace quillon {
 // deleted on every path.
 //
 // Threads: runs go to `worker` one after another; completions and progress are called there.
-// The service holds no state between runs.
+// The service holds no state between runs. The worker must stop before the service and what it
+// was given are destroyed.
 class TranscriptionService final : public FileTranscriber {
 public:
     // The fraction of the file's audio analysed so far, and the file's duration in seconds; called

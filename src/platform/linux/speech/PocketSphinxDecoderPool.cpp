@@ -48,8 +48,8 @@ void PocketSphinxDecoderPool::Lease::reset() {
     decoder_ = nullptr;
 }
 
-PocketSphinxDecoderPool::PocketSphinxDecoderPool(ModelPaths paths, Logger logger)
-    : paths_(std::move(paths)), logger_(std::move(logger)) {
+PocketSphinxDecoderPool::PocketSphinxDecoderPool(ModelPaths paths, Logger logger, bool prepareSpares)
+    : paths_(std::move(paths)), logger_(std::move(logger)), prepareSpares_(prepareSpares) {
     // The library's own chatter would mix with the command line's output; our log says what matters.
     err_set_logfp(nullptr);
 }
@@ -75,7 +75,7 @@ PocketSphinxDecoderPool::Lease PocketSphinxDecoderPool::acquire(TranscriberPrese
         }
         poolRanDry = decoder && idle.empty();
     }
-    if (poolRanDry) loader_.post([this, preset] { topUp(preset); });
+    if (poolRanDry && prepareSpares_) loader_.post([this, preset] { topUp(preset); });
     return decoder ? Lease(this, preset, decoder.release()) : Lease();
 }
 

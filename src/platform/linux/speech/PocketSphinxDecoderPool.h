@@ -57,7 +57,9 @@ public:
     // The silence after speech that ends an utterance.
     static constexpr int endpointSilenceFrames = 50;  // frames of 10 ms
 
-    PocketSphinxDecoderPool(ModelPaths paths, Logger logger);
+    // Without `prepareSpares` no decoder is readied ahead of need: right for a one-off command
+    // that would otherwise wait at its end for a spare it never uses.
+    PocketSphinxDecoderPool(ModelPaths paths, Logger logger, bool prepareSpares = true);
     ~PocketSphinxDecoderPool();
 
     const ModelPaths& paths() const { return paths_; }
@@ -86,6 +88,7 @@ private:
     mutable std::mutex mutex_;
     ngram_model_t* languageModel_ = nullptr;
     bool loadFailed_ = false;
+    bool prepareSpares_;
     std::map<TranscriberPreset, std::vector<Decoder>> idle_;
     // The cepstral means a decoder starts with. Its live estimate adapts to the audio it hears, and
     // a decoder back from a session starts over, so a file's text does not depend on the last one.

@@ -41,8 +41,9 @@ private:
 
 }  // namespace
 
-SpeechEnginePocketSphinx::SpeechEnginePocketSphinx(PocketSphinxDecoderPool::ModelPaths paths, Logger logger)
-    : logger_(logger), pool_(std::move(paths), std::move(logger)) {}
+SpeechEnginePocketSphinx::SpeechEnginePocketSphinx(PocketSphinxDecoderPool::ModelPaths paths, Logger logger,
+                                                   bool prepareSpares)
+    : logger_(logger), pool_(std::move(paths), std::move(logger), prepareSpares) {}
 
 std::optional<std::string> SpeechEnginePocketSphinx::supportedLocale(std::string_view localeIdentifier) const {
     // The language is what comes before the region, script, encoding or modifier:

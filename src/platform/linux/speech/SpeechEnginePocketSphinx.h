@@ -16,7 +16,8 @@ public:
     static constexpr const char* supportedLocaleIdentifier = "en-US";
     static constexpr const char* modelPackage = "pocketsphinx-en-us";
 
-    SpeechEnginePocketSphinx(PocketSphinxDecoderPool::ModelPaths paths, Logger logger);
+    // `prepareSpares`: see PocketSphinxDecoderPool.
+    SpeechEnginePocketSphinx(PocketSphinxDecoderPool::ModelPaths paths, Logger logger, bool prepareSpares = true);
 
     bool isAvailable() const override { return true; }
     std::optional<std::string> supportedLocale(std::string_view localeIdentifier) const override;
