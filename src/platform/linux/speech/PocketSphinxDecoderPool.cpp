@@ -55,6 +55,7 @@ PocketSphinxDecoderPool::PocketSphinxDecoderPool(ModelPaths paths, Logger logger
 }
 
 PocketSphinxDecoderPool::~PocketSphinxDecoderPool() {
+    loader_.reset();  // waits for a decoder being made; drops what was still to come
     std::lock_guard lock(mutex_);
     idle_.clear();
     initialCmn_.clear();
@@ -75,12 +76,12 @@ PocketSphinxDecoderPool::Lease PocketSphinxDecoderPool::acquire(TranscriberPrese
         }
         poolRanDry = decoder && idle.empty();
     }
-    if (poolRanDry && prepareSpares_) loader_.post([this, preset] { topUp(preset); });
+    if (poolRanDry && prepareSpares_) loader_->post([this, preset] { topUp(preset); });
     return decoder ? Lease(this, preset, decoder.release()) : Lease();
 }
 
 void PocketSphinxDecoderPool::warmUp(TranscriberPreset preset) {
-    loader_.post([this, preset] { topUp(preset); });
+    loader_->post([this, preset] { topUp(preset); });
 }
 
 std::size_t PocketSphinxDecoderPool::idleCount(TranscriberPreset preset) const {
@@ -128,7 +129,7 @@ PocketSphinxDecoderPool::Decoder PocketSphinxDecoderPool::makeDecoder(Transcribe
     // costs a third more time and, with this model, does not make the text better.
     (void)preset;
     cmd_ln_t* config = cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", hmm.c_str(), "-dict", dict.c_str(),
-                                   "-fwdflat", "no", "-bestpath", "yes", "-maxhmmpf", "6000", "-maxwpf", "15",
+                                   "-fwdflat", "no", "-bestpath", "yes", "-maxhmmpf", "4000", "-maxwpf", "10",
                                    "-vad_postspeech", postspeech.c_str(), "-logfn", "/dev/null", nullptr);
     if (!config) {
         logger_.error("PocketSphinx rejected its configuration");

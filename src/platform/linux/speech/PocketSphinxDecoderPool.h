@@ -93,7 +93,9 @@ private:
     // The cepstral means a decoder starts with. Its live estimate adapts to the audio it hears, and
     // a decoder back from a session starts over, so a file's text does not depend on the last one.
     std::map<ps_decoder_t*, std::vector<mfcc_t>> initialCmn_;
-    SerialQueue loader_{"com.lanternmoth.Quillon.speech-models"};  // last: stops first
+    // Readies spares. Stopped first in the destructor, so that no decoder is being made while the
+    // shared model is freed.
+    std::unique_ptr<SerialQueue> loader_ = std::make_unique<SerialQueue>("com.lanternmoth.Quillon.speech-models");
 };
 
 }  // namespace quillon
