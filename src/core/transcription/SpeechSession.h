@@ -30,14 +30,15 @@ public:
     virtual ~SpeechSession() = default;
 
     // Pushes little-endian 16-bit mono samples at `sampleRate`. Safe from the audio thread; does
-    // not block. A block that cannot be converted (empty, odd length) is dropped silently.
+    // not block. A block of fewer than two bytes is dropped silently; an odd trailing byte is dropped.
     virtual void appendPCM16(std::span<const std::byte> data, double sampleRate) = 0;
 
     // Ends the audio and waits, without a time-out, until the recogniser has finished; then hands
     // the final text (or the error the run ended with) to `completion`, on the session's thread.
     virtual void finishAndWait(FinalTextCompletion completion) = 0;
 
-    // Ends the audio and cancels the run: neither onFinished nor onFailure follows.
+    // Ends the audio and cancels the run: neither onFinished nor onFailure follows, and a completion
+    // given to finishAndWait is never called.
     virtual void cancel() = 0;
 };
 

@@ -1,0 +1,141 @@
+#include "platform/linux/speech/PocketSphinxAnalyzer.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace quillon {
+
+namespace {
+
+// The detector is asked at every 64 ms of the stream, counted from its start, whatever the sizes
+// of the blocks fed: the same audio is cut into the same utterances whether it comes from a file
+// or a microphone, and a large block cannot hide an endpoint followed by new speech.
+constexpr std::size_t chunkSamples = 1024;
+// A partial hypothesis costs a back-trace; five a second keep the provisional text lively.
+constexpr std::size_t partialIntervalSamples = 3072;
+
+}  // namespace
+
+PocketSphinxAnalyzer::PocketSphinxAnalyzer(PocketSphinxDecoderPool& pool, TranscriberPreset preset, Logger logger)
+    : pool_(pool), preset_(preset), logger_(std::move(logger)) {}
+
+PocketSphinxAnalyzer::~PocketSphinxAnalyzer() { cancelAndFinishNow(); }
+
+std::expected<void, TranscriptionError> PocketSphinxAnalyzer::setContext(const AnalysisContext& context) {
+    auto terms = context.contextualStrings.find(AnalysisContext::generalTag);
+    if (terms == context.contextualStrings.end() || terms->second.empty()) return {};
+    // PocketSphinx has no contextual biasing; the glossary's terms still shape the text through
+    // the user's corrections.
+    logger_.info("The recogniser does not take glossary terms; " + std::to_string(terms->second.size()) +
+                 " terms ignored for recognition");
+    return {};
+}
+
+std::expected<void, TranscriptionError> PocketSphinxAnalyzer::prepareToAnalyze(AudioFormat audioFormat) {
+    if (audioFormat != format) return std::unexpected(TranscriptionError::noCompatibleAudioFormat());
+    if (!decoder_) decoder_ = pool_.acquire(preset_);
+    if (!decoder_) return std::unexpected(TranscriptionError::unavailable());
+    if (ps_start_utt(decoder_.get()) < 0) {
+        logger_.error("PocketSphinx could not start an utterance");
+        return std::unexpected(TranscriptionError::unavailable());
+    }
+    inUtterance_ = true;
+    heardSpeech_ = false;
+    samplesIntoChunk_ = 0;
+    return {};
+}
+
+std::expected<void, TranscriptionError> PocketSphinxAnalyzer::analyze(std::span<const std::int16_t> samples,
+                                                                     const ResultHandler& onResult) {
+    if (!decoder_ || !inUtterance_) return std::unexpected(TranscriptionError::unavailable());
+    while (!samples.empty()) {
+        const auto piece = samples.first(std::min(samples.size(), chunkSamples - samplesIntoChunk_));
+        if (ps_process_raw(decoder_.get(), piece.data(), piece.size(), FALSE, FALSE) < 0) {
+            logger_.error("PocketSphinx failed to decode audio");
+            return std::unexpected(TranscriptionError::unavailable());
+        }
+        samples = samples.subspan(piece.size());
+        samplesIntoChunk_ += piece.size();
+        if (samplesIntoChunk_ == chunkSamples) {
+            samplesIntoChunk_ = 0;
+            if (auto checked = checkEndpoint(onResult); !checked) return checked;
+        }
+    }
+    return {};
+}
+
+std::expected<void, TranscriptionError> PocketSphinxAnalyzer::checkEndpoint(const ResultHandler& onResult) {
+    ps_decoder_t* decoder = decoder_.get();
+    const bool inSpeech = ps_get_in_speech(decoder) != 0;
+    if (inSpeech && !heardSpeech_) {
+        heardSpeech_ = true;
+        samplesSincePartial_ = 0;
+        lastPartial_.clear();
+    }
+    if (heardSpeech_ && !inSpeech) {
+        // The endpoint: the silence window after speech has passed.
+        ps_end_utt(decoder);
+        const std::string text = hypothesis();
+        heardSpeech_ = false;
+        if (ps_start_utt(decoder) < 0) {
+            inUtterance_ = false;
+            logger_.error("PocketSphinx could not start an utterance");
+            return std::unexpected(TranscriptionError::unavailable());
+        }
+        onResult(SpeechResult{text, true});
+        return {};
+    }
+    if (heardSpeech_ && preset_ == TranscriberPreset::progressiveTranscription) {
+        samplesSincePartial_ += chunkSamples;
+        if (samplesSincePartial_ >= partialIntervalSamples) {
+            samplesSincePartial_ = 0;
+            std::string partial = hypothesis();
+            if (partial != lastPartial_) {
+                lastPartial_ = partial;
+                onResult(SpeechResult{std::move(partial), false});
+            }
+        }
+    }
+    return {};
+}
+
+std::expected<void, TranscriptionError> PocketSphinxAnalyzer::finalizeAndFinish(const ResultHandler& onResult) {
+    if (!decoder_ || !inUtterance_) return std::unexpected(TranscriptionError::unavailable());
+    ps_end_utt(decoder_.get());
+    inUtterance_ = false;
+    // Only an utterance the detector heard speech in has a hypothesis worth keeping; in pure
+    // noise the search still guesses words.
+    const bool heard = heardSpeech_;
+    const std::string text = heard ? hypothesis() : std::string();
+    heardSpeech_ = false;
+    decoder_.reset();
+    if (heard) onResult(SpeechResult{text, true});
+    return {};
+}
+
+void PocketSphinxAnalyzer::cancelAndFinishNow() {
+    if (decoder_ && inUtterance_) ps_end_utt(decoder_.get());
+    inUtterance_ = false;
+    heardSpeech_ = false;
+    decoder_.reset();
+}
+
+std::string PocketSphinxAnalyzer::hypothesis() const {
+    std::int32_t score = 0;
+    const char* text = ps_get_hyp(decoder_.get(), &score);
+    return text ? writtenForm(text) : std::string();
+}
+
+std::string PocketSphinxAnalyzer::writtenForm(std::string_view hypothesis) {
+    // The dictionary spells every word in lower case; the pronoun "I" and its contractions
+    // ("i'm", "i'll", "i've", "i'd") are written as English writes them.
+    std::string text(hypothesis);
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const bool wordStart = at == 0 || text[at - 1] == ' ';
+        const bool wordEnd = at + 1 == text.size() || text[at + 1] == ' ' || text[at + 1] == '\'';
+        if (text[at] == 'i' && wordStart && wordEnd) text[at] = 'I';
+    }
+    return text;
+}
+
+}  // namespace quillon
