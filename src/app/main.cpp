@@ -11,6 +11,7 @@
 
 #include "app/AppDelegate.h"
 #include "app/SingleInstanceGuard.h"
+#include "app/TranscribeCommand.h"
 #include "app/UnixSignalWatcher.h"
 #include "core/logging/LogService.h"
 #include "core/settings/SettingsManager.h"
@@ -43,6 +44,10 @@ std::filesystem::path standardLocation(QStandardPaths::StandardLocation location
 }  // namespace
 
 int main(int argc, char** argv) {
+    // `quillon transcribe FILE...` works without a display or a sound server: it runs before any
+    // of the desktop is touched.
+    if (argc >= 2 && std::string_view(argv[1]) == "transcribe") return runTranscribeCommand(argc - 2, argv + 2);
+
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Quillon"));
     QApplication::setApplicationVersion(QStringLiteral(QUILLON_VERSION));
