@@ -255,14 +255,22 @@ bool TextInserter::trySimulateTypingCharacterByCharacter(const std::string& text
 
 bool TextInserter::tryPasteAction(const ElementRef& element, const std::string& text) {
     const std::optional<std::string> savedString = pasteboard_.string();
+    const std::vector<std::string> savedTypes = pasteboard_.types();
     pasteboard_.clear();
     pasteboard_.setString(text);
 
     if (accessibility_.hasAction(element, ElementAction::paste)) {
         const bool pasted = accessibility_.performAction(element, ElementAction::paste);
-        mainQueue_.postAfter(clipboardRestoreDelay, [&pasteboard = pasteboard_, savedString] {
+        // The application fetches the clipboard when it handles the paste, so the user's
+        // clipboard comes back a moment later. Only its text survives; other formats are offered
+        // again without their data.
+        mainQueue_.postAfter(clipboardRestoreDelay, [&pasteboard = pasteboard_, savedString, savedTypes] {
             pasteboard.clear();
-            if (savedString) pasteboard.setString(*savedString);
+            if (savedString) {
+                pasteboard.setString(*savedString);
+            } else if (!savedTypes.empty()) {
+                pasteboard.declareTypes(savedTypes);
+            }
         });
         return pasted;
     }

@@ -325,6 +325,17 @@ TEST_F(TextInserterTest, FailedTypingFallsBackToPasteAndRestoresTheClipboardLate
     EXPECT_EQ(world.pasteboard.text, "user's clipboard");
 }
 
+TEST_F(TextInserterTest, ClipboardWithoutTextGetsItsFormatsBackWithoutData) {
+    auto field = focusField("", Role::webArea);
+    field->actions = {ElementAction::paste};
+    world.keyboard.failTyping = true;
+    world.pasteboard.offeredTypes = {"image/png"};
+    ASSERT_TRUE(world.inserter.insertText("dictated"));
+    world.mainQueue.advance(100ms);
+    EXPECT_EQ(world.pasteboard.text, std::nullopt);
+    EXPECT_EQ(world.pasteboard.types(), std::vector<std::string>{"image/png"});
+}
+
 TEST_F(TextInserterTest, PasteRestorationRunsEvenWhenThePasteFails) {
     auto field = focusField("", Role::webArea);
     field->actions = {ElementAction::paste};
