@@ -7,6 +7,7 @@
 #include <string>
 #include <thread>
 
+#include <QCoreApplication>
 #include <gtest/gtest.h>
 
 #include "TestApplication.h"
@@ -15,10 +16,10 @@
 #include "core/settings/SettingsManager.h"
 #include "fakes/FakeKeyValueStore.h"
 #include "fakes/FakeLoginItem.h"
-#include "fakes/FakePasteboard.h"
 #include "fakes/TestLog.h"
 #include "platform/linux/accessibility/AccessibilityAtspi.h"
 #include "platform/linux/apps/RunningApplicationsX11.h"
+#include "platform/linux/clipboard/PasteboardQt.h"
 #include "platform/linux/keyboard/PacerThreadSleep.h"
 #include "platform/linux/keyboard/SyntheticKeyboardXTest.h"
 
@@ -30,7 +31,9 @@ inline bool waitUntil(const std::function<bool()>& condition,
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     while (std::chrono::steady_clock::now() < deadline) {
         if (condition()) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        // Serve the clipboard and other requests of other programs meanwhile.
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return condition();
 }
@@ -96,7 +99,7 @@ struct DesktopWorld {
     AccessibilityAtspi accessibility{applications, log.logger(LogCategory::insertion)};
     SyntheticKeyboardXTest keyboard;
     PacerThreadSleep pacer;
-    FakePasteboard pasteboard;
+    PasteboardQt pasteboard;
     TextInserter inserter{accessibility, keyboard, pasteboard, applications, pacer,
                           mainQueue,     settings, log.logger(LogCategory::insertion)};
 };

@@ -75,12 +75,9 @@ AccessibilityAtspi::AccessibilityAtspi(RunningApplications& applications, Logger
         if (!thread_->isConnected()) return;
         // No grace period for applications that just started: a hung one is hung.
         atspi_set_timeout(static_cast<gint>(options_.callTimeout.count()), -1);
-        // Keep only what does not change; states, texts and children are asked afresh each time.
-        if (AtspiAccessible* desktop = atspi_get_desktop(0)) {
-            atspi_accessible_set_cache_mask(desktop,
-                                            static_cast<AtspiCache>(ATSPI_CACHE_ROLE | ATSPI_CACHE_INTERFACES));
-            g_object_unref(desktop);
-        }
+        // libatspi's own cache stays as it is: it follows the applications' change events, and
+        // with less cached its event handlers make calls of their own while another call waits,
+        // which deadlocks the connection.
     });
     if (!thread_->isConnected()) logger_.error("The accessibility bus could not be reached");
 }

@@ -45,10 +45,12 @@ void AtspiThread::post(std::function<void()> task) {
 void AtspiThread::main(std::promise<void>& started) {
     threadId_ = std::this_thread::get_id();
     g_main_context_push_thread_default(context_);
-    atspi_set_main_context(context_);
     // atspi_init answers 1 when libatspi was set up before in this process, which is fine too.
+    // It hooks the bus connection into the default main context, which belongs to the UI
+    // thread; moving it to this thread's context afterwards takes it out of there.
     const int status = atspi_init();
     connected_ = status == 0 || status == 1;
+    if (connected_) atspi_set_main_context(context_);
     started.set_value();
     g_main_loop_run(loop_);
     // Let the releases that elements posted on their way out run before the thread ends.
