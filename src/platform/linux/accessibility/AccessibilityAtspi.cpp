@@ -285,8 +285,8 @@ std::optional<AccessibilityRole> AccessibilityAtspi::role(const ElementRef& elem
         Call call(*this, object);
         const AtspiRole atspiRole = atspi_accessible_get_role(object, call.error());
         if (call.failed() || atspiRole == ATSPI_ROLE_INVALID) return std::nullopt;
-        const bool singleLine = atspiRole == ATSPI_ROLE_TEXT && hasState(object, ATSPI_STATE_SINGLE_LINE);
-        return accessibilityRoleFor(atspiRole, singleLine);
+        const bool multiLine = atspiRole == ATSPI_ROLE_TEXT && hasState(object, ATSPI_STATE_MULTI_LINE);
+        return accessibilityRoleFor(atspiRole, multiLine);
     });
 }
 

@@ -12,7 +12,7 @@ constexpr std::array<std::pair<AtspiRole, AccessibilityRole>, 27> table{{
     {ATSPI_ROLE_ENTRY, AccessibilityRole::textField},
     {ATSPI_ROLE_SPIN_BUTTON, AccessibilityRole::textField},
     {ATSPI_ROLE_PASSWORD_TEXT, AccessibilityRole::passwordField},
-    {ATSPI_ROLE_TEXT, AccessibilityRole::textArea},  // single-line: textField, above
+    {ATSPI_ROLE_TEXT, AccessibilityRole::textArea},  // when multi-line; else textField, above
     {ATSPI_ROLE_DOCUMENT_TEXT, AccessibilityRole::textArea},
     // Text to read.
     {ATSPI_ROLE_PARAGRAPH, AccessibilityRole::staticText},
@@ -44,8 +44,8 @@ constexpr std::array<std::pair<AtspiRole, AccessibilityRole>, 27> table{{
 
 }  // namespace
 
-AccessibilityRole accessibilityRoleFor(AtspiRole role, bool singleLine) {
-    if (role == ATSPI_ROLE_TEXT && singleLine) return AccessibilityRole::textField;
+AccessibilityRole accessibilityRoleFor(AtspiRole role, bool multiLine) {
+    if (role == ATSPI_ROLE_TEXT && !multiLine) return AccessibilityRole::textField;
     for (const auto& [atspi, mapped] : table) {
         if (atspi == role) return mapped;
     }
