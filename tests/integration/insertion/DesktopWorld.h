@@ -61,8 +61,8 @@ struct DesktopWorld {
 
     // Starts `program`, waits for its "ready" line and its window, and gives that window the focus.
     std::unique_ptr<TestApplication> launch(const std::string& program, const std::vector<std::string>& arguments,
-                                            bool waitForReady = true) {
-        auto application = std::make_unique<TestApplication>(program, arguments);
+                                            bool waitForReady = true, bool mergeErrors = false) {
+        auto application = std::make_unique<TestApplication>(program, arguments, mergeErrors);
         if (!application->started()) return nullptr;
         if (waitForReady && application->readLine(std::chrono::seconds(20)) != "ready") return nullptr;
         const int pid = application->pid();

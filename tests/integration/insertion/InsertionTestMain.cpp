@@ -8,9 +8,6 @@
 
 int main(int argc, char** argv) {
     if (!std::getenv("DISPLAY")) setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    // This process is not a text target; keep it off the accessibility bus.
-    unsetenv("QT_LINUX_ACCESSIBILITY_ALWAYS_ON");
-    setenv("QT_ACCESSIBILITY", "0", 1);
     QGuiApplication application(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();

@@ -13,7 +13,8 @@ extern char** environ;
 
 namespace quillon::testing {
 
-TestApplication::TestApplication(const std::string& program, const std::vector<std::string>& arguments) {
+TestApplication::TestApplication(const std::string& program, const std::vector<std::string>& arguments,
+                                 bool mergeErrors) {
     int toChild[2];
     int fromChild[2];
     if (pipe2(toChild, O_CLOEXEC) != 0 || pipe2(fromChild, O_CLOEXEC) != 0) return;
@@ -21,6 +22,7 @@ TestApplication::TestApplication(const std::string& program, const std::vector<s
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, toChild[0], 0);
     posix_spawn_file_actions_adddup2(&actions, fromChild[1], 1);
+    if (mergeErrors) posix_spawn_file_actions_adddup2(&actions, fromChild[1], 2);
     std::vector<std::string> all{program};
     all.insert(all.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;

@@ -11,7 +11,8 @@ namespace quillon::testing {
 // The destructor ends it (SIGCONT, then SIGKILL) and reaps it.
 class TestApplication {
 public:
-    TestApplication(const std::string& program, const std::vector<std::string>& arguments);
+    // With `mergeErrors` the program's standard error joins its output.
+    TestApplication(const std::string& program, const std::vector<std::string>& arguments, bool mergeErrors = false);
     ~TestApplication();
     TestApplication(const TestApplication&) = delete;
     TestApplication& operator=(const TestApplication&) = delete;

@@ -162,13 +162,10 @@ AtspiAccessible* AccessibilityAtspi::focusedDescendant(AtspiAccessible* root) {
         g_object_unref(states);
         g_object_unref(collection);
         if (matches) {
-            // In tree order the innermost focused element comes last.
-            AtspiAccessible* found = nullptr;
+            AtspiAccessible* found = bestFocusedMatch(matches);
             for (guint i = 0; i < matches->len; ++i) {
                 AtspiAccessible* match = g_array_index(matches, AtspiAccessible*, i);
-                if (!match) continue;
-                if (found) g_object_unref(found);
-                found = match;
+                if (match && match != found) g_object_unref(match);
             }
             g_array_free(matches, TRUE);
             return found;
@@ -177,6 +174,28 @@ AtspiAccessible* AccessibilityAtspi::focusedDescendant(AtspiAccessible* root) {
     }
     int budget = options_.focusWalkLimit;
     return walkForFocus(root, budget);
+}
+
+AtspiAccessible* AccessibilityAtspi::bestFocusedMatch(GArray* matches) {
+    // A browser keeps a focused element in each of its documents, hidden ones too, and reports
+    // the documents themselves as focused. What takes typing is an editable element, else the
+    // first focused element that is not a document.
+    AtspiAccessible* best = nullptr;
+    int bestScore = -1;
+    for (guint i = 0; i < matches->len; ++i) {
+        AtspiAccessible* match = g_array_index(matches, AtspiAccessible*, i);
+        if (!match || !isResponsive(match)) continue;
+        Call call(*this, match);
+        const AtspiRole matchRole = atspi_accessible_get_role(match, nullptr);
+        const bool document = matchRole == ATSPI_ROLE_DOCUMENT_WEB || matchRole == ATSPI_ROLE_DOCUMENT_FRAME ||
+                              matchRole == ATSPI_ROLE_APPLICATION || matchRole == ATSPI_ROLE_FRAME;
+        const int score = (hasState(match, ATSPI_STATE_EDITABLE) ? 2 : 0) + (document ? 0 : 1);
+        if (score > bestScore) {
+            best = match;
+            bestScore = score;
+        }
+    }
+    return best;
 }
 
 AtspiAccessible* AccessibilityAtspi::walkForFocus(AtspiAccessible* element, int& budget) {

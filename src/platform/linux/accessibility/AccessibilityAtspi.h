@@ -10,6 +10,7 @@
 #include "core/ports/RunningApplications.h"
 
 typedef struct _AtspiAccessible AtspiAccessible;
+typedef struct _GArray GArray;
 
 namespace quillon {
 
@@ -81,6 +82,7 @@ private:
     void noteSlowCall(AtspiAccessible* object, std::chrono::steady_clock::duration elapsed);
     AtspiAccessible* applicationForProcess(int processIdentifier);
     AtspiAccessible* focusedDescendant(AtspiAccessible* root);
+    AtspiAccessible* bestFocusedMatch(GArray* matches);
     AtspiAccessible* walkForFocus(AtspiAccessible* element, int& budget);
     std::optional<int> actionIndex(AtspiAccessible* object, ElementAction action);
     std::optional<TextRange> selectionOrCaret(AtspiAccessible* object);
