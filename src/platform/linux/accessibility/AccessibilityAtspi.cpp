@@ -114,6 +114,9 @@ Result AccessibilityAtspi::onElement(const ElementRef& element, Result fallback,
     if (!object || !thread_->isConnected()) return fallback;
     std::optional<Result> answer = thread_->run([&]() -> std::optional<Result> {
         if (!isResponsive(object)) return std::nullopt;
+        // Some libatspi reads (interfaces, cached states) block without reporting an error;
+        // timing the whole answer catches those too.
+        Call whole(*this, object);
         return body(object);
     });
     return answer ? std::move(*answer) : fallback;
@@ -146,7 +149,16 @@ AtspiAccessible* AccessibilityAtspi::applicationForProcess(int processIdentifier
 
 AtspiAccessible* AccessibilityAtspi::focusedDescendant(AtspiAccessible* root) {
     if (!isResponsive(root)) return nullptr;
-    if (AtspiCollection* collection = atspi_accessible_get_collection_iface(root)) {
+    AtspiCollection* collection = nullptr;
+    {
+        Call call(*this, root);
+        collection = atspi_accessible_get_collection_iface(root);
+    }
+    if (!isResponsive(root)) {
+        if (collection) g_object_unref(collection);
+        return nullptr;
+    }
+    if (collection) {
         AtspiStateSet* states = atspi_state_set_new(nullptr);
         atspi_state_set_add(states, ATSPI_STATE_FOCUSED);
         AtspiMatchRule* rule =
