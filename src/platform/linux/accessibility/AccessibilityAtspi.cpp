@@ -6,12 +6,12 @@
 
 #include "platform/linux/accessibility/AccessibilityBusStatus.h"
 #include "platform/linux/accessibility/AtspiElement.h"
+#include "platform/linux/accessibility/AtspiFocusSearch.h"
 #include "platform/linux/accessibility/AtspiRoleTable.h"
 #include "platform/linux/accessibility/AtspiThread.h"
+#include "platform/linux/accessibility/GObjectPtr.h"
 
 namespace quillon {
-
-using Clock = std::chrono::steady_clock;
 
 namespace {
 
@@ -20,47 +20,7 @@ AtspiAccessible* objectOf(const ElementRef& element) {
     return atspi ? atspi->object() : nullptr;
 }
 
-template <typename T>
-struct GObjectPtr {
-    explicit GObjectPtr(T* object) : value(object) {}
-    ~GObjectPtr() {
-        if (value) g_object_unref(value);
-    }
-    GObjectPtr(const GObjectPtr&) = delete;
-    GObjectPtr& operator=(const GObjectPtr&) = delete;
-    T* get() const { return value; }
-    explicit operator bool() const { return value != nullptr; }
-    T* value;
-};
-
-bool hasState(AtspiAccessible* object, AtspiStateType state) {
-    AtspiStateSet* states = atspi_accessible_get_state_set(object);
-    if (!states) return false;
-    const bool contains = atspi_state_set_contains(states, state) != FALSE;
-    g_object_unref(states);
-    return contains;
-}
-
 }  // namespace
-
-// One libatspi call on an object: owns the GError and tells the adapter when the call took so
-// long that the application should be treated as hung.
-class AccessibilityAtspi::Call {
-public:
-    Call(AccessibilityAtspi& owner, AtspiAccessible* object) : owner_(owner), object_(object), start_(Clock::now()) {}
-    ~Call() {
-        owner_.noteSlowCall(object_, Clock::now() - start_);
-        if (error_) g_error_free(error_);
-    }
-    GError** error() { return &error_; }
-    bool failed() const { return error_ != nullptr; }
-
-private:
-    AccessibilityAtspi& owner_;
-    AtspiAccessible* object_;
-    Clock::time_point start_;
-    GError* error_ = nullptr;
-};
 
 AccessibilityAtspi::AccessibilityAtspi(RunningApplications& applications, Logger logger)
     : AccessibilityAtspi(applications, std::move(logger), Options{}) {}
@@ -70,6 +30,8 @@ AccessibilityAtspi::AccessibilityAtspi(RunningApplications& applications, Logger
       logger_(std::move(logger)),
       options_(options),
       thread_(AtspiThread::shared()),
+      responsiveness_(logger_, options.callTimeout, options.unresponsiveFor),
+      focusSearch_(responsiveness_, options.focusWalkLimit),
       ownProcess_(static_cast<int>(getpid())) {
     thread_->run([this] {
         if (!thread_->isConnected()) return;
@@ -89,34 +51,15 @@ ElementRef AccessibilityAtspi::wrap(AtspiAccessible* owned) {
     return std::make_shared<AtspiElement>(owned, thread_);
 }
 
-bool AccessibilityAtspi::isResponsive(AtspiAccessible* object) {
-    const auto found = unresponsiveUntil_.find(AtspiElement::busNameOf(object));
-    if (found == unresponsiveUntil_.end()) return true;
-    if (Clock::now() >= found->second) {
-        unresponsiveUntil_.erase(found);
-        return true;
-    }
-    return false;
-}
-
-void AccessibilityAtspi::noteSlowCall(AtspiAccessible* object, Clock::duration elapsed) {
-    if (elapsed < options_.callTimeout * 8 / 10) return;
-    const std::string bus = AtspiElement::busNameOf(object);
-    if (!unresponsiveUntil_.contains(bus)) {
-        logger_.error("An application did not answer the accessibility bus in time; skipping it for a while");
-    }
-    unresponsiveUntil_[bus] = Clock::now() + options_.unresponsiveFor;
-}
-
 template <typename Result, typename Body>
 Result AccessibilityAtspi::onElement(const ElementRef& element, Result fallback, Body body) {
     AtspiAccessible* object = objectOf(element);
     if (!object || !thread_->isConnected()) return fallback;
     std::optional<Result> answer = thread_->run([&]() -> std::optional<Result> {
-        if (!isResponsive(object)) return std::nullopt;
+        if (!responsiveness_.isResponsive(object)) return std::nullopt;
         // Some libatspi reads (interfaces, cached states) block without reporting an error;
         // timing the whole answer catches those too.
-        Call whole(*this, object);
+        AtspiResponsiveness::Call whole(responsiveness_, object);
         return body(object);
     });
     return answer ? std::move(*answer) : fallback;
@@ -128,130 +71,13 @@ std::optional<std::string> AccessibilityAtspi::enableAccessibility() {
     return AccessibilityBusStatus::setEnabled(true);
 }
 
-AtspiAccessible* AccessibilityAtspi::applicationForProcess(int processIdentifier) {
-    GObjectPtr<AtspiAccessible> desktop(atspi_get_desktop(0));
-    if (!desktop) return nullptr;
-    GError* error = nullptr;
-    const gint count = atspi_accessible_get_child_count(desktop.get(), &error);
-    g_clear_error(&error);
-    for (gint i = 0; i < count; ++i) {
-        AtspiAccessible* application = atspi_accessible_get_child_at_index(desktop.get(), i, &error);
-        g_clear_error(&error);
-        if (!application) continue;
-        // The bus daemon answers this, not the application, so a hung one cannot stall it.
-        const auto pid = static_cast<int>(atspi_accessible_get_process_id(application, &error));
-        g_clear_error(&error);
-        if (pid == processIdentifier) return application;
-        g_object_unref(application);
-    }
-    return nullptr;
-}
-
-AtspiAccessible* AccessibilityAtspi::focusedDescendant(AtspiAccessible* root) {
-    if (!isResponsive(root)) return nullptr;
-    AtspiCollection* collection = nullptr;
-    {
-        Call call(*this, root);
-        collection = atspi_accessible_get_collection_iface(root);
-    }
-    if (!isResponsive(root)) {
-        if (collection) g_object_unref(collection);
-        return nullptr;
-    }
-    if (collection) {
-        AtspiStateSet* states = atspi_state_set_new(nullptr);
-        atspi_state_set_add(states, ATSPI_STATE_FOCUSED);
-        AtspiMatchRule* rule =
-            atspi_match_rule_new(states, ATSPI_Collection_MATCH_ALL, nullptr, ATSPI_Collection_MATCH_ALL, nullptr,
-                                 ATSPI_Collection_MATCH_ALL, nullptr, ATSPI_Collection_MATCH_ALL, FALSE);
-        GArray* matches = nullptr;
-        {
-            Call call(*this, root);
-            matches = atspi_collection_get_matches(collection, rule, ATSPI_Collection_SORT_ORDER_CANONICAL, 0, TRUE,
-                                                   call.error());
-        }
-        g_object_unref(rule);
-        g_object_unref(states);
-        g_object_unref(collection);
-        if (matches) {
-            AtspiAccessible* found = bestFocusedMatch(matches);
-            for (guint i = 0; i < matches->len; ++i) {
-                AtspiAccessible* match = g_array_index(matches, AtspiAccessible*, i);
-                if (match && match != found) g_object_unref(match);
-            }
-            g_array_free(matches, TRUE);
-            return found;
-        }
-        if (!isResponsive(root)) return nullptr;
-    }
-    int budget = options_.focusWalkLimit;
-    return walkForFocus(root, budget);
-}
-
-AtspiAccessible* AccessibilityAtspi::bestFocusedMatch(GArray* matches) {
-    // A browser keeps a focused element in each of its documents, hidden ones too, and reports
-    // the documents themselves as focused. What takes typing is an editable element, else the
-    // first focused element that is not a document.
-    AtspiAccessible* best = nullptr;
-    int bestScore = -1;
-    for (guint i = 0; i < matches->len; ++i) {
-        AtspiAccessible* match = g_array_index(matches, AtspiAccessible*, i);
-        if (!match || !isResponsive(match)) continue;
-        Call call(*this, match);
-        const AtspiRole matchRole = atspi_accessible_get_role(match, nullptr);
-        const bool document = matchRole == ATSPI_ROLE_DOCUMENT_WEB || matchRole == ATSPI_ROLE_DOCUMENT_FRAME ||
-                              matchRole == ATSPI_ROLE_APPLICATION || matchRole == ATSPI_ROLE_FRAME;
-        const int score = (hasState(match, ATSPI_STATE_EDITABLE) ? 2 : 0) + (document ? 0 : 1);
-        if (score > bestScore) {
-            best = match;
-            bestScore = score;
-        }
-    }
-    return best;
-}
-
-AtspiAccessible* AccessibilityAtspi::walkForFocus(AtspiAccessible* element, int& budget) {
-    if (--budget < 0 || !isResponsive(element)) return nullptr;
-    AtspiStateSet* states = nullptr;
-    {
-        Call call(*this, element);
-        states = atspi_accessible_get_state_set(element);
-    }
-    if (!states) return nullptr;
-    const bool focused = atspi_state_set_contains(states, ATSPI_STATE_FOCUSED);
-    const bool defunct = atspi_state_set_contains(states, ATSPI_STATE_DEFUNCT);
-    const bool hidden = !atspi_state_set_contains(states, ATSPI_STATE_SHOWING) &&
-                        atspi_accessible_get_role(element, nullptr) != ATSPI_ROLE_APPLICATION;
-    g_object_unref(states);
-    if (defunct || hidden) return nullptr;
-    if (focused) return static_cast<AtspiAccessible*>(g_object_ref(element));
-    gint count = 0;
-    {
-        Call call(*this, element);
-        count = atspi_accessible_get_child_count(element, call.error());
-        if (call.failed()) return nullptr;
-    }
-    for (gint i = 0; i < count && budget > 0; ++i) {
-        AtspiAccessible* child = nullptr;
-        {
-            Call call(*this, element);
-            child = atspi_accessible_get_child_at_index(element, i, call.error());
-        }
-        if (!child) continue;
-        AtspiAccessible* found = walkForFocus(child, budget);
-        g_object_unref(child);
-        if (found) return found;
-    }
-    return nullptr;
-}
-
 ElementRef AccessibilityAtspi::systemWideFocusedElement() {
     if (!thread_->isConnected()) return nullptr;
     const auto frontmost = applications_.frontmostProcessIdentifier();
     return thread_->run([&]() -> ElementRef {
         if (frontmost) {
-            GObjectPtr<AtspiAccessible> application(applicationForProcess(*frontmost));
-            return application ? wrap(focusedDescendant(application.get())) : nullptr;
+            GObjectPtr<AtspiAccessible> application(focusSearch_.applicationForProcess(*frontmost));
+            return application ? wrap(focusSearch_.focusedDescendant(application.get())) : nullptr;
         }
         // No active window is known (no window manager): ask every application but this one.
         GObjectPtr<AtspiAccessible> desktop(atspi_get_desktop(0));
@@ -261,7 +87,7 @@ ElementRef AccessibilityAtspi::systemWideFocusedElement() {
             GObjectPtr<AtspiAccessible> application(atspi_accessible_get_child_at_index(desktop.get(), i, nullptr));
             if (!application) continue;
             if (static_cast<int>(atspi_accessible_get_process_id(application.get(), nullptr)) == ownProcess_) continue;
-            if (AtspiAccessible* focused = focusedDescendant(application.get())) return wrap(focused);
+            if (AtspiAccessible* focused = focusSearch_.focusedDescendant(application.get())) return wrap(focused);
         }
         return nullptr;
     });
@@ -277,12 +103,12 @@ ElementRef AccessibilityAtspi::focusedApplication() {
 
 ElementRef AccessibilityAtspi::applicationElement(int processIdentifier) {
     if (!thread_->isConnected()) return nullptr;
-    return thread_->run([&] { return wrap(applicationForProcess(processIdentifier)); });
+    return thread_->run([&] { return wrap(focusSearch_.applicationForProcess(processIdentifier)); });
 }
 
 ElementRef AccessibilityAtspi::focusedElement(const ElementRef& application) {
     return onElement<ElementRef>(application, nullptr,
-                                 [&](AtspiAccessible* object) { return wrap(focusedDescendant(object)); });
+                                 [&](AtspiAccessible* object) { return wrap(focusSearch_.focusedDescendant(object)); });
 }
 
 std::optional<std::vector<ElementRef>> AccessibilityAtspi::windows(const ElementRef& application) {
@@ -295,13 +121,13 @@ std::optional<std::vector<ElementRef>> AccessibilityAtspi::children(const Elemen
     return onElement<Result>(element, std::nullopt, [&](AtspiAccessible* object) -> Result {
         gint count = 0;
         {
-            Call call(*this, object);
+            AtspiResponsiveness::Call call(responsiveness_, object);
             count = atspi_accessible_get_child_count(object, call.error());
             if (call.failed()) return std::nullopt;
         }
         std::vector<ElementRef> result;
-        for (gint i = 0; i < count && isResponsive(object); ++i) {
-            Call call(*this, object);
+        for (gint i = 0; i < count && responsiveness_.isResponsive(object); ++i) {
+            AtspiResponsiveness::Call call(responsiveness_, object);
             if (AtspiAccessible* child = atspi_accessible_get_child_at_index(object, i, call.error())) {
                 result.push_back(wrap(child));
             }
@@ -313,10 +139,10 @@ std::optional<std::vector<ElementRef>> AccessibilityAtspi::children(const Elemen
 std::optional<AccessibilityRole> AccessibilityAtspi::role(const ElementRef& element) {
     using Result = std::optional<AccessibilityRole>;
     return onElement<Result>(element, std::nullopt, [&](AtspiAccessible* object) -> Result {
-        Call call(*this, object);
+        AtspiResponsiveness::Call call(responsiveness_, object);
         const AtspiRole atspiRole = atspi_accessible_get_role(object, call.error());
         if (call.failed() || atspiRole == ATSPI_ROLE_INVALID) return std::nullopt;
-        const bool multiLine = atspiRole == ATSPI_ROLE_TEXT && hasState(object, ATSPI_STATE_MULTI_LINE);
+        const bool multiLine = atspiRole == ATSPI_ROLE_TEXT && AtspiFocusSearch::hasState(object, ATSPI_STATE_MULTI_LINE);
         return accessibilityRoleFor(atspiRole, multiLine);
     });
 }
@@ -326,7 +152,7 @@ std::optional<std::string> AccessibilityAtspi::value(const ElementRef& element) 
     return onElement<Result>(element, std::nullopt, [&](AtspiAccessible* object) -> Result {
         GObjectPtr<AtspiText> text(atspi_accessible_get_text_iface(object));
         if (!text) return std::nullopt;
-        Call call(*this, object);
+        AtspiResponsiveness::Call call(responsiveness_, object);
         const gint count = atspi_text_get_character_count(text.get(), call.error());
         if (call.failed() || count < 0) return std::nullopt;
         gchar* content = atspi_text_get_text(text.get(), 0, count, call.error());
@@ -340,7 +166,7 @@ std::optional<std::string> AccessibilityAtspi::value(const ElementRef& element) 
 std::optional<TextRange> AccessibilityAtspi::selectionOrCaret(AtspiAccessible* object) {
     GObjectPtr<AtspiText> text(atspi_accessible_get_text_iface(object));
     if (!text) return std::nullopt;
-    Call call(*this, object);
+    AtspiResponsiveness::Call call(responsiveness_, object);
     const gint selections = atspi_text_get_n_selections(text.get(), call.error());
     if (call.failed()) return std::nullopt;
     if (selections > 0) {
@@ -368,7 +194,7 @@ std::optional<std::string> AccessibilityAtspi::selectedText(const ElementRef& el
         if (!range) return std::nullopt;
         if (range->length == 0) return std::string();
         GObjectPtr<AtspiText> text(atspi_accessible_get_text_iface(object));
-        Call call(*this, object);
+        AtspiResponsiveness::Call call(responsiveness_, object);
         gchar* selected = atspi_text_get_text(text.get(), static_cast<gint>(range->location),
                                               static_cast<gint>(range->location + range->length), call.error());
         if (!selected) return std::nullopt;
@@ -383,7 +209,7 @@ std::optional<long> AccessibilityAtspi::insertionPoint(const ElementRef& element
     return onElement<Result>(element, std::nullopt, [&](AtspiAccessible* object) -> Result {
         GObjectPtr<AtspiText> text(atspi_accessible_get_text_iface(object));
         if (!text) return std::nullopt;
-        Call call(*this, object);
+        AtspiResponsiveness::Call call(responsiveness_, object);
         const gint caret = atspi_text_get_caret_offset(text.get(), call.error());
         if (call.failed() || caret < 0) return std::nullopt;
         return caret;
@@ -393,7 +219,7 @@ std::optional<long> AccessibilityAtspi::insertionPoint(const ElementRef& element
 std::optional<std::string> AccessibilityAtspi::placeholder(const ElementRef& element) {
     using Result = std::optional<std::string>;
     return onElement<Result>(element, std::nullopt, [&](AtspiAccessible* object) -> Result {
-        Call call(*this, object);
+        AtspiResponsiveness::Call call(responsiveness_, object);
         GHashTable* attributes = atspi_accessible_get_attributes(object, call.error());
         if (!attributes) return std::nullopt;
         Result result;
@@ -410,7 +236,7 @@ std::optional<bool> AccessibilityAtspi::isFocused(const ElementRef& element) {
     return onElement<Result>(element, std::nullopt, [&](AtspiAccessible* object) -> Result {
         AtspiStateSet* states = nullptr;
         {
-            Call call(*this, object);
+            AtspiResponsiveness::Call call(responsiveness_, object);
             states = atspi_accessible_get_state_set(object);
         }
         if (!states) return std::nullopt;
@@ -427,8 +253,8 @@ bool AccessibilityAtspi::isSelectedTextSettable(const ElementRef& element) {
     return onElement(element, false, [&](AtspiAccessible* object) {
         GObjectPtr<AtspiEditableText> editable(atspi_accessible_get_editable_text_iface(object));
         if (!editable) return false;
-        Call call(*this, object);
-        return hasState(object, ATSPI_STATE_EDITABLE);
+        AtspiResponsiveness::Call call(responsiveness_, object);
+        return AtspiFocusSearch::hasState(object, ATSPI_STATE_EDITABLE);
     });
 }
 
@@ -438,7 +264,7 @@ bool AccessibilityAtspi::setSelectedText(const ElementRef& element, const std::s
         if (!editable) return false;
         const auto range = selectionOrCaret(object);
         const gint start = range ? static_cast<gint>(range->location) : 0;
-        Call call(*this, object);
+        AtspiResponsiveness::Call call(responsiveness_, object);
         if (range && range->length > 0) {
             atspi_editable_text_delete_text(editable.get(), start, static_cast<gint>(range->location + range->length),
                                             call.error());
@@ -454,7 +280,7 @@ bool AccessibilityAtspi::setSelectedTextRange(const ElementRef& element, TextRan
     return onElement(element, false, [&](AtspiAccessible* object) {
         GObjectPtr<AtspiText> text(atspi_accessible_get_text_iface(object));
         if (!text) return false;
-        Call call(*this, object);
+        AtspiResponsiveness::Call call(responsiveness_, object);
         const auto start = static_cast<gint>(range.location);
         const bool done = range.length == 0
                               ? atspi_text_set_caret_offset(text.get(), start, call.error())
@@ -470,7 +296,7 @@ bool AccessibilityAtspi::setValue(const ElementRef& element, const std::string& 
     return onElement(element, false, [&](AtspiAccessible* object) {
         GObjectPtr<AtspiEditableText> editable(atspi_accessible_get_editable_text_iface(object));
         if (!editable) return false;
-        Call call(*this, object);
+        AtspiResponsiveness::Call call(responsiveness_, object);
         return atspi_editable_text_set_text_contents(editable.get(), newValue.c_str(), call.error()) && !call.failed();
     });
 }
@@ -479,7 +305,7 @@ bool AccessibilityAtspi::setFocused(const ElementRef& element) {
     return onElement(element, false, [&](AtspiAccessible* object) {
         GObjectPtr<AtspiComponent> component(atspi_accessible_get_component_iface(object));
         if (!component) return false;
-        Call call(*this, object);
+        AtspiResponsiveness::Call call(responsiveness_, object);
         return atspi_component_grab_focus(component.get(), call.error()) && !call.failed();
     });
 }
@@ -487,7 +313,7 @@ bool AccessibilityAtspi::setFocused(const ElementRef& element) {
 std::optional<int> AccessibilityAtspi::actionIndex(AtspiAccessible* object, ElementAction action) {
     GObjectPtr<AtspiAction> actions(atspi_accessible_get_action_iface(object));
     if (!actions) return std::nullopt;
-    Call call(*this, object);
+    AtspiResponsiveness::Call call(responsiveness_, object);
     const gint count = atspi_action_get_n_actions(actions.get(), call.error());
     for (gint i = 0; i < count && !call.failed(); ++i) {
         gchar* name = atspi_action_get_action_name(actions.get(), i, call.error());
@@ -504,7 +330,7 @@ bool AccessibilityAtspi::hasAction(const ElementRef& element, ElementAction acti
     return onElement(element, false, [&](AtspiAccessible* object) {
         if (action == ElementAction::paste) {
             GObjectPtr<AtspiEditableText> editable(atspi_accessible_get_editable_text_iface(object));
-            return editable && hasState(object, ATSPI_STATE_EDITABLE);
+            return editable && AtspiFocusSearch::hasState(object, ATSPI_STATE_EDITABLE);
         }
         return actionIndex(object, action).has_value();
     });
@@ -517,7 +343,7 @@ bool AccessibilityAtspi::performAction(const ElementRef& element, ElementAction 
             GObjectPtr<AtspiEditableText> editable(atspi_accessible_get_editable_text_iface(object));
             if (!editable) return false;
             const auto range = selectionOrCaret(object);
-            Call call(*this, object);
+            AtspiResponsiveness::Call call(responsiveness_, object);
             return atspi_editable_text_paste_text(editable.get(), range ? static_cast<gint>(range->location) : 0,
                                                   call.error()) &&
                    !call.failed();
@@ -525,7 +351,7 @@ bool AccessibilityAtspi::performAction(const ElementRef& element, ElementAction 
         const auto index = actionIndex(object, action);
         if (!index) return false;
         GObjectPtr<AtspiAction> actions(atspi_accessible_get_action_iface(object));
-        Call call(*this, object);
+        AtspiResponsiveness::Call call(responsiveness_, object);
         return atspi_action_do_action(actions.get(), *index, call.error()) && !call.failed();
     });
 }

@@ -8,9 +8,10 @@
 #include "core/logging/Logger.h"
 #include "core/ports/Accessibility.h"
 #include "core/ports/RunningApplications.h"
+#include "platform/linux/accessibility/AtspiFocusSearch.h"
+#include "platform/linux/accessibility/AtspiResponsiveness.h"
 
 typedef struct _AtspiAccessible AtspiAccessible;
-typedef struct _GArray GArray;
 
 namespace quillon {
 
@@ -28,7 +29,7 @@ class AtspiThread;
 // over its tree fails at once instead of one time-out per element.
 //
 // Threads: any. Every libatspi call runs on the adapter's own thread (AtspiThread) and the
-// caller waits for it, so calls are serialised; `unresponsiveUntil_` is touched only there.
+// caller waits for it, so calls are serialised; `responsiveness_` is touched only there.
 class AccessibilityAtspi final : public Accessibility {
 public:
     struct Options {
@@ -72,18 +73,10 @@ public:
     std::string toolkitName(const ElementRef& element);
 
 private:
-    class Call;
-
     // Everything below runs on the libatspi thread.
     template <typename Result, typename Body>
     Result onElement(const ElementRef& element, Result fallback, Body body);
     ElementRef wrap(AtspiAccessible* owned);
-    bool isResponsive(AtspiAccessible* object);
-    void noteSlowCall(AtspiAccessible* object, std::chrono::steady_clock::duration elapsed);
-    AtspiAccessible* applicationForProcess(int processIdentifier);
-    AtspiAccessible* focusedDescendant(AtspiAccessible* root);
-    AtspiAccessible* bestFocusedMatch(GArray* matches);
-    AtspiAccessible* walkForFocus(AtspiAccessible* element, int& budget);
     std::optional<int> actionIndex(AtspiAccessible* object, ElementAction action);
     std::optional<TextRange> selectionOrCaret(AtspiAccessible* object);
 
@@ -91,7 +84,8 @@ private:
     Logger logger_;
     Options options_;
     std::shared_ptr<AtspiThread> thread_;
-    std::map<std::string, std::chrono::steady_clock::time_point> unresponsiveUntil_;
+    AtspiResponsiveness responsiveness_;
+    AtspiFocusSearch focusSearch_;
     int ownProcess_;
 };
 

@@ -62,6 +62,7 @@ SyntheticKeyboardXTest::~SyntheticKeyboardXTest() {
     if (restorer_.joinable()) restorer_.join();
     std::lock_guard lock(mutex_);
     restoreBindings();
+    if (modifiers_) XFreeModifiermap(static_cast<XModifierKeymap*>(modifiers_));
     XCloseDisplay(display_);
 }
 
@@ -70,7 +71,12 @@ void SyntheticKeyboardXTest::takeMappingChanges() {
     while (XPending(display_) > 0) {
         XEvent event;
         XNextEvent(display_, &event);
-        if (event.type == MappingNotify) XRefreshKeyboardMapping(&event.xmapping);
+        if (event.type != MappingNotify) continue;
+        XRefreshKeyboardMapping(&event.xmapping);
+        if (event.xmapping.request == MappingModifier && modifiers_) {
+            XFreeModifiermap(static_cast<XModifierKeymap*>(modifiers_));
+            modifiers_ = nullptr;
+        }
     }
 }
 
@@ -129,7 +135,8 @@ SyntheticKeyboardXTest::HeldState SyntheticKeyboardXTest::liftHeldModifiers() {
     HeldState state;
     char keys[32];
     XQueryKeymap(display_, keys);
-    XModifierKeymap* modifiers = XGetModifierMapping(display_);
+    if (!modifiers_) modifiers_ = XGetModifierMapping(display_);
+    auto* modifiers = static_cast<XModifierKeymap*>(modifiers_);
     for (int modifier = 0; modifiers && modifier < 8; ++modifier) {
         if (modifier == LockMapIndex) continue;
         for (int i = 0; i < modifiers->max_keypermod; ++i) {
@@ -140,7 +147,6 @@ SyntheticKeyboardXTest::HeldState SyntheticKeyboardXTest::liftHeldModifiers() {
             }
         }
     }
-    if (modifiers) XFreeModifiermap(modifiers);
     XkbStateRec xkbState;
     if (XkbGetState(display_, XkbUseCoreKbd, &xkbState) == Success && (xkbState.locked_mods & LockMask)) {
         XkbLockModifiers(display_, XkbUseCoreKbd, LockMask, 0);

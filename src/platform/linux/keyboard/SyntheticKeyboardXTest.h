@@ -79,6 +79,9 @@ private:
     std::map<unsigned long, unsigned char> bound_;  // keysym -> keycode
     std::map<unsigned char, Clock::time_point> lastPress_;
     unsigned char shiftKeycode_ = 0;
+    // Xlib's XModifierKeymap (an unnamed struct, so it cannot be declared here): which keycodes
+    // are modifiers. Read on first use and dropped when the mapping changes.
+    void* modifiers_ = nullptr;
     std::optional<Clock::time_point> restoreAt_;
     std::jthread restorer_;
 };
