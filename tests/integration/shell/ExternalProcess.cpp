@@ -3,17 +3,24 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QProcess>
+#include <QEventLoop>
 #include <QTimer>
 
 namespace quillon::testing {
 
+namespace {
+// How often a condition is looked at again when no event of this process tells that it changed.
+constexpr std::chrono::milliseconds checkInterval{20};
+}  // namespace
+
 bool serveEventsUntil(const std::function<bool()>& condition, std::chrono::milliseconds deadline) {
     QDeadlineTimer timer(deadline);
-    QTimer tick;  // wakes the loop so that outside state is seen even when no event comes
-    tick.start(50);
     while (!condition()) {
         if (timer.hasExpired()) return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 50);
+        // Serve events as the program's own loop would, waiting for them, for one short turn.
+        QEventLoop loop;
+        QTimer::singleShot(checkInterval, &loop, &QEventLoop::quit);
+        loop.exec();
     }
     return true;
 }

@@ -23,8 +23,7 @@ std::optional<ProcessResult> runWhileServingEvents(const QString& program, const
                                                    std::chrono::milliseconds deadline = std::chrono::seconds(20));
 
 // Turns the event loop until `condition` holds or `deadline` passes; returns the condition. The
-// condition is checked after every batch of events and at least every 50 ms, for state kept by
-// other processes (the X server, a tray).
+// condition is looked at every 20 ms, as it may depend on other processes (the X server, a tray).
 bool serveEventsUntil(const std::function<bool()>& condition,
                       std::chrono::milliseconds deadline = std::chrono::seconds(20));
 

@@ -135,23 +135,28 @@ std::optional<std::string> whyUnusable(const std::filesystem::path& path) {
 
 KeyValueStoreQSettings::KeyValueStoreQSettings(const std::filesystem::path& configHome, Logger logger)
     : filePath_(configHome / "Quillon" / "Quillon.conf"), logger_(std::move(logger)) {
-    unreadableReason_ = whyUnusable(filePath_);
-    if (!unreadableReason_) {
+    refusal_ = whyUnusable(filePath_);
+    if (!refusal_) {
         settings_ = std::make_unique<QSettings>(QString::fromStdString(filePath_.string()), QSettings::IniFormat);
         switch (settings_->status()) {
             case QSettings::NoError: break;
-            case QSettings::AccessError: unreadableReason_ = "it cannot be read"; break;
-            case QSettings::FormatError: unreadableReason_ = "it is not a valid settings file"; break;
+            case QSettings::AccessError: refusal_ = "it cannot be read"; break;
+            case QSettings::FormatError: refusal_ = "it is not a valid settings file"; break;
         }
-        if (unreadableReason_) settings_.reset();
+        if (refusal_) settings_.reset();
     }
-    if (unreadableReason_) {
-        logger_.error("The settings file " + filePath_.string() + " is not used because " + *unreadableReason_ +
+    if (refusal_) {
+        logger_.error("The settings file " + filePath_.string() + " is not used because " + *refusal_ +
                       "; Quillon runs with the default settings and leaves the file as it is");
     }
 }
 
 KeyValueStoreQSettings::~KeyValueStoreQSettings() = default;
+
+bool KeyValueStoreQSettings::isWritable() const {
+    std::lock_guard lock(mutex_);
+    return !refusal_.has_value();
+}
 
 std::optional<KeyValueStore::Value> KeyValueStoreQSettings::value(std::string_view key) const {
     std::lock_guard lock(mutex_);
@@ -162,10 +167,19 @@ std::optional<KeyValueStore::Value> KeyValueStoreQSettings::value(std::string_vi
 
 void KeyValueStoreQSettings::setValue(std::string_view key, const Value& value) {
     std::lock_guard lock(mutex_);
-    if (!settings_) {
+    if (!refusal_) {
+        // QSettings writes back only what it understood of a file; one that was edited into
+        // something else since it was read must not be replaced by that.
+        refusal_ = whyUnusable(filePath_);
+        if (refusal_) {
+            logger_.error("The settings file " + filePath_.string() + " is no longer written because " + *refusal_ +
+                          "; Quillon leaves it as it is");
+        }
+    }
+    if (refusal_) {
         unsaved_.insert_or_assign(std::string(key), value);
         logger_.error("The setting " + std::string(key) + " is kept only until Quillon quits: the settings file " +
-                      filePath_.string() + " is left as it is because " + *unreadableReason_);
+                      filePath_.string() + " is left as it is because " + *refusal_);
         return;
     }
     settings_->setValue(keyString(key), toVariant(value));

@@ -21,12 +21,13 @@ namespace quillon {
 // as text, so a glossary of "42" stays text.
 //
 // A settings file that cannot be read, or that is not a settings file at all, is never written
-// over: the program runs on the defaults, keeps the user's changes in memory until it quits, and
-// logs why.
+// over: found so at start, the program runs on the defaults; found so before a write (someone
+// edited it meanwhile), it keeps what it read. Either way the user's changes stay in memory until
+// the program quits, and the log says why.
 //
-// Lock rules: mutex_ guards settings_ and unsaved_; every member function takes it for its whole
-// run, so reads from any thread see a whole value. Nothing else is called while it is held but
-// QSettings and the logger (which never calls back).
+// Lock rules: mutex_ guards refusal_, settings_ and unsaved_; every member function takes it for
+// its whole run, so reads from any thread see a whole value. Nothing else is called while it is
+// held but QSettings, file reads and the logger (which never calls back).
 class KeyValueStoreQSettings final : public KeyValueStore {
 public:
     // `configHome` is the XDG configuration directory (normally ~/.config).
@@ -37,15 +38,15 @@ public:
     void setValue(std::string_view key, const Value& value) override;
 
     const std::filesystem::path& filePath() const { return filePath_; }
-    // False when the file could not be read at start: changes then stay in memory.
-    bool isWritable() const { return !unreadableReason_.has_value(); }
+    // False once the file was found unreadable or corrupt: changes then stay in memory.
+    bool isWritable() const;
 
 private:
     std::filesystem::path filePath_;
     Logger logger_;
-    std::optional<std::string> unreadableReason_;
     mutable std::mutex mutex_;
-    std::unique_ptr<QSettings> settings_;       // absent while the file is not trusted
+    std::optional<std::string> refusal_;         // why the file is not written, once it is not
+    std::unique_ptr<QSettings> settings_;        // absent when the file was unusable at start
     std::map<std::string, Value, std::less<>> unsaved_;  // changes kept in memory only
 };
 
