@@ -2,12 +2,10 @@
 // standard error) and the real ring queue. Standard error is pointed at a regular file or at a
 // pipe drained by another thread while the benchmark runs, never at /dev/null, so each figure
 // includes a real write.
-
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <thread>
@@ -21,80 +19,50 @@
 namespace quillon {
 namespace {
 
-// Points standard error somewhere for the lifetime of the object, then puts it back.
-class StderrRedirect {
-public:
-    explicit StderrRedirect(int target) : saved_(::dup(STDERR_FILENO)) { ::dup2(target, STDERR_FILENO); }
-    ~StderrRedirect() {
-        ::dup2(saved_, STDERR_FILENO);
-        ::close(saved_);
+constexpr std::string_view line =
+    "Finalized phrase of 42 characters for session 6F9619FF-8B86-4011-B42D-00CF4FC964FF";
+
+// Logs `line` at info level, with standard error pointed at `target` (kept as it is when -1).
+void logLoop(benchmark::State& state, int target) {
+    const int saved = ::dup(STDERR_FILENO);
+    if (target >= 0) ::dup2(target, STDERR_FILENO);
+    {
+        SerialQueue ring("com.lanternmoth.Quillon.logging");
+        StderrLogOutput output(LogLevel::info);
+        SystemWallClock clock;
+        Logger logger(std::make_shared<LogService>(ring, output, clock), LogCategory::transcription);
+        // A debug line stays below the platform log's level: formatting and posting to the ring only.
+        for (auto _ : state) target >= 0 ? logger.info(line) : logger.debug(line);
     }
-    StderrRedirect(const StderrRedirect&) = delete;
-    StderrRedirect& operator=(const StderrRedirect&) = delete;
-
-private:
-    int saved_;
-};
-
-struct LogWorld {
-    explicit LogWorld(LogLevel minimum) : output(minimum), service(std::make_shared<LogService>(ring, output, clock)) {}
-    SerialQueue ring{"com.lanternmoth.Quillon.logging"};
-    StderrLogOutput output;
-    SystemWallClock clock;
-    std::shared_ptr<LogService> service;
-};
-
-void logLoop(benchmark::State& state, LogLevel minimum, bool toStderr) {
-    LogWorld world(minimum);
-    Logger logger(world.service, LogCategory::transcription);
-    for (auto _ : state) {
-        if (toStderr) {
-            logger.info("Finalized phrase of 42 characters for session 6F9619FF-8B86-4011-B42D-00CF4FC964FF");
-        } else {
-            logger.debug("Finalized phrase of 42 characters for session 6F9619FF-8B86-4011-B42D-00CF4FC964FF");
-        }
-    }
+    ::dup2(saved, STDERR_FILENO);
+    ::close(saved);
 }
 
 void BM_LogLine_StderrToFile(benchmark::State& state) {
     char path[] = "/tmp/quillon-bench-stderr-XXXXXX";
     const int file = ::mkstemp(path);
-    if (file < 0) {
-        state.SkipWithError("cannot create a temporary file");
-        return;
-    }
+    if (file < 0) return state.SkipWithError("cannot create a temporary file");
     ::unlink(path);
-    {
-        StderrRedirect redirect(file);
-        logLoop(state, LogLevel::info, true);
-    }
+    logLoop(state, file);
     ::close(file);
 }
 BENCHMARK(BM_LogLine_StderrToFile);
 
 void BM_LogLine_StderrToPipe(benchmark::State& state) {
     int ends[2];
-    if (::pipe(ends) != 0) {
-        state.SkipWithError("cannot create a pipe");
-        return;
-    }
+    if (::pipe(ends) != 0) return state.SkipWithError("cannot create a pipe");
     std::jthread reader([fd = ends[0]] {
-        char buffer[65536];
-        while (::read(fd, buffer, sizeof buffer) > 0) {
+        for (char buffer[65536]; ::read(fd, buffer, sizeof buffer) > 0;) {
         }
     });
-    {
-        StderrRedirect redirect(ends[1]);
-        logLoop(state, LogLevel::info, true);
-    }
+    logLoop(state, ends[1]);
     ::close(ends[1]);  // the reader sees the end and stops
     reader.join();
     ::close(ends[0]);
 }
 BENCHMARK(BM_LogLine_StderrToPipe);
 
-// A debug line below the platform log's level: formatting and posting to the ring only.
-void BM_LogLine_RingOnly(benchmark::State& state) { logLoop(state, LogLevel::info, false); }
+void BM_LogLine_RingOnly(benchmark::State& state) { logLoop(state, -1); }
 BENCHMARK(BM_LogLine_RingOnly);
 
 }  // namespace

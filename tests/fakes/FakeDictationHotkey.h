@@ -5,19 +5,11 @@
 
 namespace quillon::testing {
 
-// A hotkey the test presses by hand.
+// A hotkey the test presses by calling its signals.
 class FakeDictationHotkey final : public quillon::DictationHotkey {
 public:
-    void resetToIdle() override {
-        ++resetCount;
-        note(journal, "hotkey.resetToIdle");
-    }
+    void resetToIdle() override { note(journal, "hotkey.resetToIdle"); }
 
-    void pressStart() { if (onStartRecording) onStartRecording(); }
-    void changeMode(bool tapToggleMode) { if (onRecordingModeChanged) onRecordingModeChanged(tapToggleMode); }
-    void pressStop() { if (onStopRecording) onStopRecording(); }
-
-    int resetCount = 0;
     CallJournal* journal = nullptr;
 };
 

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/dictation/DictationRecorder.h"
@@ -10,46 +12,50 @@
 
 namespace quillon::testing {
 
-// A recorder without a microphone. Chunks are real (small) files in `directory`, so tests can
-// see them deleted; the test drives audio, errors and roll-overs by hand.
+// A recorder without a microphone. Each stop writes a small chunk file into `directory`, so tests
+// can see it deleted; the test drives audio (through `pcm`), errors and roll-overs by hand.
 class FakeDictationRecorder final : public quillon::DictationRecorder {
 public:
-    std::expected<void, std::string> startRecording(bool tapToggleMode, bool captureToFile) override;
-    void stopRecording() override;
-    void setTapToggleMode(bool enabled) override;
-    bool isTapToggleMode() const override { return tapToggleMode_; }
-    void setIsTapToggleMode(bool enabled) override;
-    void cancelMaxDurationTimer() override;
+    std::expected<void, std::string> startRecording(bool tapToggle, bool captureToFile) override {
+        note(journal, "recorder.startRecording(" + flag(tapToggle) + ", " + flag(captureToFile) + ")");
+        if (startFailure) return std::unexpected(*startFailure);
+        running = true;
+        return {};
+    }
+    void stopRecording() override {
+        note(journal, "recorder.stopRecording");
+        if (!std::exchange(running, false)) return;
+        chunkFiles.push_back(directory / ("chunk" + std::to_string(chunkFiles.size()) + ".wav"));
+        std::ofstream(chunkFiles.back()) << "RIFF";
+        if (onRecordingComplete) onRecordingComplete(chunkFiles.back());
+    }
+    void setTapToggleMode(bool enabled) override { note(journal, "recorder.setTapToggleMode(" + flag(enabled) + ")"); }
+    bool isTapToggleMode() const override { return false; }
+    void setIsTapToggleMode(bool enabled) override { note(journal, "recorder.setIsTapToggleMode(" + flag(enabled) + ")"); }
+    void cancelMaxDurationTimer() override { note(journal, "recorder.cancelMaxDurationTimer"); }
     bool isAutomaticRollover() const override { return automaticRollover; }
-    bool isRunning() const override { return running_; }
-    void setOnPCM16Data(PCM16Handler handler) override;
+    bool isRunning() const override { return running; }
+    void setOnPCM16Data(PCM16Handler handler) override {
+        note(journal, handler ? "recorder.setOnPCM16Data(handler)" : "recorder.setOnPCM16Data(none)");
+        pcm = std::move(handler);
+    }
 
-    // Audio from the microphone, as the audio thread would hand it over.
-    void deliverPCM16(std::size_t bytes);
-    // What the time limit of a tap-to-toggle recording does: stop with the roll-over flag set,
-    // start the next chunk, clear the flag, all in one call.
-    void rollOver();
-    // A failure while recording.
-    void fail(const std::string& description) { if (onError) onError(description); }
+    // What the time limit does in one turn of the main thread: stop with the roll-over flag set,
+    // start the next chunk, clear the flag.
+    void rollOver() {
+        automaticRollover = true;
+        stopRecording();
+        running = true;
+        automaticRollover = false;
+    }
 
-    bool hasPCM16Handler() const { return static_cast<bool>(pcmHandler_); }
-    bool isMaxDurationTimerArmed() const { return maxDurationArmed_; }
-
-    std::optional<std::string> startFailure;  // the next starts fail with this description
+    PCM16Handler pcm;
+    bool running = false;
     bool automaticRollover = false;
-    std::filesystem::path directory;          // where chunk files are made; none when empty
+    std::optional<std::string> startFailure;  // every start fails with this description
+    std::filesystem::path directory;
     std::vector<std::filesystem::path> chunkFiles;
-    int startCount = 0;
     CallJournal* journal = nullptr;
-
-private:
-    std::filesystem::path makeChunkFile();
-
-    bool running_ = false;
-    bool capturesToFile_ = false;
-    bool tapToggleMode_ = false;
-    bool maxDurationArmed_ = false;
-    PCM16Handler pcmHandler_;
 };
 
 }  // namespace quillon::testing

@@ -6,25 +6,14 @@
 
 namespace quillon::testing {
 
-// Keeps each request until the test answers it, as the transcriber's thread would.
+// Keeps each request's completion until the test calls it, as the transcriber's thread would.
 class FakeFileTranscriber final : public quillon::FileTranscriber {
 public:
-    struct Request {
-        std::filesystem::path file;
-        Completion completion;
-    };
-
-    void transcribe(const std::filesystem::path& file, Completion completion) override {
-        requests.push_back({file, std::move(completion)});
+    void transcribe(const std::filesystem::path&, Completion completion) override {
+        completions.push_back(std::move(completion));
     }
 
-    void complete(std::size_t index, std::expected<std::string, quillon::TranscriptionError> result) {
-        auto completion = std::move(requests.at(index).completion);
-        requests.at(index).completion = nullptr;
-        if (completion) completion(std::move(result));
-    }
-
-    std::vector<Request> requests;
+    std::vector<Completion> completions;
 };
 
 }  // namespace quillon::testing

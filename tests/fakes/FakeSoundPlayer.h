@@ -12,44 +12,32 @@ namespace quillon::testing {
 
 class FakeSound final : public quillon::Sound {
 public:
-    FakeSound(std::string soundName, CallJournal* callJournal) : name(std::move(soundName)), journal(callJournal) {}
-    void play() override {
-        ++playCount;
-        note(journal, "sound.play(" + name + ")");
-    }
+    FakeSound(std::string name, CallJournal* journal) : name_(std::move(name)), journal_(journal) {}
+    void play() override { note(journal_, "sound.play(" + name_ + ")"); }
 
-    std::string name;
-    int playCount = 0;
-    CallJournal* journal;
+private:
+    std::string name_;
+    CallJournal* journal_;
 };
 
 // Bundled sounds by name. A test removes a resource or makes one undecodable, and watches
-// whether the sounds played are still held by someone.
+// whether the sounds loaded are still held by someone.
 class FakeSoundPlayer final : public quillon::SoundPlayer {
 public:
     std::optional<std::filesystem::path> soundResource(std::string_view name, std::string_view extension) override {
-        if (!resources.contains(std::string(name))) return std::nullopt;
-        return std::filesystem::path("/usr/share/quillon/sounds") / (std::string(name) + "." + std::string(extension));
+        if (missing.contains(name)) return std::nullopt;
+        return "/usr/share/quillon/sounds/" + std::string(name) + "." + std::string(extension);
     }
-
     std::shared_ptr<quillon::Sound> loadSound(const std::filesystem::path& file) override {
-        const std::string name = file.stem().string();
-        if (undecodable.contains(name)) return nullptr;
-        auto sound = std::make_shared<FakeSound>(name, journal);
+        if (undecodable.contains(file.stem().string())) return nullptr;
+        auto sound = std::make_shared<FakeSound>(file.stem().string(), journal);
         loaded.push_back(sound);
         return sound;
     }
 
-    // Sounds loaded so far that somebody still holds.
-    std::size_t heldCount() const {
-        std::size_t held = 0;
-        for (const auto& weak : loaded) held += weak.expired() ? 0 : 1;
-        return held;
-    }
-
-    std::set<std::string> resources{"Start", "End"};
-    std::set<std::string> undecodable;
-    std::vector<std::weak_ptr<FakeSound>> loaded;
+    std::set<std::string, std::less<>> missing;
+    std::set<std::string, std::less<>> undecodable;
+    std::vector<std::weak_ptr<quillon::Sound>> loaded;
     CallJournal* journal = nullptr;
 };
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <cstddef>
 #include <memory>
-#include <mutex>
+#include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include "core/transcription/SpeechSessionFactory.h"
@@ -10,58 +10,60 @@
 
 namespace quillon::testing {
 
-// A streaming session whose results the test makes up. The inject methods call back as the
+// A streaming session whose results the test makes up. Tests call `handlers` and finish() as the
 // session's own thread would: the coordinator must hop before acting.
 class FakeSpeechSession final : public quillon::SpeechSession {
 public:
-    FakeSpeechSession(quillon::SpeechSessionHandlers sessionHandlers, CallJournal* callJournal)
-        : handlers(std::move(sessionHandlers)), journal(callJournal) {}
+    FakeSpeechSession(quillon::SpeechSessionHandlers sessionHandlers, CallJournal* journal)
+        : handlers(std::move(sessionHandlers)), journal_(journal) {}
 
-    void appendPCM16(std::span<const std::byte> data, double sampleRate) override;
-    void finishAndWait(FinalTextCompletion completion) override;
-    void cancel() override;
+    void appendPCM16(std::span<const std::byte> data, double sampleRate) override {
+        received.emplace_back(data.size(), sampleRate);
+    }
+    void finishAndWait(FinalTextCompletion done) override {
+        note(journal_, "session.finishAndWait");
+        completion = std::move(done);
+    }
+    void cancel() override { note(journal_, "session.cancel"); }
 
-    void finalizePhrase(const std::string& phrase, const std::string& committedText);
-    void reportFailure(const std::string& message);
-    // Ends a finishAndWait() that is under way with the final text or an error.
-    void finish(std::expected<std::string, quillon::TranscriptionError> result);
-
-    bool isFinishing() const { return static_cast<bool>(completion_); }
-    std::size_t bytesReceived() const;
-    std::vector<double> sampleRates() const;
-
-    // Breaks the hold a pending completion may have on this session.
-    void dropCompletion() { completion_ = nullptr; }
+    // Ends the finishAndWait() under way with the final text or an error.
+    void finish(std::expected<std::string, quillon::TranscriptionError> result) {
+        std::exchange(completion, nullptr)(std::move(result));
+    }
 
     quillon::SpeechSessionHandlers handlers;
-    bool finishRequested = false;
-    bool cancelled = false;
-    CallJournal* journal;
+    FinalTextCompletion completion;
+    std::vector<std::pair<std::size_t, double>> received;  // bytes and sample rate of each block
 
 private:
-    mutable std::mutex mutex_;
-    std::size_t bytes_ = 0;
-    std::vector<double> rates_;
-    FinalTextCompletion completion_;
+    CallJournal* journal_;
 };
 
 // Makes fake sessions and keeps an eye on them without keeping them alive.
 class FakeSpeechSessionFactory final : public quillon::SpeechSessionFactory {
 public:
-    ~FakeSpeechSessionFactory() override;
+    ~FakeSpeechSessionFactory() override {
+        // A completion never called holds its own session: let it go.
+        for (const auto& made : sessions) {
+            if (auto session = made.lock()) session->completion = nullptr;
+        }
+    }
 
-    std::shared_ptr<quillon::SpeechSession> makeSession(quillon::SpeechSessionHandlers handlers) override;
+    std::shared_ptr<quillon::SpeechSession> makeSession(quillon::SpeechSessionHandlers handlers) override {
+        note(journal, "sessions.makeSession");
+        auto session = std::make_shared<FakeSpeechSession>(std::move(handlers), journal);
+        sessions.push_back(session);
+        return session;
+    }
 
-    // The n-th session made (0 first); null once nobody holds it any more.
-    std::shared_ptr<FakeSpeechSession> session(std::size_t index) const;
-    std::shared_ptr<FakeSpeechSession> latest() const;
-    bool isAlive(std::size_t index) const { return session(index) != nullptr; }
-    std::size_t count() const { return sessions_.size(); }
+    // The n-th session made, while somebody holds it.
+    std::shared_ptr<FakeSpeechSession> at(std::size_t index) const {
+        if (auto session = sessions.at(index).lock()) return session;
+        throw std::logic_error("session " + std::to_string(index) + " is gone");
+    }
 
+    std::vector<std::weak_ptr<FakeSpeechSession>> sessions;
     CallJournal* journal = nullptr;
-
-private:
-    std::vector<std::weak_ptr<FakeSpeechSession>> sessions_;
 };
 
 }  // namespace quillon::testing

@@ -1,57 +1,38 @@
 #pragma once
 
-#include <optional>
+#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "core/ports/TranscriptWindows.h"
+#include "fakes/CallJournal.h"
 
 namespace quillon::testing {
 
-// Transcript windows that the test can close before their job ends.
+// Transcript windows that show what they are given in the journal, as "window<n>.<what>" for the
+// n-th job.
 class FakeTranscriptWindows final : public quillon::TranscriptWindows {
 public:
-    struct Window {
-        quillon::Uuid job;
-        std::filesystem::path source;
-        bool open = true;
-        std::optional<std::string> transcript;
-        std::optional<std::string> failure;
-        std::string sourceName;
-    };
-
     quillon::Uuid showTranscriptionProgress(const std::filesystem::path& source) override {
-        Window window;
-        window.job = quillon::Uuid::random();
-        window.source = source;
-        windows.push_back(window);
-        return window.job;
+        note(journal, "window" + std::to_string(jobs.size()) + ".progress(" + source.string() + ")");
+        return jobs.emplace_back(quillon::Uuid::random());
     }
-
     bool showTranscript(const quillon::Uuid& job, const std::string& transcript, const std::string& sourceName) override {
-        Window* window = find(job);
-        if (!window) return false;
-        window->transcript = transcript;
-        window->sourceName = sourceName;
-        return true;
+        return show(job, "transcript(" + sourceName + ": " + transcript + ")");
     }
-
     bool showFailure(const quillon::Uuid& job, const std::string& message, const std::string& sourceName) override {
-        Window* window = find(job);
-        if (!window) return false;
-        window->failure = message;
-        window->sourceName = sourceName;
-        return true;
+        return show(job, "failure(" + sourceName + ": " + message + ")");
     }
 
-    std::vector<Window> windows;
+    std::vector<quillon::Uuid> jobs;
+    CallJournal* journal = nullptr;
 
 private:
-    Window* find(const quillon::Uuid& job) {
-        for (auto& window : windows) {
-            if (window.job == job && window.open) return &window;
-        }
-        return nullptr;
+    bool show(const quillon::Uuid& job, const std::string& shown) {
+        const auto found = std::ranges::find(jobs, job);
+        if (found == jobs.end()) return false;
+        note(journal, "window" + std::to_string(found - jobs.begin()) + "." + shown);
+        return true;
     }
 };
 

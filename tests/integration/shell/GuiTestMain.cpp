@@ -1,17 +1,15 @@
-// Runs the tests inside a QApplication on the desktop session's X server. Listing the tests (which
-// the build does, outside any session) needs no display, so no application is made for it.
+// Runs the tests inside a QApplication on the desktop session's X server. Listing the tests, which
+// the build does outside any session, needs no display.
 #include <gtest/gtest.h>
 
 #include <QApplication>
 
 #include <cstdlib>
-#include <memory>
+#include <optional>
 
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
-    std::unique_ptr<QApplication> application;
-    if (!GTEST_FLAG_GET(list_tests) && std::getenv("DISPLAY") != nullptr) {
-        application = std::make_unique<QApplication>(argc, argv);
-    }
+    std::optional<QApplication> application;
+    if (std::getenv("DISPLAY") != nullptr && !GTEST_FLAG_GET(list_tests)) application.emplace(argc, argv);
     return RUN_ALL_TESTS();
 }

@@ -1,116 +1,79 @@
 // The quillon program as a user meets it: started on a desktop with or without a system tray,
 // quit from its menu or by the session, started twice.
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <QDir>
+#include <QTemporaryDir>
 
 #include <signal.h>
 
-#include "ExternalProcess.h"
-#include "QuillonProcess.h"
-#include "SessionSkip.h"
-#include "TrayHost.h"
+#include "Desktop.h"
 
 namespace quillon {
 namespace {
 
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
 using testing::QuillonProcess;
-using testing::serveEventsUntil;
 using testing::TrayHost;
+using QuillonProgram = testing::DesktopTest;
 
-constexpr QByteArrayView started = "Quillon is starting";
-constexpr QByteArrayView noTray = "No system tray is available";
-
-TEST(QuillonProgram, ShowsItsIconInTheTrayAndQuitsFromItsMenu) {
-    QUILLON_SKIP_WITHOUT_DISPLAY();
+// Quit from its menu (0 here), the session's SIGTERM, a terminal's SIGINT (Control-C) or SIGHUP.
+TEST_F(QuillonProgram, ShowsItsIconInTheTrayAndQuitsCleanlyFromItsMenuOrBySignal) {
     TrayHost tray;
-    ASSERT_TRUE(tray.waitUntilReady());
-    QuillonProcess quillon;
-    const qint64 pid = quillon.pid();
-    std::optional<QRect> icon;
-    ASSERT_TRUE(serveEventsUntil([&] { return (icon = tray.iconOf(pid)).has_value(); })) << quillon.log().toStdString();
-    EXPECT_FALSE(quillon.log().contains(noTray));
-
-    // Right-click the icon, then choose the menu's last entry, "Quit".
-    ASSERT_TRUE(testing::clickAt(icon->center(), 3));
-    std::optional<QRect> menu;
-    ASSERT_TRUE(serveEventsUntil([&] { return (menu = tray.popupOf(pid)).has_value(); }));
-    ASSERT_TRUE(testing::clickAt(QPoint(menu->center().x(), menu->bottom() - 8), 1));
-
-    EXPECT_EQ(quillon.waitForExit(), 0) << quillon.log().toStdString();
-    EXPECT_TRUE(quillon.log().contains("Quit chosen from the status menu"));
-    EXPECT_TRUE(quillon.log().contains("Quillon is quitting"));
-}
-
-// The session ends a program with SIGTERM; a terminal sends SIGINT (Control-C) or SIGHUP (closed).
-TEST(QuillonProgram, QuitsCleanlyWhenTheSessionOrTerminalEndsIt) {
-    QUILLON_SKIP_WITHOUT_DISPLAY();
-    TrayHost tray;
-    ASSERT_TRUE(tray.waitUntilReady());
-    for (int number : {SIGTERM, SIGINT, SIGHUP}) {
-        SCOPED_TRACE(sigabbrev_np(number));
-        QuillonProcess quillon;
-        const qint64 pid = quillon.pid();
-        ASSERT_TRUE(serveEventsUntil([&] { return tray.iconOf(pid).has_value(); })) << quillon.log().toStdString();
-        quillon.sendSignal(number);
-        EXPECT_EQ(quillon.waitForExit(), 0) << quillon.log().toStdString();
-        EXPECT_TRUE(quillon.log().contains(QByteArray("Received SIG") + sigabbrev_np(number)));
-        EXPECT_TRUE(quillon.log().contains("Quillon is quitting"));
-        EXPECT_FALSE(serveEventsUntil([&] { return tray.iconOf(pid).has_value(); }, std::chrono::milliseconds(0)));
-        // Running with the defaults writes no settings.
-        EXPECT_FALSE(QDir(quillon.environment().configHome + "/Quillon").exists());
+    ASSERT_TRUE(tray.ready());
+    QTemporaryDir home;
+    for (int number : {0, SIGTERM, SIGINT, SIGHUP}) {
+        SCOPED_TRACE(number == 0 ? "Quit" : sigabbrev_np(number));
+        QuillonProcess quillon(home.path());
+        const auto icon = tray.iconOf(quillon.processId());
+        ASSERT_TRUE(icon) << quillon.log();
+        if (number == 0) {
+            ASSERT_TRUE(testing::clickOn(*icon, 3));
+            // Up picks the menu's last entry, "Quit"; the keys go on until the menu is there to take them.
+            testing::serveEventsUntil([&] {
+                const bool pressed = testing::run("xdotool", {"key", "Up", "Return"}).has_value();
+                return !pressed || quillon.state() == QProcess::NotRunning;
+            });
+        } else {
+            ::kill(static_cast<pid_t>(quillon.processId()), number);
+        }
+        EXPECT_EQ(quillon.waitForExit(), 0) << quillon.log();
+        const std::string why = number == 0 ? "Quit chosen from the status menu" : "Received SIG";
+        EXPECT_THAT(quillon.log(), HasSubstr(why + (number == 0 ? "" : sigabbrev_np(number))));
+        EXPECT_THAT(quillon.log(), HasSubstr("Quillon is quitting"));
     }
+    EXPECT_FALSE(QDir(home.filePath("config/Quillon")).exists()) << "the defaults are never written";
 }
 
-TEST(QuillonProgram, RunsWithoutATrayAndShowsItsIconWhenOneStarts) {
-    QUILLON_SKIP_WITHOUT_DISPLAY();
-    QuillonProcess quillon;
-    ASSERT_TRUE(quillon.waitForLog(noTray.toByteArray())) << quillon.log().toStdString();
-    EXPECT_TRUE(quillon.isRunning());
-
-    // A desktop panel that starts after Quillon (both from the session's autostart) gets the icon.
+TEST_F(QuillonProgram, RunsWithoutATrayAndNeverTwiceAtOnce) {
+    QTemporaryDir home;
+    QuillonProcess first(home.path());
+    ASSERT_TRUE(first.waitForLog("No system tray is available")) << first.log();
+    // A panel that starts after Quillon (both from the session's autostart) gets the icon.
     TrayHost tray;
-    ASSERT_TRUE(tray.waitUntilReady());
-    EXPECT_TRUE(serveEventsUntil([&] { return tray.iconOf(quillon.pid()).has_value(); }));
-
-    quillon.sendSignal(SIGTERM);
-    EXPECT_EQ(quillon.waitForExit(), 0) << quillon.log().toStdString();
-}
-
-TEST(QuillonProgram, ASecondLaunchLeavesTheRunningOneAsItIs) {
-    QUILLON_SKIP_WITHOUT_DISPLAY();
-    TrayHost tray;
-    ASSERT_TRUE(tray.waitUntilReady());
-    auto first = std::make_unique<QuillonProcess>();
-    ASSERT_TRUE(serveEventsUntil([&] { return tray.iconOf(first->pid()).has_value(); }));
-
+    ASSERT_TRUE(tray.ready());
+    ASSERT_TRUE(tray.iconOf(first.processId()));
     {
-        QuillonProcess second(first->environment());
+        QuillonProcess second(home.path());
         EXPECT_EQ(second.waitForExit(), 0);
-        EXPECT_TRUE(second.log().contains("already running")) << second.log().toStdString();
-        EXPECT_FALSE(second.log().contains(started));
+        EXPECT_THAT(second.log(), AllOf(HasSubstr("already running"), Not(HasSubstr("Quillon is starting"))));
     }
-    EXPECT_TRUE(first->isRunning());
-    EXPECT_EQ(tray.iconCountOf(first->pid()), 1);
+    EXPECT_EQ(first.state(), QProcess::Running);
+    EXPECT_TRUE(tray.iconOf(first.processId())) << "the first runs on as it was";
 
     // A Quillon that crashed leaves its lock behind; the next launch runs all the same.
-    const auto environment = first->environment();
-    first->sendSignal(SIGKILL);
-    EXPECT_EQ(first->waitForExit(), std::nullopt);
-    QuillonProcess next(environment);
-    ASSERT_TRUE(next.waitForLog(started.toByteArray())) << next.log().toStdString();
-    EXPECT_TRUE(serveEventsUntil([&] { return tray.iconOf(next.pid()).has_value(); }));
-    next.sendSignal(SIGTERM);
-    EXPECT_EQ(next.waitForExit(), 0);
+    ::kill(static_cast<pid_t>(first.processId()), SIGKILL);
+    EXPECT_EQ(first.waitForExit(), std::nullopt);
+    QuillonProcess next(home.path());
+    EXPECT_TRUE(tray.iconOf(next.processId())) << next.log();
 }
 
 // Desktop menus drop entries that break the desktop entry rules without a word.
-TEST(QuillonProgram, ItsDesktopEntryIsOneThatMenusShow) {
-    const auto result = testing::runWhileServingEvents(
-        "desktop-file-validate", {QStringLiteral(QUILLON_SOURCE_DIR "/resources/quillon.desktop")});
-    ASSERT_TRUE(result.has_value()) << "desktop-file-validate (desktop-file-utils) is missing";
-    EXPECT_EQ(result->exitCode, 0) << result->standardOutput.toStdString();
-    EXPECT_TRUE(result->standardOutput.isEmpty()) << result->standardOutput.toStdString();
+TEST_F(QuillonProgram, ItsDesktopEntryIsOneThatMenusShow) {
+    const QString entry = QStringLiteral(QUILLON_SOURCE_DIR "/resources/quillon.desktop");
+    EXPECT_EQ(testing::run("desktop-file-validate", {entry}), QByteArray()) << "desktop-file-utils is needed";
 }
 
 }  // namespace

@@ -10,155 +10,106 @@
 namespace quillon {
 namespace {
 
-using testing::FakePasteboard;
-using testing::FakeStatusItem;
-using testing::TestLog;
+using Appearances = std::vector<StatusItemAppearance>;
 
 class MenuBarControllerTest : public ::testing::Test {
 protected:
-    void SetUp() override { controller_->setup(); }
+    MenuBarControllerTest() { controller->setup(); }
 
-    ManualScheduler main_;
-    ManualScheduler logQueue_;
-    TestLog log_{logQueue_};
-    FakeStatusItem statusItem_;
-    FakePasteboard pasteboard_;
-    std::unique_ptr<MenuBarController> controller_ =
-        std::make_unique<MenuBarController>(main_, statusItem_, pasteboard_, log_.logger(LogCategory::app));
+    ManualScheduler main;
+    ManualScheduler logQueue;
+    testing::TestLog log{logQueue};
+    testing::FakeStatusItem statusItem;
+    testing::FakePasteboard pasteboard;
+    std::unique_ptr<MenuBarController> controller =
+        std::make_unique<MenuBarController>(main, statusItem, pasteboard, log.logger(LogCategory::app));
 };
 
-struct IconCase {
-    AppState state;
-    StatusItemAppearance expected;
-};
-
-TEST_F(MenuBarControllerTest, EachStateShowsItsIconAndOnlyActivityPulses) {
-    const std::vector<IconCase> cases = {
-        {AppState::idle(), {StatusIcon::idle, "Quillon", false}},
+TEST_F(MenuBarControllerTest, StatesTakeEffectOnTheMainQueueInOrderWithTheirIcons) {
+    int notifications = 0;
+    controller->onStateChanged = [&] { ++notifications; };
+    const std::vector<std::pair<AppState, StatusItemAppearance>> cases = {
         {AppState::recording(), {StatusIcon::recording, "Recording", true}},
         {AppState::liveTranscribing(), {StatusIcon::liveTranscribing, "Live Transcription", true}},
         {AppState::transcribing(), {StatusIcon::transcribing, "Transcribing", true}},
         {AppState::error("Microphone unplugged"), {StatusIcon::error, "Error", false}},
-        {AppState::error(""), {StatusIcon::error, "Error", false}},
+        {AppState::idle(), {StatusIcon::idle, "Quillon", false}},
     };
-    for (const auto& [state, expected] : cases) {
-        controller_->updateState(state);
-        main_.runUntilIdle();
-        EXPECT_EQ(controller_->state(), state);
-        EXPECT_EQ(statusItem_.appearances.back(), expected) << expected.accessibilityDescription;
+    Appearances expected = statusItem.appearances;  // the idle icon shown at setup
+    for (const auto& [state, appearance] : cases) {
+        controller->updateState(state);
+        expected.push_back(appearance);
     }
+    EXPECT_EQ(statusItem.appearances.size(), 1u);
+    main.runUntilIdle();
+    EXPECT_EQ(statusItem.appearances, expected);
+    EXPECT_EQ(notifications, 5);
 }
 
-TEST_F(MenuBarControllerTest, StateChangesTakeEffectOnTheMainQueueInTheOrderPosted) {
-    int notifications = 0;
-    controller_->onStateChanged = [&] { ++notifications; };
-    statusItem_.appearances.clear();
-
-    controller_->updateState(AppState::recording());
-    controller_->updateState(AppState::error("Failed to start recording: boom"));
-    EXPECT_EQ(controller_->state(), AppState::idle());
-    EXPECT_TRUE(statusItem_.appearances.empty());
-
-    main_.runUntilIdle();
-    EXPECT_EQ(controller_->state(), AppState::error("Failed to start recording: boom"));
-    ASSERT_EQ(statusItem_.appearances.size(), 2u);
-    EXPECT_EQ(statusItem_.appearances[0].icon, StatusIcon::recording);
-    EXPECT_EQ(statusItem_.appearances[1].icon, StatusIcon::error);
-    EXPECT_EQ(notifications, 2);
-
-    // An error stays until the next update, which clears it.
-    controller_->updateState(AppState::idle());
-    main_.runUntilIdle();
-    EXPECT_EQ(statusItem_.appearances.back(), (StatusItemAppearance{StatusIcon::idle, "Quillon", false}));
-}
-
-TEST_F(MenuBarControllerTest, TheIconAppearsOnlyOnceSetUpAndShowsTheCurrentState) {
-    FakeStatusItem item;
+TEST_F(MenuBarControllerTest, IconAppearsOnlyOnceSetUpShowingTheCurrentState) {
+    testing::FakeStatusItem item;
     item.trayHostPresent = false;
-    MenuBarController controller(main_, item, pasteboard_, log_.logger(LogCategory::app));
-    controller.updateState(AppState::transcribing());
-    main_.runUntilIdle();
+    MenuBarController late(main, item, pasteboard, log.logger(LogCategory::app));
+    late.updateState(AppState::transcribing());
+    main.runUntilIdle();
     EXPECT_TRUE(item.appearances.empty());
-
-    EXPECT_FALSE(controller.setup());
-    EXPECT_EQ(item.installedToolTip, "Quillon\nMiddle-click to copy the last transcription");
-    ASSERT_EQ(item.appearances.size(), 1u);
-    EXPECT_EQ(item.appearances[0].icon, StatusIcon::transcribing);
-    EXPECT_EQ(log_.output.messages(LogLevel::error).size(), 1u);
+    EXPECT_FALSE(late.setup());
+    EXPECT_EQ(item.appearances, (Appearances{{StatusIcon::transcribing, "Transcribing", true}}));
+    EXPECT_EQ(log.output.messages(LogLevel::error).size(), 1u);
 }
 
-TEST_F(MenuBarControllerTest, LastTranscriptionKeepsOnlyTheNewestNonBlankText) {
-    controller_->addTranscription("  first words \n");
-    EXPECT_FALSE(controller_->lastTranscription());  // posted, not yet applied
-    main_.runUntilIdle();
-    EXPECT_EQ(controller_->lastTranscription(), "first words");
+TEST_F(MenuBarControllerTest, KeepsTheNewestNonBlankTranscriptionAndCopiesTextTrimmed) {
+    pasteboard.text = "older clipboard";
+    EXPECT_FALSE(controller->copyLastTranscription()) << "nothing to copy yet";
+    EXPECT_FALSE(controller->copyTranscriptionToClipboard(" \n "));
+    EXPECT_EQ(pasteboard.text, "older clipboard");
+    EXPECT_TRUE(controller->copyTranscriptionToClipboard("\n dictated text  "));
+    EXPECT_EQ(pasteboard.text, "dictated text");
 
-    controller_->addTranscription(" \n\t ");
-    main_.runUntilIdle();
-    EXPECT_EQ(controller_->lastTranscription(), "first words");
-
-    controller_->addTranscription("second");
-    main_.runUntilIdle();
-    EXPECT_EQ(controller_->lastTranscription(), "second");
-}
-
-TEST_F(MenuBarControllerTest, CopyRules) {
-    // Nothing stored: nothing to copy, the clipboard keeps what it had and no error is shown.
-    pasteboard_.text = "older clipboard";
-    EXPECT_FALSE(controller_->copyLastTranscription());
-    EXPECT_EQ(pasteboard_.text, "older clipboard");
-
-    EXPECT_FALSE(controller_->copyTranscriptionToClipboard(" \n "));
-    EXPECT_EQ(pasteboard_.writes, 0);
-
-    EXPECT_TRUE(controller_->copyTranscriptionToClipboard("\n dictated text  "));
-    EXPECT_EQ(pasteboard_.text, "dictated text");
-    EXPECT_TRUE(log_.output.contains(LogLevel::info, "Copied transcription to clipboard"));
-
-    controller_->addTranscription("the last one");
-    main_.runUntilIdle();
-    statusItem_.chooseCopyLastTranscription();
-    EXPECT_EQ(pasteboard_.text, "the last one");
-
-    pasteboard_.failWrites = true;
-    EXPECT_FALSE(controller_->copyLastTranscription());
-    EXPECT_EQ(log_.output.count("Copied transcription to clipboard"), 2u);
+    controller->addTranscription("first");
+    EXPECT_FALSE(controller->lastTranscription()) << "posted, not yet applied";
+    controller->addTranscription("  second \n");
+    controller->addTranscription(" \n\t ");
+    main.runUntilIdle();
+    EXPECT_EQ(controller->lastTranscription(), "second");
+    statusItem.onCopyLastTranscription();
+    EXPECT_EQ(pasteboard.text, "second");
+    pasteboard.failWrites = true;
+    EXPECT_FALSE(controller->copyLastTranscription());
 }
 
 TEST_F(MenuBarControllerTest, PostedChangesAreDroppedOnceTheControllerIsGone) {
-    controller_->updateState(AppState::recording());
-    controller_->addTranscription("text");
-    controller_.reset();
-    EXPECT_EQ(main_.runUntilIdle(), 2u);  // the blocks ran and did nothing
+    controller->updateState(AppState::recording());
+    controller->addTranscription("text");
+    controller.reset();
+    EXPECT_EQ(main.runUntilIdle(), 2u);  // the blocks ran and did nothing
 }
 
 TEST_F(MenuBarControllerTest, DropsAreTakenWhenAllFilesAreMediaAndNothingRecords) {
-    controller_->isSupportedMedia = [](const std::filesystem::path& file) { return file.extension() != ".txt"; };
+    controller->isSupportedMedia = [](const std::filesystem::path& file) { return file.extension() != ".txt"; };
     std::vector<std::filesystem::path> started;
-    controller_->onTranscribeFile = [&](const std::filesystem::path& file) { started.push_back(file); };
-
+    controller->onTranscribeFile = [&](const std::filesystem::path& file) { started.push_back(file); };
     const std::vector<std::filesystem::path> media = {"/tmp/a.mp3", "/tmp/b.mkv"};
     const std::vector<std::filesystem::path> mixed = {"/tmp/a.mp3", "/tmp/notes.txt"};
     const std::vector<std::pair<AppState, bool>> states = {
-        {AppState::idle(), true},          {AppState::transcribing(), true}, {AppState::error("x"), true},
-        {AppState::recording(), false},    {AppState::liveTranscribing(), false},
+        {AppState::idle(), true},       {AppState::transcribing(), true},      {AppState::error("x"), true},
+        {AppState::recording(), false}, {AppState::liveTranscribing(), false},
     };
     for (const auto& [state, accepted] : states) {
-        controller_->updateState(state);
-        main_.runUntilIdle();
-        EXPECT_EQ(controller_->canAcceptDroppedFiles(media), accepted) << static_cast<int>(state.kind());
-        EXPECT_FALSE(controller_->canAcceptDroppedFiles(mixed));
+        controller->updateState(state);
+        main.runUntilIdle();
+        EXPECT_EQ(controller->canAcceptDroppedFiles(media), accepted) << static_cast<int>(state.kind());
+        EXPECT_FALSE(controller->canAcceptDroppedFiles(mixed));
     }
-    EXPECT_FALSE(controller_->canAcceptDroppedFiles({}));
+    EXPECT_FALSE(controller->canAcceptDroppedFiles({}));
 
-    controller_->handleDroppedFiles(mixed);
-    main_.runUntilIdle();
+    controller->handleDroppedFiles(mixed);
+    main.runUntilIdle();
     EXPECT_TRUE(started.empty());
-    EXPECT_EQ(controller_->state(), AppState::error("Unsupported file type. Drop an audio or video file."));
-
-    controller_->handleDroppedFiles(media);
-    EXPECT_TRUE(started.empty());  // each job starts on its own turn of the main queue
-    main_.runUntilIdle();
+    EXPECT_EQ(controller->state(), AppState::error("Unsupported file type. Drop an audio or video file."));
+    controller->handleDroppedFiles(media);
+    EXPECT_TRUE(started.empty()) << "each job starts on its own turn of the main queue";
+    main.runUntilIdle();
     EXPECT_EQ(started, media);
 }
 

@@ -2,15 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 
 #include "core/app/MenuBarController.h"
 #include "core/base/ManualScheduler.h"
-#include "core/dictation/LiveTranscriptActivity.h"
 #include "core/dictation/RecordingCoordinator.h"
-#include "core/settings/SettingsManager.h"
-#include "fakes/CallJournal.h"
 #include "fakes/FakeDictationHotkey.h"
 #include "fakes/FakeDictationRecorder.h"
 #include "fakes/FakeFileTranscriber.h"
@@ -27,66 +25,52 @@
 
 namespace quillon::testing {
 
-// A whole dictation world on virtual time: the coordinator with every collaborator faked, a
-// real menu bar controller over a fake tray and clipboard, and chunk files in a private
-// temporary directory. The user starts typing in "editor" (process 100).
+using Calls = std::vector<std::string>;
+
+// A whole dictation world on virtual time: the coordinator with every collaborator faked and
+// writing to one journal, a real menu bar controller over a fake tray and clipboard, and chunk
+// files in a private directory. The user starts typing in "editor" (process 100).
 class DictationWorld : public ::testing::Test {
 protected:
     DictationWorld() {
-        recorder.journal = &journal;
-        hotkey.journal = &journal;
-        insertion.journal = &journal;
-        sessions.journal = &journal;
-        indicator.journal = &journal;
-        sounds.journal = &journal;
+        recorder.journal = hotkey.journal = insertion.journal = sessions.journal = indicator.journal = sounds.journal =
+            windows.journal = &journal;
+        recorder.directory = std::filesystem::temp_directory_path() / ("quillon-dictation-" + Uuid::random().toString());
+        std::filesystem::create_directories(recorder.directory);
         insertion.focused = editor;
         coordinator->setMenuBarController(menu);
         coordinator->setTranscriptWindows(&windows);
     }
-
-    void SetUp() override {
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        chunkDirectory = std::filesystem::temp_directory_path() /
-                         ("quillon-dictation-" + std::string(info->name()) + "-" + Uuid::random().toString());
-        std::filesystem::create_directories(chunkDirectory);
-        recorder.directory = chunkDirectory;
-    }
-
-    void TearDown() override {
+    ~DictationWorld() override {
         std::error_code ignored;
-        std::filesystem::remove_all(chunkDirectory, ignored);
+        std::filesystem::remove_all(recorder.directory, ignored);
     }
 
-    // The hotkey's signals, and what the main queue does with them right away.
-    void pressStart() {
-        hotkey.pressStart();
+    // The hotkey's signals and the n-th session's results, and what the main queue makes of them.
+    void start() {
+        hotkey.onStartRecording();
         main.runUntilIdle();
     }
-    void pressStop() {
-        hotkey.pressStop();
+    void stop() {
+        hotkey.onStopRecording();
         main.runUntilIdle();
     }
-    // A phrase finalised by the n-th session, on the session's thread.
-    void phrase(std::size_t session, const std::string& text, const std::string& accumulated) {
-        sessions.session(session)->finalizePhrase(text, accumulated);
+    void phrase(std::size_t session, const std::string& text) {
+        sessions.at(session)->handlers.onPhraseFinalized(text, text);
         main.runUntilIdle();
     }
-    void finishSession(std::size_t session, std::expected<std::string, TranscriptionError> result) {
-        sessions.session(session)->finish(std::move(result));
+    void finish(std::size_t session, std::expected<std::string, TranscriptionError> result) {
+        sessions.at(session)->finish(std::move(result));
         main.runUntilIdle();
     }
-
     AppState state() {
         main.runUntilIdle();
         return menu->state();
     }
-    std::vector<std::string> errors() const { return log.output.messages(LogLevel::error); }
-    std::vector<std::string> infos() const { return log.output.messages(LogLevel::info); }
-    std::size_t chunkFilesOnDisk() const {
-        std::size_t count = 0;
-        for (const auto& file : recorder.chunkFiles) count += std::filesystem::exists(file) ? 1 : 0;
-        return count;
+    std::size_t chunksOnDisk() const {
+        return std::ranges::count_if(recorder.chunkFiles, [](const auto& file) { return std::filesystem::exists(file); });
     }
+    Calls errors() const { return log.output.messages(LogLevel::error); }
 
     ManualScheduler main;
     ManualScheduler logQueue;
@@ -112,9 +96,8 @@ protected:
         RecordingCoordinator::Collaborators{main, recorder, hotkey, insertion, sessions, files, indicator, sounds,
                                             settings, liveTranscript},
         log.logger(LogCategory::app));
-    std::shared_ptr<FakeTextElement> editor = FakeTextInsertion::makeField("editor", 100);
-    std::shared_ptr<FakeTextElement> notes = FakeTextInsertion::makeField("notes", 200);
-    std::filesystem::path chunkDirectory;
+    std::shared_ptr<FakeTextElement> editor = FakeTextInsertion::field("editor", 100);
+    std::shared_ptr<FakeTextElement> notes = FakeTextInsertion::field("notes", 200);
 };
 
 }  // namespace quillon::testing

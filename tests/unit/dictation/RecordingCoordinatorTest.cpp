@@ -1,374 +1,289 @@
 #include "core/dictation/RecordingCoordinator.h"
 
-#include <fstream>
-
 #include "DictationWorld.h"
 
 namespace quillon {
 namespace {
 
 using namespace std::chrono_literals;
-using Calls = std::vector<std::string>;
-using Insertion = testing::FakeTextInsertion::Insertion;
+using testing::Calls;
+using Result = std::expected<std::string, TranscriptionError>;
 
 class RecordingCoordinatorTest : public testing::DictationWorld {};
 
-// --- Start -------------------------------------------------------------------------------------
-
-TEST_F(RecordingCoordinatorTest, StartBindsTheFocusedFieldBeforeAnythingElseAndAnnouncesTheRecording) {
-    hotkey.pressStart();
-    EXPECT_TRUE(journal.calls.empty()) << "the start waits for the key event to be handled";
+TEST_F(RecordingCoordinatorTest, StartStopAndCompletionRunTheirStepsInOrder) {
+    hotkey.onStartRecording();
+    EXPECT_TRUE(journal.empty()) << "the start waits until the key event has been handled";
     main.runUntilIdle();
-
-    EXPECT_EQ(journal.calls, (Calls{"insertion.captureFocusedTextTarget", "sessions.makeSession",
-                                    "recorder.setOnPCM16Data(handler)", "recorder.startRecording(false, true)",
-                                    "indicator.setMode(recording)", "indicator.show", "sound.play(Start)"}));
+    EXPECT_EQ(journal, (Calls{"insertion.captureFocusedTextTarget", "sessions.makeSession",
+                              "recorder.setOnPCM16Data(handler)", "recorder.startRecording(false, true)",
+                              "indicator.setMode(recording)", "indicator.show", "sound.play(Start)"}));
     EXPECT_EQ(state(), AppState::recording());
-    EXPECT_EQ(infos(), (Calls{"Recording started (tap-to-toggle mode: false)"}));
-    EXPECT_TRUE(coordinator->activeInsertionSessionID());
-    EXPECT_EQ(coordinator->insertionDeliveries().size(), 1u);
-}
 
-TEST_F(RecordingCoordinatorTest, HotkeyIsIgnoredWhileALiveTranscriptRuns) {
-    liveTranscript.setActiveSnapshot(true);
-    pressStart();
-    EXPECT_TRUE(journal.calls.empty());
-    EXPECT_EQ(infos(), (Calls{"Ignoring dictation hotkey while live transcription is active"}));
-    EXPECT_EQ(state(), AppState::idle());
-
-    // The hotkey was not reset, so its release still arrives: the mode change finds no recording
-    // and the next press stops nothing, visibly.
-    hotkey.changeMode(true);
-    EXPECT_TRUE(journal.calls.empty());
-    pressStop();
-    EXPECT_EQ(state(), AppState::transcribing());
-    EXPECT_EQ(indicator.mode, RecordingIndicatorMode::transcribing);
-    EXPECT_EQ(sessions.count(), 0u);
-    EXPECT_EQ(main.pendingCount(), 1u);  // only the release of the End sound
-}
-
-TEST_F(RecordingCoordinatorTest, StartWithoutATextFieldAsksTheUserToClickInOne) {
-    struct Case {
-        std::optional<TextInsertionError> failure;
-        std::string logged;
-    };
-    const std::vector<Case> cases = {
-        {std::nullopt, "Could not bind recording to a focused text field: No focused text element found"},
-        {TextInsertionError::accessibilityNotGranted,
-         "Could not bind recording to a focused text field: Accessibility permission not granted"},
-    };
-    insertion.focused = nullptr;
-    for (const auto& testCase : cases) {
-        insertion.captureFailure = testCase.failure;
-        log.output.clear();
-        const int resets = hotkey.resetCount;
-        pressStart();
-        EXPECT_EQ(errors(), (Calls{testCase.logged}));
-        EXPECT_EQ(state(), AppState::error("Click in a text field before starting dictation."));
-        EXPECT_EQ(hotkey.resetCount, resets + 1);
-    }
-    EXPECT_EQ(recorder.startCount, 0);
-    EXPECT_EQ(sessions.count(), 0u);
-    EXPECT_EQ(indicator.showCount, 0);
-    EXPECT_TRUE(sounds.loaded.empty());
-}
-
-TEST_F(RecordingCoordinatorTest, FailedRecorderStartUndoesTheSessionAndLeavesTheHotkeyAlone) {
-    recorder.startFailure = "Failed to create audio converter";
-    pressStart();
-
-    EXPECT_EQ(journal.calls, (Calls{"insertion.captureFocusedTextTarget", "sessions.makeSession",
-                                    "recorder.setOnPCM16Data(handler)", "recorder.startRecording(false, true)",
-                                    "session.cancel", "recorder.setOnPCM16Data(none)"}));
-    EXPECT_EQ(errors(), (Calls{"Failed to start recording: Failed to create audio converter"}));
-    EXPECT_EQ(state(), AppState::error("Failed to start recording: Failed to create audio converter"));
-    EXPECT_FALSE(sessions.isAlive(0));
-    EXPECT_FALSE(coordinator->hasTranscriptionSession());
-    EXPECT_FALSE(coordinator->activeInsertionSessionID());
-    EXPECT_EQ(coordinator->insertionDeliveries().size(), 0u);
-    EXPECT_EQ(hotkey.resetCount, 0);
-
-    // The hotkey still thinks it records: its mode change is ignored, and its stop completes
-    // nothing and leaves the icon at transcribing until the next transition.
-    hotkey.changeMode(true);
-    EXPECT_FALSE(coordinator->isTapToggleMode());
-    pressStop();
-    EXPECT_EQ(state(), AppState::transcribing());
-    EXPECT_EQ(indicator.mode, RecordingIndicatorMode::transcribing);
-    EXPECT_EQ(hotkey.resetCount, 1);
-    EXPECT_TRUE(recorder.chunkFiles.empty());
-}
-
-TEST_F(RecordingCoordinatorTest, MicrophoneAudioStreamsIntoTheSessionUntilTheRecordingCompletes) {
-    pressStart();
-    recorder.deliverPCM16(2730);
-    recorder.deliverPCM16(2);
-    auto session = sessions.session(0);
-    EXPECT_EQ(session->bytesReceived(), 2732u);
-    EXPECT_EQ(session->sampleRates(), (std::vector<double>{16000.0, 16000.0}));
-
-    pressStop();
-    EXPECT_FALSE(recorder.hasPCM16Handler());
-}
-
-// --- Mode and stop -----------------------------------------------------------------------------
-
-TEST_F(RecordingCoordinatorTest, ModeChangeArmsTheRecorderOnlyWhileItRecords) {
-    pressStart();
-    journal.clear();
-    hotkey.changeMode(true);  // applied within the key event, not posted
-    EXPECT_EQ(journal.calls, (Calls{"recorder.setTapToggleMode(true)"}));
-    EXPECT_TRUE(coordinator->isTapToggleMode());
-    EXPECT_TRUE(recorder.isMaxDurationTimerArmed());
-    EXPECT_EQ(infos().back(), "Recording mode changed (tap-to-toggle mode: true)");
-    EXPECT_EQ(state(), AppState::recording());
-}
-
-TEST_F(RecordingCoordinatorTest, StopHandsTheHotkeyBackAtOnceAndFinishesTheSessionAfterwards) {
-    pressStart();
-    hotkey.changeMode(true);
-    journal.clear();
-    hotkey.pressStop();
-    EXPECT_TRUE(journal.calls.empty());
-    main.runUntilIdle();
-
-    EXPECT_EQ(journal.calls,
-              (Calls{"recorder.setIsTapToggleMode(false)", "recorder.cancelMaxDurationTimer", "recorder.stopRecording",
-                     "indicator.setMode(transcribing)", "hotkey.resetToIdle", "sound.play(End)",
-                     // the recorder's completion, posted from within its stop
-                     "recorder.setOnPCM16Data(none)", "session.finishAndWait"}));
-    EXPECT_FALSE(coordinator->isTapToggleMode());
-    EXPECT_FALSE(recorder.isMaxDurationTimerArmed());
-    EXPECT_EQ(state(), AppState::transcribing());
-    EXPECT_EQ(infos().back(), "Recording stopped");
-}
-
-// --- Completion --------------------------------------------------------------------------------
-
-TEST_F(RecordingCoordinatorTest, FinishedSessionGoesIdleRemembersItsTranscriptAndKeepsNoAudio) {
-    pressStart();
-    sessions.session(0)->finalizePhrase("Hello there.", "Hello there.");
+    // Audio streams into the session; a decode failure is only logged and the recording runs on.
+    recorder.pcm(std::vector<std::byte>(2730));
+    EXPECT_EQ(sessions.at(0)->received, (std::vector<std::pair<std::size_t, double>>{{2730, 16000.0}}));
+    sessions.at(0)->handlers.onFailure("Audio buffer could not be analysed");
+    sessions.at(0)->handlers.onPhraseFinalized("Hello there.", "Hello there.");
     EXPECT_TRUE(insertion.insertions.empty()) << "session results wait for the main thread";
-    main.runUntilIdle();
-    pressStop();
-    EXPECT_EQ(chunkFilesOnDisk(), 1u) << "the chunk stays until the session has finished";
-
-    sessions.session(0)->finish("Hello there. General Kenobi.");
-    EXPECT_EQ(coordinator->insertionDeliveries().size(), 1u);
-    main.runUntilIdle();
-    EXPECT_EQ(chunkFilesOnDisk(), 0u);
-    EXPECT_EQ(state(), AppState::idle());
-    EXPECT_FALSE(indicator.visible);
-    EXPECT_EQ(menu->lastTranscription(), "Hello there. General Kenobi.");
-    // Only what was finalised while recording went into the field.
-    EXPECT_EQ(insertion.insertedTexts(), (Calls{"Hello there."}));
-    EXPECT_FALSE(coordinator->activeInsertionSessionID());
-    EXPECT_EQ(coordinator->insertionDeliveries().size(), 0u);
-    EXPECT_EQ(infos().back(), "Transcription complete");
-    EXPECT_FALSE(sessions.isAlive(0));
-}
-
-TEST_F(RecordingCoordinatorTest, TextWaitingAtTheStopGoesToTheFieldFocusedThen) {
-    pressStart();
-    insertion.focused = notes;
-    phrase(0, "Held back.", "Held back.");
-    EXPECT_TRUE(insertion.insertions.empty());
-    pressStop();
-    EXPECT_EQ(insertion.insertions, (std::vector<Insertion>{{"notes", "Held back."}}));
-
-    // A phrase the session finalises after the stop follows without a focus check.
-    insertion.focused = nullptr;
-    phrase(0, "And more.", "Held back. And more.");
-    EXPECT_EQ(insertion.insertions.back(), (Insertion{"", "And more."}));
-    finishSession(0, "Held back. And more.");
-    EXPECT_EQ(state(), AppState::idle());
-}
-
-TEST_F(RecordingCoordinatorTest, FailedTranscriptionShowsItsErrorAndStillEndsTheDelivery) {
-    pressStart();
-    pressStop();
-    finishSession(0, std::unexpected(TranscriptionError::unavailable()));
-
-    const std::string message = "Transcription failed: On-device speech transcription is unavailable.";
-    EXPECT_EQ(state(), AppState::error(message));
-    EXPECT_FALSE(indicator.visible);
-    EXPECT_EQ(errors(), (Calls{message}));
-    EXPECT_EQ(coordinator->insertionDeliveries().size(), 0u);
-    EXPECT_FALSE(coordinator->activeInsertionSessionID());
-    EXPECT_EQ(chunkFilesOnDisk(), 0u);
-}
-
-TEST_F(RecordingCoordinatorTest, DecodeFailureIsLoggedOnlyWhileTheSessionDelivers) {
-    pressStart();
-    auto session = sessions.session(0);
-    session->reportFailure("Audio buffer could not be analysed");
-    main.runUntilIdle();
-    EXPECT_EQ(errors(), (Calls{"Transcription decode failed: Audio buffer could not be analysed"}));
     EXPECT_EQ(state(), AppState::recording());
-    EXPECT_TRUE(recorder.isRunning());
+    EXPECT_EQ(insertion.insertions, (Calls{"editor: Hello there."}));
 
-    pressStop();
-    finishSession(0, "");
-    session->reportFailure("too late");
+    journal.clear();
+    hotkey.onRecordingModeChanged(true);  // applied within the key event
+    EXPECT_EQ(journal, (Calls{"recorder.setTapToggleMode(true)"}));
+    EXPECT_TRUE(coordinator->isTapToggleMode());
+    insertion.focused = notes;
+    phrase(0, "Held back.");
+    journal.clear();
+    hotkey.onStopRecording();
+    EXPECT_TRUE(journal.empty());
     main.runUntilIdle();
-    EXPECT_EQ(errors().size(), 1u);
-}
+    EXPECT_EQ(journal, (Calls{"recorder.setIsTapToggleMode(false)", "recorder.cancelMaxDurationTimer",
+                              "recorder.stopRecording", "indicator.setMode(transcribing)", "hotkey.resetToIdle",
+                              "sound.play(End)",
+                              // the recorder's completion, posted from within its stop
+                              "recorder.setOnPCM16Data(none)", "session.finishAndWait"}));
+    EXPECT_FALSE(coordinator->isTapToggleMode());
+    EXPECT_EQ(state(), AppState::transcribing());
+    EXPECT_EQ(chunksOnDisk(), 1u) << "the chunk stays until the session has finished";
+    EXPECT_EQ(insertion.insertions, (Calls{"editor: Hello there.", "notes: Held back."}))
+        << "waiting text goes to the field focused at the stop";
 
-// --- Roll-over of long recordings --------------------------------------------------------------
-
-TEST_F(RecordingCoordinatorTest, RollOverEndsTheSessionButTheRecordingRunsOn) {
-    pressStart();
-    hotkey.changeMode(true);
-    phrase(0, "Chapter one.", "Chapter one.");
-    recorder.rollOver();  // the completion it posts runs after the flag is cleared again
-    main.runUntilIdle();
-
-    EXPECT_TRUE(sessions.session(0)->isFinishing());
-    EXPECT_FALSE(coordinator->hasTranscriptionSession());
-    EXPECT_FALSE(recorder.hasPCM16Handler());
-    finishSession(0, "Chapter one.");
-    EXPECT_EQ(state(), AppState::recording()) << "the recorder still runs";
-    EXPECT_EQ(indicator.hideCount, 0);
+    journal.clear();
+    finish(0, " Hello there. General Kenobi.");
+    EXPECT_EQ(journal, (Calls{"indicator.hide"}));
+    EXPECT_EQ(state(), AppState::idle());
+    EXPECT_EQ(chunksOnDisk(), 0u);
+    EXPECT_EQ(menu->lastTranscription(), "Hello there. General Kenobi.");
+    EXPECT_EQ(insertion.insertions.size(), 2u) << "the final transcript is only remembered";
+    EXPECT_FALSE(coordinator->activeInsertionSessionID());
     EXPECT_EQ(coordinator->insertionDeliveries().size(), 0u);
-
-    // A later chunk boundary with no session attached is not a roll-over to keep: it completes.
-    recorder.automaticRollover = true;
-    recorder.stopRecording();
-    main.runUntilIdle();
-    recorder.automaticRollover = false;
-    EXPECT_EQ(log.output.count("Recording file rolled over while transcription continues"), 0u);
-    EXPECT_EQ(log.output.count("Transcription complete"), 2u);
-    EXPECT_EQ(state(), AppState::idle());
-
-    // The stop of a chunk without a session completes at once and goes idle.
-    ASSERT_TRUE(recorder.startRecording(true, true));
-    pressStop();
-    EXPECT_EQ(sessions.count(), 1u);
-    EXPECT_EQ(state(), AppState::idle());
-    EXPECT_FALSE(indicator.visible);
-    EXPECT_EQ(chunkFilesOnDisk(), 0u);
-    EXPECT_EQ(log.output.count("Transcription complete"), 3u);
+    EXPECT_TRUE(sessions.sessions[0].expired());
+    EXPECT_EQ(errors(), (Calls{"Transcription decode failed: Audio buffer could not be analysed"}));
 }
 
-TEST_F(RecordingCoordinatorTest, CompletionSeenDuringTheRollOverKeepsTheSessionGoing) {
-    pressStart();
-    const auto chunk = chunkDirectory / "recording_chunk.wav";
-    std::ofstream(chunk) << "RIFF";
-    recorder.automaticRollover = true;
-    recorder.onRecordingComplete(chunk);
-    main.runUntilIdle();
-    recorder.automaticRollover = false;
-
-    EXPECT_FALSE(std::filesystem::exists(chunk));
-    EXPECT_EQ(infos().back(), "Recording file rolled over while transcription continues");
-    EXPECT_TRUE(coordinator->hasTranscriptionSession());
-    EXPECT_FALSE(sessions.session(0)->finishRequested);
-    EXPECT_TRUE(recorder.hasPCM16Handler());
-    phrase(0, "Still bound.", "Still bound.");
-    EXPECT_EQ(insertion.insertions, (std::vector<Insertion>{{"editor", "Still bound."}}));
-}
-
-// --- Overlapping sessions and recorder errors --------------------------------------------------
-
-TEST_F(RecordingCoordinatorTest, SecondRecordingMayStartWhileTheFirstStillDelivers) {
+TEST_F(RecordingCoordinatorTest, RefusedOrFailedStartLeavesNothingRunning) {
     struct Case {
         const char* name;
-        std::expected<std::string, TranscriptionError> firstResult;
-        std::size_t errorsLogged;
+        bool liveTranscript;
+        std::shared_ptr<testing::FakeTextElement> focused;
+        std::optional<std::string> startFailure;
+        Calls calls;
+        AppState state;
     };
     const std::vector<Case> cases = {
-        {"first succeeds", "From the first.", 0},
-        {"first fails", std::unexpected(TranscriptionError::audioConversionUnavailable()), 1},
+        // The hotkey is left alone here: it follows the key until its next event.
+        {"live transcript runs", true, editor, std::nullopt, {}, AppState::idle()},
+        {"no text field", false, nullptr, std::nullopt, {"insertion.captureFocusedTextTarget", "hotkey.resetToIdle"},
+         AppState::error("Click in a text field before starting dictation.")},
+        {"recorder fails", false, editor, "Failed to create audio converter",
+         {"insertion.captureFocusedTextTarget", "sessions.makeSession", "recorder.setOnPCM16Data(handler)",
+          "recorder.startRecording(false, true)", "session.cancel", "recorder.setOnPCM16Data(none)"},
+         AppState::error("Failed to start recording: Failed to create audio converter")},
     };
-    for (std::size_t index = 0; index < cases.size(); ++index) {
-        const auto& testCase = cases[index];
-        SCOPED_TRACE(testCase.name);
-        const std::size_t first = sessions.count();
-        insertion.focused = editor;
-        insertion.insertions.clear();
-        log.output.clear();
-
-        pressStart();
-        pressStop();
-        insertion.focused = notes;
-        pressStart();
-        const auto second = coordinator->activeInsertionSessionID();
-        EXPECT_EQ(coordinator->insertionDeliveries().size(), 2u);
-
-        // The first session's late phrase goes to the field focused now: the second's.
-        phrase(first, "From the first.", "From the first.");
-        EXPECT_EQ(insertion.insertions.back(), (Insertion{"notes", "From the first."}));
-        finishSession(first, testCase.firstResult);
-        EXPECT_EQ(errors().size(), testCase.errorsLogged);
-        EXPECT_EQ(coordinator->activeInsertionSessionID(), second);
-        EXPECT_TRUE(coordinator->hasTranscriptionSession());
-        EXPECT_EQ(state(), AppState::recording());
-        EXPECT_TRUE(indicator.visible);
-
-        phrase(first + 1, "From the second.", "From the second.");
-        EXPECT_EQ(insertion.insertions.back(), (Insertion{"notes", "From the second."}));
-        pressStop();
-        finishSession(first + 1, "From the second.");
-        EXPECT_EQ(state(), AppState::idle());
-        EXPECT_FALSE(indicator.visible);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        liveTranscript.setActiveSnapshot(c.liveTranscript);
+        insertion.focused = c.focused;
+        recorder.startFailure = c.startFailure;
+        journal.clear();
+        start();
+        hotkey.onRecordingModeChanged(true);  // the press outlives the start: no mode to change
+        EXPECT_EQ(journal, c.calls);
+        EXPECT_EQ(state(), c.state);
+        EXPECT_FALSE(coordinator->isTapToggleMode());
+        EXPECT_FALSE(coordinator->hasTranscriptionSession());
+        EXPECT_FALSE(coordinator->activeInsertionSessionID());
         EXPECT_EQ(coordinator->insertionDeliveries().size(), 0u);
     }
+    EXPECT_TRUE(sessions.sessions.at(0).expired());
+}
+
+TEST_F(RecordingCoordinatorTest, RollOverKeepsTheSessionOnlyWhileTheFlagIsSeen) {
+    start();
+    hotkey.onRecordingModeChanged(true);
+    // A completion that runs while the flag is still set is a chunk boundary: the session goes on.
+    recorder.automaticRollover = true;
+    recorder.stopRecording();
+    recorder.running = true;
+    main.runUntilIdle();
+    recorder.automaticRollover = false;
+    phrase(0, "Still bound.");
+    EXPECT_EQ(insertion.insertions, (Calls{"editor: Still bound."}));
+    EXPECT_EQ(chunksOnDisk(), 0u);
+    EXPECT_TRUE(coordinator->hasTranscriptionSession());
+
+    // The time limit clears the flag before its posted completion runs: the session ends there,
+    // while the recording, the icon and the indicator go on.
+    journal.clear();
+    recorder.rollOver();
+    main.runUntilIdle();
+    finish(0, "Still bound.");
+    EXPECT_EQ(journal, (Calls{"recorder.stopRecording", "recorder.setOnPCM16Data(none)", "session.finishAndWait"}));
+    EXPECT_EQ(state(), AppState::recording());
+    EXPECT_FALSE(coordinator->hasTranscriptionSession());
+
+    // Without a session a chunk boundary is no roll-over to keep: the stop completes and goes idle.
+    recorder.automaticRollover = true;
+    stop();
+    EXPECT_EQ(state(), AppState::idle());
+    EXPECT_EQ(journal.back(), "indicator.hide");
+    EXPECT_EQ(chunksOnDisk(), 0u);
+}
+
+TEST_F(RecordingCoordinatorTest, SecondRecordingMayStartWhileTheFirstStillDelivers) {
+    const std::vector<Result> firstResults = {"From the first.",
+                                              std::unexpected(TranscriptionError::audioConversionUnavailable())};
+    for (std::size_t round = 0; round < firstResults.size(); ++round) {
+        const std::size_t first = 2 * round;
+        insertion.focused = editor;
+        insertion.insertions.clear();
+        start();
+        stop();
+        insertion.focused = notes;
+        start();
+        const auto second = coordinator->activeInsertionSessionID();
+        // The first session's late phrase goes to the field focused now: the second's.
+        phrase(first, "From the first.");
+        finish(first, firstResults[round]);
+        EXPECT_EQ(coordinator->activeInsertionSessionID(), second);
+        EXPECT_TRUE(coordinator->hasTranscriptionSession());
+        EXPECT_EQ(state(), AppState::recording()) << "the newer recording owns the icon";
+        EXPECT_NE(journal.back(), "indicator.hide");
+
+        phrase(first + 1, "From the second.");
+        stop();
+        finish(first + 1, "From the second.");
+        EXPECT_EQ(insertion.insertions, (Calls{"notes: From the first.", "notes: From the second."}));
+        EXPECT_EQ(state(), AppState::idle());
+        EXPECT_EQ(coordinator->insertionDeliveries().size(), 0u);
+    }
+    // Alone, a failed session shows its error.
+    start();
+    stop();
+    finish(4, std::unexpected(TranscriptionError::unavailable()));
+    EXPECT_EQ(state(), AppState::error("Transcription failed: On-device speech transcription is unavailable."));
+    EXPECT_EQ(journal.back(), "indicator.hide");
+    EXPECT_EQ(chunksOnDisk(), 0u);
 }
 
 TEST_F(RecordingCoordinatorTest, RecorderErrorEndsOnlyTheCurrentDeliveryAndKeepsItsText) {
-    pressStart();
-    pressStop();  // the first session is still finishing
-    pressStart();
+    start();
+    stop();  // the first session is still finishing
+    start();
     insertion.focused = notes;
-    phrase(1, "Unsaid.", "Unsaid.");
+    phrase(1, "Unsaid.");
     journal.clear();
 
-    recorder.fail("Failed to write audio data");
-    EXPECT_EQ(journal.calls, (Calls{"session.cancel", "recorder.setOnPCM16Data(none)", "indicator.hide",
-                                    "hotkey.resetToIdle"}));
-    EXPECT_EQ(errors(), (Calls{"Recording error: Failed to write audio data"}));
+    recorder.onError("Failed to write audio data");
+    EXPECT_EQ(journal, (Calls{"session.cancel", "recorder.setOnPCM16Data(none)", "indicator.hide",
+                              "hotkey.resetToIdle"}));
     EXPECT_EQ(state(), AppState::error("Failed to write audio data"));
-    EXPECT_FALSE(sessions.isAlive(1));
-    // The delivery's waiting text went to the field focused now.
-    EXPECT_EQ(insertion.insertions, (std::vector<Insertion>{{"notes", "Unsaid."}}));
+    EXPECT_TRUE(sessions.sessions[1].expired());
+    EXPECT_EQ(insertion.insertions, (Calls{"notes: Unsaid."})) << "the waiting text goes to the field focused now";
     EXPECT_EQ(coordinator->insertionDeliveries().size(), 1u);
+    finish(0, "");
+    EXPECT_EQ(coordinator->insertionDeliveries().size(), 0u);
+}
 
-    finishSession(0, "");
+TEST_F(RecordingCoordinatorTest, WithoutTheMenuBarDictationGoesOnAndUninsertableTextIsLost) {
+    menu.reset();
+    start();
+    phrase(0, "Typed anyway.");
+    insertion.insertFailure = TextInsertionError::insertionFailed;
+    phrase(0, "Lost.");
+    stop();
+    finish(0, "Typed anyway. Lost.");
+    EXPECT_EQ(insertion.insertions, (Calls{"editor: Typed anyway."}));
+    EXPECT_FALSE(pasteboard.text);
     EXPECT_EQ(coordinator->insertionDeliveries().size(), 0u);
 }
 
 TEST_F(RecordingCoordinatorTest, EventsForAGoneCoordinatorAreDropped) {
-    pressStart();
-    auto session = sessions.session(0);
-    session->finalizePhrase("Hello.", "Hello.");
-    hotkey.pressStop();
+    start();
+    auto session = sessions.at(0);
+    session->handlers.onPhraseFinalized("Hello.", "Hello.");
+    coordinator->transcribeImportedMedia("/tmp/a.wav");
+    hotkey.onStopRecording();
     coordinator.reset();
     journal.clear();
 
     main.runUntilIdle();
-    hotkey.pressStart();
-    hotkey.changeMode(true);
-    recorder.fail("late");
-    session->reportFailure("late");
+    files.completions[0]("late");
+    hotkey.onStartRecording();
+    hotkey.onRecordingModeChanged(true);
+    recorder.onError("late");
+    session->handlers.onFailure("late");
     main.advance(5s);
-    EXPECT_TRUE(journal.calls.empty());
+    EXPECT_TRUE(journal.empty());
     EXPECT_TRUE(insertion.insertions.empty());
-    EXPECT_EQ(menu->state(), AppState::recording());
+    EXPECT_EQ(state(), AppState::recording());
     EXPECT_TRUE(errors().empty());
 }
 
-TEST_F(RecordingCoordinatorTest, DictationWorksWithoutTheMenuBar) {
-    coordinator->setMenuBarController({});
-    menu.reset();
-    pressStart();
-    phrase(0, "Typed anyway.", "Typed anyway.");
-    insertion.insertFailure = TextInsertionError::insertionFailed;
-    phrase(0, "Lost.", "Typed anyway. Lost.");
-    pressStop();
-    finishSession(0, "Typed anyway. Lost.");
-    EXPECT_EQ(insertion.insertedTexts(), (Calls{"Typed anyway."}));
-    EXPECT_FALSE(pasteboard.text);
-    EXPECT_EQ(coordinator->insertionDeliveries().size(), 0u);
+TEST_F(RecordingCoordinatorTest, ImportedFileResultsGoToTheirWindowsAndNeverIntoAField) {
+    start();  // a dictation records meanwhile, undisturbed
+    struct Case {
+        Result result;
+        std::string shown;
+        std::optional<std::string> last;  // empty results are shown but not remembered
+    };
+    const std::vector<Case> cases = {
+        {"Welcome.", "transcript(talk0.mp4: Welcome.)", "Welcome."},
+        {"", "transcript(talk1.mp4: )", "Welcome."},
+        {std::unexpected(TranscriptionError::noAudioTrack()),
+         "failure(talk2.mp4: This file does not contain an audio track.)", "Welcome."},
+    };
+    for (std::size_t index = 0; index < cases.size(); ++index) {
+        journal.clear();
+        const std::string job = "window" + std::to_string(index);
+        const std::string file = "/home/user/talk" + std::to_string(index) + ".mp4";
+        coordinator->transcribeImportedMedia(file);
+        files.completions[index](cases[index].result);
+        EXPECT_EQ(journal, (Calls{job + ".progress(" + file + ")"})) << "the result waits for the main thread";
+        main.runUntilIdle();
+        EXPECT_EQ(journal, (Calls{job + ".progress(" + file + ")", job + "." + cases[index].shown}));
+        EXPECT_EQ(menu->lastTranscription(), cases[index].last);
+    }
+    EXPECT_TRUE(insertion.insertions.empty());
+    EXPECT_EQ(state(), AppState::recording());
+
+    // Without the windows only the log is left.
+    coordinator->setTranscriptWindows(nullptr);
+    coordinator->transcribeImportedMedia("/tmp/b.wav");
+    files.completions.back()(std::unexpected(TranscriptionError::audioLoadFailed()));
+    journal.clear();
+    main.runUntilIdle();
+    EXPECT_TRUE(journal.empty());
+    EXPECT_EQ(errors().back(), "Imported media transcription failed: Failed to prepare audio for transcription.");
+}
+
+TEST_F(RecordingCoordinatorTest, SoundsAreHeldTwoSecondsAfterTheLastStartAndMayBeMissing) {
+    const auto held = [&] { return std::ranges::count_if(sounds.loaded, [](const auto& sound) { return !sound.expired(); }); };
+    start();
+    main.advance(1500ms);
+    stop();  // End starts while Start is still held
+    EXPECT_EQ(held(), 2);
+    main.advance(500ms);  // Start's release drops every sound held, End included
+    EXPECT_EQ(held(), 0);
+    main.advance(2s);
+
+    sounds.missing.insert("Start");
+    sounds.undecodable.insert("End");
+    start();
+    stop();
+    EXPECT_EQ(errors(), (Calls{"Could not find sound file: Start.m4a",
+                               "Could not load sound file: /usr/share/quillon/sounds/End.m4a"}));
+    EXPECT_EQ(main.pendingCount(), 0u);
+    EXPECT_EQ(state(), AppState::transcribing());
+
+    settings.setSoundFeedbackEnabled(false);
+    sounds.missing.clear();
+    start();
+    stop();
+    EXPECT_EQ(sounds.loaded.size(), 2u);
+    EXPECT_EQ(errors().size(), 2u);
 }
 
 }  // namespace

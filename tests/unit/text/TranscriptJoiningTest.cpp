@@ -10,55 +10,32 @@ namespace {
 struct JoinCase {
     std::string receiver;
     std::string piece;
-    std::string expected;
+    std::string joined;  // by appendingTranscript
+    std::string joinedAsSuffix;
 };
 
-TEST(TranscriptJoiningTest, AppendingTranscriptTrimsThePieceAndSpacesItOnce) {
+TEST(TranscriptJoiningTest, OneBlankSeparatesPiecesUnlessWhiteSpaceOrClosingPunctuationIsThere) {
     const std::vector<JoinCase> cases{
-        {"Hello", "world", "Hello world"},
-        {"Hello", ", world", "Hello, world"},
-        {"Hello", "...and", "Hello...and"},
-        {"Hello", "(aside)", "Hello (aside)"},
-        {"(", "x", "( x"},                    // an opening bracket gets nothing special
-        {"Hello ", "world", "Hello world"},   // no second blank after white space
-        {"Hello\n", "world", "Hello\nworld"},
-        {"", "  bare text \n", "bare text"},
-        {"Hello", "   ", "Hello"},
-        {"Hello", "", "Hello"},
-        {"", "", ""},
-        {"Done", "  !", "Done!"},
-        {"Wait", "\xE2\x80\xA6 what", "Wait\xE2\x80\xA6 what"},  // the ellipsis character
-        {"a", "?b", "a?b"},
-        {"a", ";b", "a;b"},
-        {"a", ":b", "a:b"},
-        {"a", ")b", "a)b"},
-        {"a", "-b", "a -b"},
-        {"a", "\"b\"", "a \"b\""},
-        {"a", ".\xCC\x81x", "a .\xCC\x81x"},  // a full stop carrying an accent is another character
-        {"x\xE3\x80\x80", "y", "x\xE3\x80\x80y"},  // ideographic space counts as white space
+        {"Hello", "world", "Hello world", "Hello world"},
+        {"Hello ", "world", "Hello world", "Hello world"},
+        {"Hello\n", "world", "Hello\nworld", "Hello\nworld"},
+        {"x\xE3\x80\x80", "y", "x\xE3\x80\x80y", "x\xE3\x80\x80y"},     // ideographic space is white space
+        {"Hello", " world ", "Hello world", "Hello world "},              // a suffix keeps its own spacing
+        {"Hello", "   ", "Hello", "Hello   "},
+        {"", "  bare text \n", "bare text", "  bare text \n"},
+        {"Done", "  !", "Done!", "Done  !"},
+        {"(", "x", "( x", "( x"},                                         // an opening bracket gets nothing special
+        {"a", "-b", "a -b", "a -b"},
+        {"a", "\"b\"", "a \"b\"", "a \"b\""},
+        {"a", ".\xCC\x81x", "a .\xCC\x81x", "a .\xCC\x81x"},              // a full stop with an accent is another character
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(appendingTranscript(c.receiver, c.piece), c.expected)
-            << "\"" << c.receiver << "\" + \"" << c.piece << "\"";
+        EXPECT_EQ(appendingTranscript(c.receiver, c.piece), c.joined) << "\"" << c.receiver << "\" + \"" << c.piece << "\"";
+        EXPECT_EQ(appendingTranscriptSuffix(c.piece, c.receiver), c.joinedAsSuffix) << c.receiver << " + " << c.piece;
     }
-}
-
-TEST(TranscriptJoiningTest, AppendingSuffixKeepsTheSuffixAsItIs) {
-    // Arguments in the order of appendingTranscriptSuffix: suffix first, then the base.
-    const std::vector<JoinCase> cases{
-        {"Hello", "world", "Hello world"},
-        {"Hello", " world ", "Hello world "},  // a leading blank is the suffix's own spacing
-        {"Hello", "\nworld", "Hello\nworld"},
-        {"Hello ", "world", "Hello world"},
-        {"", "  world", "  world"},            // no trimming
-        {"Hello", "", "Hello"},
-        {"Hello", ", world", "Hello, world"},
-        {"Hello", "   ", "Hello   "},          // unlike the trimming rule, blanks are kept
-        {"(", "x", "( x"},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(appendingTranscriptSuffix(c.piece, c.receiver), c.expected)
-            << "\"" << c.receiver << "\" + \"" << c.piece << "\"";
+    for (std::string mark : {",", ".", "...", "!", "?", ";", ":", ")", "\xE2\x80\xA6"}) {
+        EXPECT_EQ(appendingTranscript("a", mark + "b"), "a" + mark + "b") << mark;
+        EXPECT_EQ(appendingTranscriptSuffix(mark + "b", "a"), "a" + mark + "b") << mark;
     }
 }
 

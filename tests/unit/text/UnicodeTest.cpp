@@ -4,9 +4,9 @@
 #include <unicode/brkiter.h>
 #include <unicode/utext.h>
 
+#include <algorithm>
 #include <memory>
 #include <random>
-#include <set>
 #include <vector>
 
 namespace quillon {
@@ -32,14 +32,15 @@ std::vector<std::size_t> referenceBoundaries(std::string_view text) {
     return boundaries;
 }
 
+// The longest common prefix of `a` and `b` that ends on a boundary of both, by the reference.
 std::size_t referencePrefix(std::string_view a, std::string_view b) {
-    auto inA = referenceBoundaries(a);
-    auto inB = referenceBoundaries(b);
-    std::set<std::size_t> both;
+    const auto inA = referenceBoundaries(a);
+    const auto inB = referenceBoundaries(b);
+    std::size_t best = 0;
     for (auto at : inA) {
-        if (std::find(inB.begin(), inB.end(), at) != inB.end() && a.substr(0, at) == b.substr(0, at)) both.insert(at);
+        if (std::ranges::find(inB, at) != inB.end() && a.substr(0, at) == b.substr(0, at)) best = std::max(best, at);
     }
-    return both.empty() ? 0 : *both.rbegin();
+    return best;
 }
 
 // Pieces chosen to meet every rule that joins code points: CR LF, combining marks, spacing marks,
@@ -64,78 +65,49 @@ std::string randomText(std::mt19937& random, std::size_t pieces) {
     return text;
 }
 
-TEST(GraphemeCountTest, CountsClustersNotCodePoints) {
-    struct Case {
-        std::string text;
-        std::size_t expected;
+TEST(UnicodeTest, ClustersAgreeWithIcuOnChosenAndRandomTexts) {
+    std::vector<std::string> texts{
+        "",
+        "a\r\nb",                                                 // CR LF is one character
+        "\xF0\x9F\x91\xA9\xE2\x80\x8D\xF0\x9F\x92\xBB",          // woman technologist (ZWJ)
+        "\xF0\x9F\x87\xAB\xF0\x9F\x87\xB7\xF0\x9F\x87\xA9",      // flag FR then a lone indicator
+        "#\xEF\xB8\x8F\xE2\x83\xA3",                              // keycap number sign
+        "\xE1\x84\x80\xE1\x85\xA1\xE1\x86\xA8",                   // Hangul jamo L V T
+        "\xE0\xA4\x95\xE0\xA5\x8D\xE0\xA4\xB7",                   // Devanagari conjunct
     };
-    const std::vector<Case> cases{
-        {"", 0},
-        {"hello", 5},
-        {"a\r\nb", 3},                                           // CR LF is one character
-        {"\r\r\n\n", 3},
-        {"e\xCC\x81t\xC3\xA9", 3},                                // decomposed and composed é
-        {"\xF0\x9F\x91\x8D\xF0\x9F\x8F\xBD!", 2},                 // thumbs up with a skin tone
-        {"\xF0\x9F\x91\xA9\xE2\x80\x8D\xF0\x9F\x92\xBB", 1},     // woman technologist (ZWJ)
-        {"\xF0\x9F\x87\xAB\xF0\x9F\x87\xB7\xF0\x9F\x87\xA9", 2}, // flag FR then a lone indicator
-        {"#\xEF\xB8\x8F\xE2\x83\xA3", 1},                         // keycap number sign
-        {"\xE1\x84\x80\xE1\x85\xA1\xE1\x86\xA8", 1},              // Hangul jamo L V T
-        {"\xE0\xA4\x95\xE0\xA4\xBF", 1},                          // Devanagari ka with vowel sign i
-        {"a\xFF" "b", 3},                                         // an ill-formed byte is one character
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(graphemeCount(c.text), c.expected) << c.text;
-        EXPECT_EQ(graphemeCount(c.text), referenceBoundaries(c.text).size() - 1)
-            << "disagrees with ICU: " << c.text;
-    }
-}
-
-TEST(GraphemeCountTest, AgreesWithIcuOnRandomMixes) {
     std::mt19937 random(20261122);
-    for (int round = 0; round < 2000; ++round) {
-        const std::string text = randomText(random, 1 + round % 40);
-        ASSERT_EQ(graphemeCount(text), referenceBoundaries(text).size() - 1) << "round " << round;
+    for (int round = 0; round < 2000; ++round) texts.push_back(randomText(random, 1 + round % 40));
+    for (const auto& text : texts) {
+        const auto boundaries = referenceBoundaries(text);
+        ASSERT_EQ(graphemeCount(text), boundaries.size() - 1) << text;
+        ASSERT_EQ(firstGrapheme(text), text.substr(0, boundaries.size() > 1 ? boundaries[1] : 0)) << text;
     }
 }
 
-TEST(CommonPrefixTest, EndsOnABoundaryOfBothTexts) {
+TEST(UnicodeTest, CommonPrefixEndsOnABoundaryOfBothTexts) {
     struct Case {
         std::string a;
         std::string b;
         std::size_t expected;
     };
     const std::vector<Case> cases{
-        {"", "", 0},
-        {"same", "same", 4},
-        {"hello world", "hello there", 6},
-        {"abc", "abcdef", 3},
-        {"abcdef", "abc", 3},
-        {"cafe", "cafe\xCC\x81", 3},                     // the accent joins the e: "caf" is common
-        {"cafe\xCC\x81s", "cafe\xCC\x81t", 6},
-        {"caf\xC3\xA9", "caf\xC3\xA8", 3},               // é and è share their lead byte
+        {"cafe", "cafe\xCC\x81", 3},                                  // the accent joins the e
+        {"caf\xC3\xA9", "caf\xC3\xA8", 3},                            // é and è share their lead byte
         {"\xF0\x9F\x91\x8D", "\xF0\x9F\x91\x8D\xF0\x9F\x8F\xBD", 0},  // a skin tone joins the thumb
         {"\xF0\x9F\x87\xAB\xF0\x9F\x87\xB7", "\xF0\x9F\x87\xAB\xF0\x9F\x87\xA9", 0},  // FR against FD
-        {"x\r", "x\r\n", 1},                              // CR LF is one character
-        {"a\xE2\x80\x8D\xF0\x9F\x91\x8D", "a\xE2\x80\x8D" "b", 4},  // ZWJ after a letter joins nothing
+        {"x\r", "x\r\n", 1},
+        {"a\xE2\x80\x8D\xF0\x9F\x91\x8D", "a\xE2\x80\x8D" "b", 4},   // ZWJ after a letter joins nothing
         {"\xF0\x9F\x91\xA9\xE2\x80\x8D\xF0\x9F\x92\xBB", "\xF0\x9F\x91\xA9\xE2\x80\x8D" "b", 0},  // but after an emoji
     };
     for (const auto& c : cases) {
         EXPECT_EQ(commonPrefixLength(c.a, c.b), c.expected) << c.a << " | " << c.b;
         EXPECT_EQ(commonPrefixLength(c.b, c.a), c.expected) << "not symmetric: " << c.a << " | " << c.b;
     }
-}
-
-TEST(CommonPrefixTest, FindsTheFirstDifferenceAtAnyOffset) {
-    const std::string a(40, 'a');
-    for (std::size_t at = 0; at < a.size(); ++at) {
-        std::string b = a;
-        b[at] = 'b';
-        EXPECT_EQ(commonPrefixLength(a, b), at);
-        EXPECT_EQ(commonPrefixLength(a, a.substr(0, at)), at);
+    const std::string plain(40, 'a');  // compared several bytes a step: a difference at any offset
+    for (std::size_t at = 0; at < plain.size(); ++at) {
+        EXPECT_EQ(commonPrefixLength(plain, plain.substr(0, at) + "b"), at);
+        EXPECT_EQ(commonPrefixLength(plain, plain.substr(0, at)), at);
     }
-}
-
-TEST(CommonPrefixTest, AgreesWithIcuOnRandomMixes) {
     std::mt19937 random(7);
     for (int round = 0; round < 2000; ++round) {
         const std::string common = randomText(random, round % 12);
@@ -145,38 +117,27 @@ TEST(CommonPrefixTest, AgreesWithIcuOnRandomMixes) {
     }
 }
 
-TEST(WhitespaceTest, TrimsUnicodeWhiteSpaceAndNewlines) {
+TEST(UnicodeTest, TrimsUnicodeWhiteSpaceAndNewlines) {
     struct Case {
         std::string text;
-        std::string expected;
+        std::string trimmed;
+        bool starts;
+        bool ends;
     };
     const std::vector<Case> cases{
-        {"", ""},
-        {"  \t\r\n", ""},
-        {" a b ", "a b"},
-        {"\xC2\xA0no-break\xE3\x80\x80", "no-break"},          // U+00A0 and the ideographic space
-        {"\xC2\x85line\xE2\x80\xA8", "line"},                  // NEL and the line separator
-        {"\xE2\x80\x8Bzero-width\xE2\x80\x8B", "\xE2\x80\x8Bzero-width\xE2\x80\x8B"},  // U+200B is not space
-        {"\xFF ", "\xFF"},                                     // an ill-formed byte is kept
+        {"", "", false, false},
+        {" \t\r\n", "", true, true},
+        {"\xE2\x80\x83no-break\xC2\xA0", "no-break", true, true},        // em space, U+00A0
+        {"\xC2\x85line\xE3\x80\x80", "line", true, true},                 // NEL, ideographic space
+        {"\xE2\x80\x8Bzero\xE2\x80\x8B", "\xE2\x80\x8Bzero\xE2\x80\x8B", false, false},  // U+200B is not space
+        {"x \xCC\x81", "x \xCC\x81", false, false},                        // nor is an accent on a blank
+        {"\xFF\xE2\x80\xA8", "\xFF", false, true},                         // an ill-formed byte is kept
     };
-    for (const auto& c : cases) EXPECT_EQ(trimmed(c.text), c.expected) << c.text;
-
-    EXPECT_TRUE(startsWithWhitespace("\xE2\x80\x83x"));  // em space
-    EXPECT_FALSE(startsWithWhitespace("x "));
-    EXPECT_FALSE(startsWithWhitespace(""));
-    EXPECT_TRUE(endsWithWhitespace("x\n"));
-    EXPECT_TRUE(endsWithWhitespace("x\xE3\x80\x80"));
-    EXPECT_FALSE(endsWithWhitespace(" \xCC\x81"));  // a combining mark on a blank is not white space
-    EXPECT_FALSE(endsWithWhitespace(""));
-}
-
-TEST(FirstGraphemeTest, TakesTheWholeCluster) {
-    EXPECT_EQ(firstGrapheme(""), "");
-    EXPECT_EQ(firstGrapheme("ab"), "a");
-    EXPECT_EQ(firstGrapheme(".\xCC\x81x"), ".\xCC\x81");
-    EXPECT_EQ(firstGrapheme("\r\nx"), "\r\n");
-    EXPECT_EQ(firstGrapheme("\xF0\x9F\x91\xA9\xE2\x80\x8D\xF0\x9F\x92\xBBz"), "\xF0\x9F\x91\xA9\xE2\x80\x8D\xF0\x9F\x92\xBB");
-    EXPECT_EQ(firstGrapheme("\xE2\x80\xA6"), "\xE2\x80\xA6");
+    for (const auto& c : cases) {
+        EXPECT_EQ(trimmed(c.text), c.trimmed) << c.text;
+        EXPECT_EQ(startsWithWhitespace(c.text), c.starts) << c.text;
+        EXPECT_EQ(endsWithWhitespace(c.text), c.ends) << c.text;
+    }
 }
 
 }  // namespace
