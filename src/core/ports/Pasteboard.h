@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace quillon {
 
@@ -17,6 +18,13 @@ public:
     virtual bool setString(const std::string& text) = 0;
 
     virtual void clear() = 0;
+
+    // The formats (MIME types) the clipboard offers now; empty when it holds nothing.
+    virtual std::vector<std::string> types() const = 0;
+
+    // Clears the clipboard and offers `types` again, with no data behind them: what is left of
+    // a clipboard without text after dictation borrowed it for a paste.
+    virtual void declareTypes(const std::vector<std::string>& types) = 0;
 };
 
 }  // namespace quillon

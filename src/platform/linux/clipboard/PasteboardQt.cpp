@@ -24,6 +24,26 @@ bool PasteboardQt::setString(const std::string& text) {
     return clipboard_->text(QClipboard::Clipboard) == value;
 }
 
+std::vector<std::string> PasteboardQt::types() const {
+    std::vector<std::string> result;
+    if (clipboard_ == nullptr) return result;
+    const QMimeData* data = clipboard_->mimeData(QClipboard::Clipboard);
+    if (data == nullptr) return result;
+    for (const QString& format : data->formats()) result.push_back(format.toStdString());
+    return result;
+}
+
+void PasteboardQt::declareTypes(const std::vector<std::string>& types) {
+    if (clipboard_ == nullptr) return;
+    if (types.empty()) {
+        clipboard_->clear(QClipboard::Clipboard);
+        return;
+    }
+    auto* data = new QMimeData;
+    for (const std::string& type : types) data->setData(QString::fromStdString(type), QByteArray());
+    clipboard_->setMimeData(data, QClipboard::Clipboard);  // the clipboard takes ownership
+}
+
 void PasteboardQt::clear() {
     if (clipboard_ != nullptr) clipboard_->clear(QClipboard::Clipboard);
 }

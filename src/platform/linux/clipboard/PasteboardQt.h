@@ -16,6 +16,8 @@ public:
     std::optional<std::string> string() const override;
     bool setString(const std::string& text) override;
     void clear() override;
+    std::vector<std::string> types() const override;
+    void declareTypes(const std::vector<std::string>& types) override;
 
 private:
     QClipboard* clipboard_;

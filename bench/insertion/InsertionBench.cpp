@@ -1,0 +1,137 @@
+// Speed of text insertion into a real GTK application on the test desktop:
+//   - focusedInsertionElement: median over repeated calls (target: at most 20 ms);
+//   - insertText of a phrase on the accessibility path, pauses included (target: at most 150 ms);
+//   - per-character typing: time per character (target: the 6 ms pace, no slower).
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <thread>
+#include <vector>
+
+#include "TestApplication.h"
+#include "core/base/ManualScheduler.h"
+#include "core/insertion/TextInserter.h"
+#include "core/settings/SettingsManager.h"
+#include "fakes/FakeKeyValueStore.h"
+#include "fakes/FakeLoginItem.h"
+#include "fakes/FakePasteboard.h"
+#include "fakes/TestLog.h"
+#include "platform/linux/accessibility/AccessibilityAtspi.h"
+#include "platform/linux/apps/RunningApplicationsX11.h"
+#include "platform/linux/keyboard/PacerThreadSleep.h"
+#include "platform/linux/keyboard/SyntheticKeyboardXTest.h"
+
+using namespace quillon;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+// The real running applications, except that the fixture is named like a chat application that
+// takes text one character at a time.
+class ChatNamedApplications final : public RunningApplications {
+public:
+    explicit ChatNamedApplications(RunningApplications& real) : real_(real) {}
+    std::optional<RunningApplication> applicationWithProcessIdentifier(int pid) override {
+        auto application = real_.applicationWithProcessIdentifier(pid);
+        if (application && renaming) application->localizedName = "Discord";
+        return application;
+    }
+    std::optional<int> frontmostProcessIdentifier() override { return real_.frontmostProcessIdentifier(); }
+    bool activate(int pid) override { return real_.activate(pid); }
+    bool renaming = false;
+
+private:
+    RunningApplications& real_;
+};
+
+double milliseconds(Clock::duration duration) {
+    return std::chrono::duration<double, std::milli>(duration).count();
+}
+
+double median(std::vector<double> values) {
+    std::ranges::sort(values);
+    return values.empty() ? 0 : values[values.size() / 2];
+}
+
+template <typename Condition>
+bool waitUntil(Condition condition) {
+    for (int i = 0; i < 500; ++i) {
+        if (condition()) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+}
+
+}  // namespace
+
+int main() {
+    ManualScheduler mainQueue;
+    testing::TestLog log{mainQueue};
+    log.output.setMinimumLevel(LogLevel::error);
+    testing::FakeKeyValueStore store;
+    testing::FakeLoginItem loginItem;
+    SettingsManager settings{store, loginItem, log.logger(LogCategory::settings)};
+    settings.setAppendSpaceAfterInsertion(true);
+    RunningApplicationsX11 realApplications;
+    ChatNamedApplications applications(realApplications);
+    AccessibilityAtspi accessibility{applications, log.logger(LogCategory::insertion)};
+    SyntheticKeyboardXTest keyboard;
+    PacerThreadSleep pacer;
+    testing::FakePasteboard pasteboard;
+    TextInserter inserter{accessibility, keyboard, pasteboard, applications, pacer,
+                          mainQueue,     settings, log.logger(LogCategory::insertion)};
+    if (!realApplications.isConnected() || !keyboard.isAvailable() || accessibility.enableAccessibility()) {
+        std::fprintf(stderr, "bench_insertion needs the desktop session (tests/integration/desktop-session)\n");
+        return 1;
+    }
+
+    testing::TestApplication app(QUILLON_GTK_FIXTURE, {});
+    if (app.readLine(std::chrono::seconds(20)) != "ready" ||
+        !waitUntil([&] { return applications.activate(app.pid()); })) {
+        std::fprintf(stderr, "the GTK test program did not start\n");
+        return 1;
+    }
+    app.ask("focus notes");
+    if (!waitUntil([&] {
+            auto element = inserter.focusedInsertionElement();
+            return element && accessibility.processIdentifier(element) == app.pid();
+        })) {
+        std::fprintf(stderr, "the GTK test program's text view never had the focus\n");
+        return 1;
+    }
+
+    std::vector<double> lookups;
+    for (int i = 0; i < 100; ++i) {
+        const auto start = Clock::now();
+        const auto element = inserter.focusedInsertionElement();
+        lookups.push_back(milliseconds(Clock::now() - start));
+        if (!element) return 1;
+    }
+
+    std::vector<double> insertions;
+    for (int i = 0; i < 15; ++i) {
+        const auto start = Clock::now();
+        if (!inserter.insertText("the quick brown fox jumps over the lazy dog")) {
+            std::fprintf(stderr, "insertion failed\n");
+            return 1;
+        }
+        insertions.push_back(milliseconds(Clock::now() - start));
+    }
+
+    applications.renaming = true;
+    const std::string phrase = "per character typing at its pace";
+    std::vector<double> perCharacter;
+    for (int i = 0; i < 5; ++i) {
+        const auto start = Clock::now();
+        if (!inserter.insertText(phrase)) return 1;
+        perCharacter.push_back(milliseconds(Clock::now() - start) / static_cast<double>(phrase.size() + 1));
+    }
+    app.send("quit");
+
+    std::printf("focusedInsertionElement median: %.2f ms (target <= 20 ms, %zu calls)\n", median(lookups),
+                lookups.size());
+    std::printf("insertText of a phrase, accessibility path, median: %.1f ms (target <= 150 ms, pauses 100 ms)\n",
+                median(insertions));
+    std::printf("per-character typing: %.2f ms a character (pace 6 ms)\n", median(perCharacter));
+    return 0;
+}

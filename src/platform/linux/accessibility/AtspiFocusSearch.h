@@ -1,0 +1,30 @@
+#pragma once
+
+#include <atspi/atspi.h>
+
+#include "platform/linux/accessibility/AtspiResponsiveness.h"
+
+namespace quillon {
+
+// Finds the running application of a process and the element that has the focus inside it:
+// a Collection query where the toolkit offers one, else a walk of the showing elements.
+//
+// Threads: the libatspi thread only. Returned objects carry a reference for the caller.
+class AtspiFocusSearch {
+public:
+    AtspiFocusSearch(AtspiResponsiveness& responsiveness, int walkLimit);
+
+    AtspiAccessible* applicationForProcess(int processIdentifier);
+    AtspiAccessible* focusedDescendant(AtspiAccessible* root);
+
+    static bool hasState(AtspiAccessible* object, AtspiStateType state);
+
+private:
+    AtspiAccessible* bestFocusedMatch(GArray* matches);
+    AtspiAccessible* walkForFocus(AtspiAccessible* element, int& budget);
+
+    AtspiResponsiveness& responsiveness_;
+    int walkLimit_;
+};
+
+}  // namespace quillon

@@ -1,0 +1,42 @@
+#include "platform/linux/accessibility/AtspiResponsiveness.h"
+
+#include <atspi/atspi.h>
+
+#include "platform/linux/accessibility/AtspiElement.h"
+
+namespace quillon {
+
+using Clock = std::chrono::steady_clock;
+
+AtspiResponsiveness::AtspiResponsiveness(Logger logger, std::chrono::milliseconds callTimeout,
+                                         std::chrono::milliseconds unresponsiveFor)
+    : logger_(std::move(logger)), callTimeout_(callTimeout), unresponsiveFor_(unresponsiveFor) {}
+
+AtspiResponsiveness::Call::Call(AtspiResponsiveness& owner, AtspiAccessible* object)
+    : owner_(owner), object_(object), start_(Clock::now()) {}
+
+AtspiResponsiveness::Call::~Call() {
+    owner_.noteSlowCall(object_, Clock::now() - start_);
+    if (error_) g_error_free(error_);
+}
+
+bool AtspiResponsiveness::isResponsive(AtspiAccessible* object) {
+    const auto found = unresponsiveUntil_.find(AtspiElement::busNameOf(object));
+    if (found == unresponsiveUntil_.end()) return true;
+    if (Clock::now() >= found->second) {
+        unresponsiveUntil_.erase(found);
+        return true;
+    }
+    return false;
+}
+
+void AtspiResponsiveness::noteSlowCall(AtspiAccessible* object, Clock::duration elapsed) {
+    if (elapsed < callTimeout_ * 8 / 10) return;
+    const std::string bus = AtspiElement::busNameOf(object);
+    if (!unresponsiveUntil_.contains(bus)) {
+        logger_.error("An application did not answer the accessibility bus in time; skipping it for a while");
+    }
+    unresponsiveUntil_[bus] = Clock::now() + unresponsiveFor_;
+}
+
+}  // namespace quillon

@@ -1,0 +1,62 @@
+#include "platform/linux/accessibility/AtspiThread.h"
+
+#include <atspi/atspi.h>
+
+namespace quillon {
+
+namespace {
+
+gboolean runTask(gpointer data) {
+    (*static_cast<std::function<void()>*>(data))();
+    return G_SOURCE_REMOVE;
+}
+
+void deleteTask(gpointer data) { delete static_cast<std::function<void()>*>(data); }
+
+}  // namespace
+
+std::shared_ptr<AtspiThread> AtspiThread::shared() {
+    // Never destroyed: the connection it serves lives as long as the process.
+    static auto* const instance = new std::shared_ptr<AtspiThread>(std::make_shared<AtspiThread>());
+    return *instance;
+}
+
+AtspiThread::AtspiThread() {
+    context_ = g_main_context_new();
+    loop_ = g_main_loop_new(context_, FALSE);
+    std::promise<void> started;
+    auto ready = started.get_future();
+    thread_ = std::jthread([this, &started] { main(started); });
+    ready.wait();
+}
+
+AtspiThread::~AtspiThread() {
+    post([this] { g_main_loop_quit(loop_); });
+    thread_.join();
+    g_main_loop_unref(loop_);
+    g_main_context_unref(context_);
+}
+
+void AtspiThread::post(std::function<void()> task) {
+    g_main_context_invoke_full(context_, G_PRIORITY_DEFAULT, runTask, new std::function<void()>(std::move(task)),
+                               deleteTask);
+}
+
+void AtspiThread::main(std::promise<void>& started) {
+    threadId_ = std::this_thread::get_id();
+    g_main_context_push_thread_default(context_);
+    // atspi_init answers 1 when libatspi was set up before in this process, which is fine too.
+    // It hooks the bus connection into the default main context, which belongs to the UI
+    // thread; moving it to this thread's context afterwards takes it out of there.
+    const int status = atspi_init();
+    connected_ = status == 0 || status == 1;
+    if (connected_) atspi_set_main_context(context_);
+    started.set_value();
+    g_main_loop_run(loop_);
+    // Let the releases that elements posted on their way out run before the thread ends.
+    while (g_main_context_iteration(context_, FALSE)) {
+    }
+    g_main_context_pop_thread_default(context_);
+}
+
+}  // namespace quillon

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <functional>
+#include <future>
+#include <memory>
+#include <thread>
+#include <type_traits>
+
+typedef struct _GMainContext GMainContext;
+typedef struct _GMainLoop GMainLoop;
+
+namespace quillon {
+
+// The one thread that talks to libatspi. libatspi is not thread-safe, and its bus connection
+// needs a running main loop to take in signals (else they pile up in memory), so it gets a
+// private GLib main context, iterated on this thread only. Every libatspi call of the adapter
+// runs here, through run() or post().
+//
+// libatspi holds one bus connection for the whole process and cannot hand it to a second main
+// context once the first is gone, so there is one such thread per process, made on first use
+// and kept until the process ends.
+//
+// Lock rules: none of its own; the GLib context's queue is thread-safe.
+class AtspiThread {
+public:
+    static std::shared_ptr<AtspiThread> shared();
+
+    AtspiThread();
+    ~AtspiThread();
+    AtspiThread(const AtspiThread&) = delete;
+    AtspiThread& operator=(const AtspiThread&) = delete;
+
+    // Whether libatspi could reach the accessibility bus at start.
+    bool isConnected() const { return connected_; }
+
+    // Runs `task` on the thread and waits for its result; runs it inline when called from there.
+    template <typename Task>
+    auto run(Task&& task) -> std::invoke_result_t<Task> {
+        if (isCurrent()) return task();
+        using Result = std::invoke_result_t<Task>;
+        std::packaged_task<Result()> packaged(std::forward<Task>(task));
+        auto future = packaged.get_future();
+        post([&packaged] { packaged(); });
+        return future.get();
+    }
+
+    // Runs `task` on the thread some time later.
+    void post(std::function<void()> task);
+
+    bool isCurrent() const { return std::this_thread::get_id() == threadId_; }
+
+private:
+    void main(std::promise<void>& started);
+
+    GMainContext* context_ = nullptr;
+    GMainLoop* loop_ = nullptr;
+    bool connected_ = false;
+    std::thread::id threadId_;
+    std::jthread thread_;
+};
+
+}  // namespace quillon

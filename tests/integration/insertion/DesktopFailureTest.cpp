@@ -1,0 +1,129 @@
+#include <csignal>
+
+#include <gtest/gtest.h>
+
+#include "DesktopWorld.h"
+#include "core/insertion/AccessibilityPermission.h"
+#include "fakes/FakeSyntheticKeyboard.h"
+#include "platform/linux/accessibility/AccessibilityBusStatus.h"
+
+namespace quillon {
+namespace {
+
+using namespace std::chrono;
+using testing::DesktopWorld;
+using testing::TestApplication;
+
+class DesktopFailureTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (const auto missing = testing::missingDesktop(); !missing.empty()) GTEST_SKIP() << missing;
+    }
+
+    std::unique_ptr<TestApplication> startGtk(const std::string& focus, const std::vector<std::string>& arguments = {}) {
+        auto application = world.launch(DesktopWorld::fixture("quillon_gtk_text_fixture"), arguments);
+        if (application) application->ask("focus " + focus);
+        return application;
+    }
+
+    DesktopWorld world;
+};
+
+TEST_F(DesktopFailureTest, ZenityEntryGetsTheTextItPrintsOnReturn) {
+    auto zenity = world.launch("zenity", {"--entry", "--title=Quillon", "--text=Say something"}, false);
+    ASSERT_TRUE(zenity);
+    ASSERT_TRUE(world.waitForFocusedField(zenity->pid(), AccessibilityRole::textField));
+    ASSERT_TRUE(world.inserter.insertText("Grüße aus 日本"));
+    ASSERT_TRUE(world.keyboard.pressKey(SyntheticKey::returnKey));
+    EXPECT_EQ(zenity->readLine(seconds(10)), "Grüße aus 日本");
+}
+
+TEST_F(DesktopFailureTest, NothingFocusedIsNoFocusedElement) {
+    const auto target = world.inserter.captureFocusedTextTarget();
+    ASSERT_FALSE(target);
+    EXPECT_EQ(target.error(), TextInsertionError::noFocusedElement);
+    const auto inserted = world.inserter.insertText("lost?");
+    ASSERT_FALSE(inserted);
+    EXPECT_EQ(inserted.error(), TextInsertionError::noFocusedElement);
+}
+
+TEST_F(DesktopFailureTest, AccessibilitySwitchedOffRefusesAndGrantingSwitchesItOn) {
+    auto app = startGtk("plain");
+    ASSERT_TRUE(app);
+    ASSERT_TRUE(world.waitForFocusedField(app->pid()));
+    AccessibilityPermission permission(world.accessibility, world.log.logger(LogCategory::app));
+
+    ASSERT_EQ(AccessibilityBusStatus::setEnabled(false), std::nullopt);
+    permission.checkAccessibilityPermission();
+    EXPECT_FALSE(permission.accessibilityPermissionGranted());
+    const auto refused = world.inserter.insertText("x");
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error(), TextInsertionError::accessibilityNotGranted);
+    EXPECT_EQ(world.inserter.captureFocusedTextTarget().error(), TextInsertionError::accessibilityNotGranted);
+
+    permission.openSystemSettings();
+    EXPECT_TRUE(permission.accessibilityPermissionGranted());
+    EXPECT_TRUE(world.inserter.insertText("x"));
+}
+
+TEST_F(DesktopFailureTest, TargetKilledAfterCaptureFailsWithoutHarm) {
+    auto app = startGtk("plain");
+    ASSERT_TRUE(app);
+    ASSERT_TRUE(world.waitForFocusedField(app->pid()));
+    const auto target = world.inserter.captureFocusedTextTarget();
+    ASSERT_TRUE(target);
+
+    app->signal(SIGKILL);
+    ASSERT_TRUE(app->waitForExit(seconds(5)));
+    EXPECT_FALSE(world.accessibility.value(target->element));
+    EXPECT_FALSE(world.inserter.isSameElement(target->element, world.inserter.focusedInsertionElement()));
+    const auto inserted = world.inserter.insertText("into the void");
+    ASSERT_FALSE(inserted);
+    EXPECT_EQ(inserted.error(), TextInsertionError::noFocusedElement);
+}
+
+TEST_F(DesktopFailureTest, HungApplicationCostsAtMostOneTimeOut) {
+    auto app = startGtk("plain");
+    ASSERT_TRUE(app);
+    ASSERT_TRUE(world.waitForFocusedField(app->pid()));
+    const auto target = world.inserter.captureFocusedTextTarget();
+    ASSERT_TRUE(target);
+
+    app->signal(SIGSTOP);
+    auto start = steady_clock::now();
+    const auto inserted = world.inserter.insertText("stuck");
+    const auto insertion = steady_clock::now() - start;
+    EXPECT_FALSE(inserted);
+    start = steady_clock::now();
+    EXPECT_FALSE(world.accessibility.value(target->element));
+    const auto laterCall = steady_clock::now() - start;
+    app->signal(SIGCONT);
+
+    EXPECT_LT(insertion, seconds(2)) << duration_cast<milliseconds>(insertion).count() << " ms";
+    EXPECT_LT(laterCall, milliseconds(100)) << "an unresponsive application is skipped for a while";
+    EXPECT_TRUE(world.log.output.contains(
+        LogLevel::error, "An application did not answer the accessibility bus in time; skipping it for a while"));
+}
+
+TEST_F(DesktopFailureTest, PasteFallBackInsertsAndGivesTheClipboardBack) {
+    auto app = startGtk("hint");
+    ASSERT_TRUE(app);
+    ASSERT_TRUE(world.waitForFocusedField(app->pid()));
+    ASSERT_TRUE(world.pasteboard.setString("the user's clipboard"));
+
+    // A keyboard that cannot type leaves the paste action as the only way in.
+    testing::FakeSyntheticKeyboard brokenKeyboard;
+    brokenKeyboard.failTyping = true;
+    TextInserter inserter{world.accessibility, brokenKeyboard,   world.pasteboard,
+                          world.applications,  world.pacer,      world.mainQueue,
+                          world.settings,      world.log.logger(LogCategory::insertion)};
+    ASSERT_TRUE(inserter.insertText("pasted 日本語"));
+    EXPECT_TRUE(world.log.output.contains(LogLevel::info, "Inserted via AXPaste action"));
+    EXPECT_TRUE(testing::waitUntil([&] { return app->ask("dump hint") == "hint=pasted 日本語"; }));
+
+    world.mainQueue.advance(milliseconds(100));
+    EXPECT_EQ(world.pasteboard.string(), "the user's clipboard");
+}
+
+}  // namespace
+}  // namespace quillon

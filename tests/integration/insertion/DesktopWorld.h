@@ -1,0 +1,107 @@
+#pragma once
+
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include <QCoreApplication>
+#include <gtest/gtest.h>
+
+#include "TestApplication.h"
+#include "core/base/ManualScheduler.h"
+#include "core/insertion/TextInserter.h"
+#include "core/settings/SettingsManager.h"
+#include "fakes/FakeKeyValueStore.h"
+#include "fakes/FakeLoginItem.h"
+#include "fakes/TestLog.h"
+#include "platform/linux/accessibility/AccessibilityAtspi.h"
+#include "platform/linux/apps/RunningApplicationsX11.h"
+#include "platform/linux/clipboard/PasteboardQt.h"
+#include "platform/linux/keyboard/PacerThreadSleep.h"
+#include "platform/linux/keyboard/SyntheticKeyboardXTest.h"
+
+namespace quillon::testing {
+
+// Polls `condition` until it holds or `timeout` passes; for events of other processes.
+inline bool waitUntil(const std::function<bool()>& condition,
+                      std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (condition()) return true;
+        // Serve the clipboard and other requests of other programs meanwhile.
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return condition();
+}
+
+// Why the desktop session cannot run these tests, or empty when it can.
+inline std::string missingDesktop() {
+    if (!std::getenv("QUILLON_TEST_SESSION")) return "not inside tests/integration/desktop-session";
+    const char* missing = std::getenv("QUILLON_SESSION_MISSING");
+    if (missing) {
+        const std::string text(missing);
+        if (text.find("X server") != std::string::npos || text.find("accessibility") != std::string::npos ||
+            text.find("session bus") != std::string::npos) {
+            return "the desktop session lacks: " + text;
+        }
+    }
+    return {};
+}
+
+// The real insertion stack on the test session's desktop.
+struct DesktopWorld {
+    DesktopWorld() {
+        settings.setAppendSpaceAfterInsertion(false);
+        accessibility.enableAccessibility();
+    }
+
+    // Starts `program`, waits for its "ready" line and its window, and gives that window the focus.
+    std::unique_ptr<TestApplication> launch(const std::string& program, const std::vector<std::string>& arguments,
+                                            bool waitForReady = true, bool mergeErrors = false) {
+        auto application = std::make_unique<TestApplication>(program, arguments, mergeErrors);
+        if (!application->started()) return nullptr;
+        if (waitForReady && application->readLine(std::chrono::seconds(20)) != "ready") return nullptr;
+        const int pid = application->pid();
+        if (!waitUntil([&] { return applications.activate(pid); }, std::chrono::seconds(20))) return nullptr;
+        if (!waitUntil([&] { return applications.frontmostProcessIdentifier() == pid; })) return nullptr;
+        return application;
+    }
+
+    // Waits until the focused insertion element belongs to `pid` and has `role`.
+    ElementRef waitForFocusedField(int pid, std::optional<AccessibilityRole> role = std::nullopt,
+                                   std::chrono::milliseconds timeout = std::chrono::seconds(15)) {
+        ElementRef found;
+        waitUntil(
+            [&] {
+                found = inserter.focusedInsertionElement();
+                if (!found || accessibility.processIdentifier(found) != pid) return false;
+                return !role || accessibility.role(found) == role;
+            },
+            timeout);
+        if (found && accessibility.processIdentifier(found) == pid && (!role || accessibility.role(found) == role)) {
+            return found;
+        }
+        return nullptr;
+    }
+
+    static std::string fixture(const char* name) { return std::string(QUILLON_FIXTURE_DIR) + "/" + name; }
+
+    ManualScheduler mainQueue;
+    TestLog log{mainQueue};
+    FakeKeyValueStore store;
+    FakeLoginItem loginItem;
+    SettingsManager settings{store, loginItem, log.logger(LogCategory::settings)};
+    RunningApplicationsX11 applications;
+    AccessibilityAtspi accessibility{applications, log.logger(LogCategory::insertion)};
+    SyntheticKeyboardXTest keyboard;
+    PacerThreadSleep pacer;
+    PasteboardQt pasteboard;
+    TextInserter inserter{accessibility, keyboard, pasteboard, applications, pacer,
+                          mainQueue,     settings, log.logger(LogCategory::insertion)};
+};
+
+}  // namespace quillon::testing

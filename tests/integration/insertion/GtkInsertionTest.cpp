@@ -1,0 +1,115 @@
+#include <gtest/gtest.h>
+
+#include "DesktopWorld.h"
+
+namespace quillon {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::DesktopWorld;
+using testing::TestApplication;
+
+class GtkInsertionTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (const auto missing = testing::missingDesktop(); !missing.empty()) GTEST_SKIP() << missing;
+    }
+
+    std::unique_ptr<TestApplication> start(const std::vector<std::string>& arguments, const std::string& focus) {
+        auto application = world.launch(DesktopWorld::fixture("quillon_gtk_text_fixture"), arguments);
+        if (application) application->ask("focus " + focus);
+        return application;
+    }
+
+    std::string contents(TestApplication& application, const std::string& widget) {
+        const auto line = application.ask("dump " + widget);
+        return line ? line->substr(widget.size() + 1) : "<no answer>";
+    }
+
+    DesktopWorld world;
+};
+
+TEST_F(GtkInsertionTest, EntryTakesTextThroughTheAccessibilityPathAndReadsBack) {
+    auto app = start({"plain=Hello "}, "plain");
+    ASSERT_TRUE(app);
+    app->ask("caret plain 6");
+    ASSERT_TRUE(world.waitForFocusedField(app->pid(), AccessibilityRole::textField));
+
+    const auto target = world.inserter.captureFocusedTextTarget();
+    ASSERT_TRUE(target);
+    EXPECT_EQ(target->processIdentifier, app->pid());
+
+    ASSERT_TRUE(world.inserter.insertText("wörld"));
+    EXPECT_EQ(contents(*app, "plain"), "Hello wörld");
+    EXPECT_TRUE(world.log.output.contains(LogLevel::info, "Insertion target app=quillon_gtk_text_fixture bundle= role=textField "
+                                                          "eventPath=false placeholder=<none>"))
+        << "the process name stands in for the name of an application without a desktop file";
+    EXPECT_TRUE(world.inserter.isSameElement(target->element, world.inserter.focusedInsertionElement()));
+}
+
+TEST_F(GtkInsertionTest, TextViewInsertsAtTheCaretAndKeepsASelection) {
+    auto app = start({"notes=first line\\nsecond line"}, "notes");
+    ASSERT_TRUE(app);
+    app->ask("caret notes 6");
+    ASSERT_TRUE(world.waitForFocusedField(app->pid(), AccessibilityRole::textArea));
+    ASSERT_TRUE(world.inserter.insertText("new"));
+    EXPECT_EQ(contents(*app, "notes"), "first newline\\nsecond line");
+
+    // A selection is written over, read back as a failure and written again whole, so the
+    // text ends up in front of the selection and nothing the user had is lost.
+    app->ask("select notes 0 5");
+    ASSERT_TRUE(world.inserter.insertText("日本語 "));
+    EXPECT_EQ(contents(*app, "notes"), "日本語 first newline\\nsecond line");
+}
+
+TEST_F(GtkInsertionTest, PlaceholderEntryIsTypedIntoWithAnyScript) {
+    auto app = start({}, "hint");
+    ASSERT_TRUE(app);
+    const auto field = world.waitForFocusedField(app->pid(), AccessibilityRole::textField);
+    ASSERT_TRUE(field);
+    EXPECT_EQ(world.accessibility.placeholder(field), "Type a message");
+
+    world.settings.setAppendSpaceAfterInsertion(true);
+    ASSERT_TRUE(world.inserter.insertText("Café ß 日本語 😀"));
+    EXPECT_TRUE(testing::waitUntil([&] { return contents(*app, "hint") == "Café ß 日本語 😀 "; }))
+        << contents(*app, "hint");
+    EXPECT_TRUE(world.log.output.contains(LogLevel::info, "Inserted via event-based strategy unicodeTyping"));
+    // Borrowed keycodes go back once typing has stopped.
+    EXPECT_TRUE(testing::waitUntil([&] { return world.keyboard.boundKeycodeCount() == 0; }));
+}
+
+TEST_F(GtkInsertionTest, PasswordFieldIsTypedIntoAndNeverLogged) {
+    auto app = start({"secret=hunter2"}, "secret");
+    ASSERT_TRUE(app);
+    ASSERT_TRUE(world.waitForFocusedField(app->pid(), AccessibilityRole::passwordField));
+    ASSERT_TRUE(world.inserter.insertText("Xy"));
+    EXPECT_TRUE(testing::waitUntil([&] { return contents(*app, "secret") == "hunter2Xy"; }));
+    for (const auto& entry : world.log.output.entries()) {
+        EXPECT_EQ(entry.message.find("hunter2"), std::string::npos) << entry.message;
+    }
+}
+
+TEST_F(GtkInsertionTest, MegabyteDocumentTakesTheTextAtTheCaret) {
+    const std::string path = ::testing::TempDir() + "/quillon-megabyte.txt";
+    {
+        std::FILE* file = std::fopen(path.c_str(), "w");
+        ASSERT_TRUE(file);
+        std::string line(99, 'x');
+        line += '\n';
+        for (int i = 0; i < 10486; ++i) std::fputs(line.c_str(), file);
+        std::fclose(file);
+    }
+    auto app = start({}, "notes");
+    ASSERT_TRUE(app);
+    app->ask("load notes " + path);
+    app->ask("caret notes 50");
+    ASSERT_TRUE(world.waitForFocusedField(app->pid(), AccessibilityRole::textArea));
+    ASSERT_TRUE(world.inserter.insertText("INSERTED"));
+    const std::string text = contents(*app, "notes");
+    EXPECT_EQ(text.substr(45, 18), "xxxxxINSERTEDxxxxx");
+    EXPECT_EQ(text.size(), 10486u * 101u + 8u);  // every line feed dumped as two characters
+    std::remove(path.c_str());
+}
+
+}  // namespace
+}  // namespace quillon

@@ -1,0 +1,107 @@
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include <gtest/gtest.h>
+
+#include "DesktopWorld.h"
+#include "platform/linux/apps/DesktopEntryIndex.h"
+
+// Xlib's macros (Status, Bool, None) clash with Qt and GoogleTest: it comes last.
+#include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
+
+namespace quillon {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::DesktopWorld;
+
+class DesktopEntryIndexTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        root_ = fs::path(::testing::TempDir()) / ("quillon-applications-" + std::to_string(::getpid()));
+        fs::create_directories(root_ / "user");
+        fs::create_directories(root_ / "system" / "kde");
+    }
+    void TearDown() override { fs::remove_all(root_); }
+
+    void write(const fs::path& path, const std::string& contents) { std::ofstream(root_ / path) << contents; }
+
+    fs::path root_;
+};
+
+TEST_F(DesktopEntryIndexTest, NamesComeFromTheFirstDirectoryAndTheUsersLanguage) {
+    write("system/org.example.Notes.desktop",
+          "[Desktop Entry]\nName=Notes\nName[de]=Notizen\nExec=env GDK_BACKEND=x11 /usr/bin/notes-app %U\n"
+          "[Desktop Action New]\nName=New Note\nExec=other-binary\n");
+    write("user/org.example.Notes.desktop", "[Desktop Entry]\nName=My Notes\nExec=\"/opt/My Notes/notes\" --x\n");
+    write("system/kde/konsole.desktop", "[Desktop Entry]\nName=Konsole\nTryExec=konsole\nExec=konsole\n");
+    write("system/chat.desktop", "[Desktop Entry]\nName=Chat\nExec=/opt/chat/launcher\nStartupWMClass=ChatClient\n");
+
+    setenv("LANG", "de_DE.UTF-8", 1);
+    DesktopEntryIndex index({(root_ / "user").string(), (root_ / "system").string()});
+    EXPECT_EQ(index.entryWithId("org.example.Notes")->name, "My Notes");
+    EXPECT_EQ(index.entryForExecutable("notes-app")->id, "org.example.Notes");
+    EXPECT_EQ(index.entryForExecutable("notes")->name, "My Notes");
+    EXPECT_EQ(index.entryForExecutable("konsole")->id, "kde-konsole");
+    EXPECT_EQ(index.entryForExecutable("chatclient")->name, "Chat");
+    EXPECT_FALSE(index.entryForExecutable("other-binary"));
+    EXPECT_FALSE(index.entryWithId("missing"));
+
+    DesktopEntryIndex systemOnly({(root_ / "system").string()});
+    EXPECT_EQ(systemOnly.entryWithId("org.example.Notes")->name, "Notizen");
+    unsetenv("LANG");
+}
+
+TEST_F(DesktopEntryIndexTest, RunningProcessIsNamedByTheDesktopFileThatLaunchedIt) {
+    write("user/org.example.Sleeper.desktop", "[Desktop Entry]\nName=Sleeper\nExec=sleep 60\n");
+    DesktopEntryIndex index({(root_ / "user").string()});
+    RunningApplicationsX11 applications(nullptr, &index);
+
+    setenv("GIO_LAUNCHED_DESKTOP_FILE", "/somewhere/org.example.Sleeper.desktop", 1);
+    testing::TestApplication sleeper("sleep", {"60"});
+    unsetenv("GIO_LAUNCHED_DESKTOP_FILE");
+    ASSERT_TRUE(sleeper.started());
+    // The child's environment is in place once it runs its own program.
+    ASSERT_TRUE(testing::waitUntil([&] {
+        return applications.applicationWithProcessIdentifier(sleeper.pid())->processName == "sleep";
+    }));
+    const auto found = applications.applicationWithProcessIdentifier(sleeper.pid());
+    EXPECT_EQ(found->desktopId, "org.example.Sleeper");
+    EXPECT_EQ(found->localizedName, "Sleeper");
+    EXPECT_EQ(found->flatpakId, "");
+    EXPECT_FALSE(applications.applicationWithProcessIdentifier(0));
+    EXPECT_FALSE(applications.applicationWithProcessIdentifier(999999999));
+}
+
+TEST(SyntheticKeyboardTest, ModifiersTheUserHoldsDoNotTurnTextIntoShortcuts) {
+    if (const auto missing = testing::missingDesktop(); !missing.empty()) GTEST_SKIP() << missing;
+    DesktopWorld world;
+    auto app = world.launch(DesktopWorld::fixture("quillon_gtk_text_fixture"), {"plain=abc"});
+    ASSERT_TRUE(app);
+    app->ask("focus plain");
+    app->ask("caret plain 3");
+    ASSERT_TRUE(world.waitForFocusedField(app->pid()));
+
+    // The user still holds Control (part of the dictation hotkey) while a phrase is typed.
+    Display* display = XOpenDisplay(nullptr);
+    ASSERT_TRUE(display);
+    const KeyCode control = XKeysymToKeycode(display, XK_Control_L);
+    XTestFakeKeyEvent(display, control, True, CurrentTime);
+    XSync(display, False);
+    EXPECT_TRUE(world.keyboard.typeText("def"));
+    char keys[32];
+    XQueryKeymap(display, keys);
+    const bool stillHeld = keys[control / 8] & (1 << (control % 8));
+    XTestFakeKeyEvent(display, control, False, CurrentTime);
+    XSync(display, False);
+    XCloseDisplay(display);
+
+    EXPECT_TRUE(stillHeld) << "the modifier is pressed again after typing";
+    EXPECT_TRUE(testing::waitUntil([&] { return app->ask("dump plain") == "plain=abcdef"; }));
+}
+
+}  // namespace
+}  // namespace quillon

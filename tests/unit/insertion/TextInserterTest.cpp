@@ -1,0 +1,402 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "InsertionWorld.h"
+
+namespace quillon {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::FakeElement;
+using testing::InsertionWorld;
+using Role = AccessibilityRole;
+using ::testing::ElementsAre;
+
+class TextInserterTest : public ::testing::Test {
+protected:
+    std::shared_ptr<FakeElement> focusField(std::string content, Role role = Role::textField) {
+        auto field = FakeElement::textField("field", std::move(content), role);
+        world.focus(field);
+        return field;
+    }
+
+    InsertionWorld world;
+};
+
+// --- The accessibility path ---
+
+TEST_F(TextInserterTest, SelectedTextWriteThatReadsBackEndsTheCall) {
+    auto field = focusField("Hello ");
+    ASSERT_TRUE(world.inserter.insertText("world"));
+    EXPECT_EQ(field->value, "Hello world");
+    EXPECT_THAT(world.accessibility.writes, ElementsAre("setSelectedText field"));
+    EXPECT_TRUE(world.keyboard.events.empty());
+    EXPECT_THAT(world.pacer.pauses, ElementsAre(50ms, 50ms));
+}
+
+TEST_F(TextInserterTest, SeparatorsFromTheSettingsAreAppended) {
+    struct Case {
+        bool space, newline;
+        std::string expected;
+    };
+    for (const Case& c : {Case{false, false, "word"}, Case{true, false, "word "}, Case{false, true, "word\n"},
+                          Case{true, true, "word \n"}}) {
+        InsertionWorld w;
+        w.settings.setAppendSpaceAfterInsertion(c.space);
+        w.settings.setAppendNewlineAfterInsertion(c.newline);
+        auto field = FakeElement::textField("field", "");
+        w.focus(field);
+        ASSERT_TRUE(w.inserter.insertText("word"));
+        EXPECT_EQ(field->value, c.expected) << c.space << c.newline;
+    }
+}
+
+TEST_F(TextInserterTest, InsertionPositionComesFromSelectionThenSelectedTextThenInsertionPoint) {
+    struct Case {
+        std::string name;
+        std::optional<TextRange> range;
+        std::optional<std::string> selectedText;
+        std::optional<long> insertionPoint;
+        std::string expected;
+    };
+    const std::vector<Case> cases{
+        {"range", TextRange{2, 0}, std::nullopt, std::nullopt, "abXcdef"},
+        {"range past the end is clamped", TextRange{99, 0}, std::nullopt, std::nullopt, "abcdefX"},
+        {"range before the start is clamped", TextRange{-4, 0}, std::nullopt, std::nullopt, "Xabcdef"},
+        {"selected text found", std::nullopt, "de", 9, "abcXdef"},
+        {"selected text not found keeps the end", std::nullopt, "zz", 1, "abcdefX"},
+        {"insertion point", std::nullopt, "", 1, "aXbcdef"},
+        {"negative insertion point", std::nullopt, std::nullopt, -5, "Xabcdef"},
+        {"nothing known appends", std::nullopt, std::nullopt, std::nullopt, "abcdefX"},
+    };
+    for (const Case& c : cases) {
+        InsertionWorld w;
+        auto field = FakeElement::textField("field", "abcdef");
+        field->selection = c.range;
+        field->selectedText = c.selectedText;
+        field->insertionPoint = c.insertionPoint;
+        field->selectedTextSettable = false;  // the whole-value write shows the position plainly
+        w.focus(field);
+        ASSERT_TRUE(w.inserter.insertText("X")) << c.name;
+        EXPECT_EQ(field->value, c.expected) << c.name;
+    }
+}
+
+TEST_F(TextInserterTest, PositionCountsCodePointsLikeTheBus) {
+    auto field = focusField("a😀b");
+    field->selection = TextRange{2, 0};  // after the emoji
+    field->selectedTextSettable = false;
+    ASSERT_TRUE(world.inserter.insertText("é"));
+    EXPECT_EQ(field->value, "a😀éb");
+    EXPECT_EQ(field->selection, (TextRange{3, 0}));
+}
+
+TEST_F(TextInserterTest, UnknownRangeIsSetToThePositionBeforeWritingTheSelection) {
+    auto field = focusField("abc");
+    field->selection.reset();
+    field->insertionPoint = 1;
+    ASSERT_TRUE(world.inserter.insertText("X"));
+    EXPECT_EQ(field->value, "aXbc");
+    EXPECT_THAT(world.accessibility.writes, ElementsAre("setRange field 1", "setSelectedText field"));
+}
+
+TEST_F(TextInserterTest, RefusedSelectedTextFallsBackToTheWholeValue) {
+    auto field = focusField("one three");
+    field->selection = TextRange{4, 0};
+    field->acceptsSelectedText = false;
+    ASSERT_TRUE(world.inserter.insertText("two "));
+    EXPECT_EQ(field->value, "one two three");
+    EXPECT_EQ(field->selection, (TextRange{8, 0}));
+    EXPECT_THAT(world.accessibility.writes, ElementsAre("setSelectedText field", "setValue field", "setRange field 8"));
+    EXPECT_THAT(world.pacer.pauses, ElementsAre(100ms, 50ms));
+}
+
+TEST_F(TextInserterTest, ReplacedSelectionFailsVerificationAndTheNextMethodRuns) {
+    // Verification expects a pure insertion, so replacing a selection looks like a failure and
+    // the whole value is written again from the text read before: the selection comes back.
+    auto field = focusField("abcdef");
+    field->selection = TextRange{1, 3};
+    ASSERT_TRUE(world.inserter.insertText("XY"));
+    EXPECT_EQ(field->value, "aXYbcdef");
+    EXPECT_THAT(world.accessibility.writes, ElementsAre("setSelectedText field", "setValue field", "setRange field 3"));
+}
+
+TEST_F(TextInserterTest, LastResortActivatesFocusesPressesAndTypes) {
+    auto field = focusField("abc");
+    field->ignoresWrites = true;  // attribute writes do nothing
+    field->focused = false;
+    field->actions = {ElementAction::press};
+    world.applications.frontmost = 100;
+    // Typing does reach the field.
+    world.keyboard.onType = [&](const std::string& text) {
+        field->ignoresWrites = false;
+        field->typeAtCaret(text);
+    };
+    ASSERT_TRUE(world.inserter.insertText("d"));
+    EXPECT_EQ(field->value, "abcd");
+    EXPECT_THAT(world.applications.activated, ElementsAre(100));
+    EXPECT_THAT(world.accessibility.writes,
+                ElementsAre("setSelectedText field", "setValue field", "setRange field 4", "focus field", "press field"));
+    EXPECT_THAT(world.keyboard.events, ElementsAre("type d"));
+    // Selected text 50+50, whole value 100+50, activation 50, focus 100, press 50, typing 200+50.
+    EXPECT_EQ(world.pacer.total(), 700ms);
+}
+
+TEST_F(TextInserterTest, AllMethodsFailingIsAnInsertionFailure) {
+    auto field = focusField("abc");
+    field->ignoresWrites = true;
+    world.typingTarget = nullptr;
+    const auto result = world.inserter.insertText("d");
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error(), TextInsertionError::insertionFailed);
+    EXPECT_EQ(description(result.error()), "Failed to insert text into focused element");
+    EXPECT_TRUE(world.log.output.contains(LogLevel::error, "Failed to insert text: all methods failed"));
+    EXPECT_EQ(field->value, "abc");
+}
+
+TEST_F(TextInserterTest, VerificationAllowsOneSwallowedCharacter) {
+    struct Case {
+        std::string name;
+        std::function<std::string(const std::string&)> rewrite;
+        bool verified;
+    };
+    const std::vector<Case> cases{
+        {"one character merged", [](const std::string& t) { return t + "!"; }, true},
+        {"dropped character", [](const std::string& t) { return t.substr(0, t.size() - 1); }, false},
+    };
+    for (const Case& c : cases) {
+        InsertionWorld w;
+        auto field = FakeElement::textField("field", "abc");
+        field->rewrite = c.rewrite;
+        field->acceptsValue = false;
+        w.focus(field);
+        w.typingTarget = nullptr;
+        EXPECT_EQ(w.inserter.insertText("hello").has_value(), c.verified) << c.name;
+    }
+}
+
+TEST_F(TextInserterTest, VerificationFallsBackToTheSecondText) {
+    auto field = focusField("abc");
+    field->acceptsValue = false;
+    field->rewrite = [](const std::string&) { return std::string(); };  // value never changes
+    field->text = "abcd";
+    world.typingTarget = nullptr;
+    EXPECT_TRUE(world.inserter.insertText("d"));
+}
+
+TEST_F(TextInserterTest, LargeDocumentIsReadOnceBeforeAndOnceAfter) {
+    std::string document(1 << 20, 'x');
+    auto field = focusField(document);
+    field->selection = TextRange{10, 0};
+    ASSERT_TRUE(world.inserter.insertText("inserted"));
+    EXPECT_EQ(field->value->size(), document.size() + 8);
+    EXPECT_EQ(field->value->substr(10, 8), "inserted");
+    EXPECT_EQ(world.accessibility.valueReads["field"], 2);
+}
+
+// --- Choosing the path ---
+
+TEST_F(TextInserterTest, EventPathIsChosenForPlaceholdersWebAreasGroupsPasswordsAndListedApps) {
+    struct Case {
+        std::string name;
+        std::function<void(InsertionWorld&, FakeElement&)> setUp;
+        bool eventPath;
+    };
+    const std::vector<Case> cases{
+        {"plain field", [](InsertionWorld&, FakeElement&) {}, false},
+        {"placeholder", [](InsertionWorld&, FakeElement& f) { f.placeholder = "Message"; }, true},
+        {"empty placeholder", [](InsertionWorld&, FakeElement& f) { f.placeholder = ""; }, false},
+        {"web area", [](InsertionWorld&, FakeElement& f) { f.role = Role::webArea; }, true},
+        {"group", [](InsertionWorld&, FakeElement& f) { f.role = Role::group; }, true},
+        {"password", [](InsertionWorld&, FakeElement& f) { f.role = Role::passwordField; }, true},
+        {"unreadable role", [](InsertionWorld&, FakeElement& f) { f.role.reset(); }, false},
+        {"listed application",
+         [](InsertionWorld& w, FakeElement&) { w.applications.applications[100].flatpakId = "com.discordapp.Discord"; },
+         true},
+    };
+    for (const Case& c : cases) {
+        InsertionWorld w;
+        auto field = FakeElement::textField("field", "");
+        w.application->processIdentifier = 100;
+        w.focus(field);
+        c.setUp(w, *field);
+        ASSERT_TRUE(w.inserter.insertText("hi")) << c.name;
+        const bool typed = !w.keyboard.events.empty();
+        EXPECT_EQ(typed, c.eventPath) << c.name;
+        EXPECT_EQ(field->value, "hi") << c.name;
+    }
+}
+
+TEST_F(TextInserterTest, GhostTextCountsAsEmptyAndIsNeverWritten) {
+    auto field = focusField("Search…");
+    field->placeholder = "Search…";
+    field->selection = TextRange{0, 0};
+    ASSERT_TRUE(world.inserter.insertText("cats"));
+    EXPECT_TRUE(world.accessibility.writes.empty());
+    EXPECT_THAT(world.keyboard.events, ElementsAre("type cats"));
+    EXPECT_TRUE(world.log.output.contains(LogLevel::info, "Inserted via event-based strategy unicodeTyping"));
+}
+
+TEST_F(TextInserterTest, PasswordFieldIsTypedIntoAndNeverRead) {
+    auto field = focusField("secret", Role::passwordField);
+    ASSERT_TRUE(world.inserter.insertText("more"));
+    EXPECT_EQ(world.accessibility.valueReads["field"], 0);
+    EXPECT_THAT(world.keyboard.events, ElementsAre("type more"));
+    for (const auto& entry : world.log.output.entries()) {
+        EXPECT_EQ(entry.message.find("secret"), std::string::npos) << entry.message;
+    }
+}
+
+TEST_F(TextInserterTest, TargetLineNamesApplicationRolePathAndPlaceholder) {
+    auto field = focusField("");
+    world.application->processIdentifier = 100;
+    field->placeholder = std::string(70, 'p');
+    ASSERT_TRUE(world.inserter.insertText("x"));
+    EXPECT_TRUE(world.log.output.contains(LogLevel::info, "Insertion target app=Text Editor bundle=org.example.Editor "
+                                                          "role=textField eventPath=true placeholder=" +
+                                                              std::string(64, 'p')));
+
+    InsertionWorld w;
+    auto anonymous = std::make_shared<FakeElement>("anonymous");
+    anonymous->value = "";
+    w.accessibility.focusedApp = nullptr;
+    w.focus(anonymous);
+    ASSERT_TRUE(w.inserter.insertText("x"));
+    EXPECT_TRUE(w.log.output.contains(LogLevel::info, "Insertion target app=<unknown> bundle=<unknown> role=<unknown> "
+                                                      "eventPath=false placeholder=<none>"));
+}
+
+// --- The event path ---
+
+TEST_F(TextInserterTest, SelectionIsCollapsedBeforeTypingOnlyWhenItHasLength) {
+    for (long length : {0L, 3L}) {
+        InsertionWorld w;
+        auto field = FakeElement::textField("field", "abcdef", Role::webArea);
+        field->selection = TextRange{1, length};
+        w.focus(field);
+        ASSERT_TRUE(w.inserter.insertText("X"));
+        if (length > 0) {
+            EXPECT_THAT(w.keyboard.events, ElementsAre("key right", "type X"));
+            EXPECT_THAT(w.pacer.pauses, ElementsAre(20ms));
+        } else {
+            EXPECT_THAT(w.keyboard.events, ElementsAre("type X"));
+            EXPECT_TRUE(w.pacer.pauses.empty());
+        }
+    }
+}
+
+TEST_F(TextInserterTest, PerCharacterTypingSendsGraphemesAtItsPaceAndSubmitsWithReturn) {
+    world.applications.applications[100].localizedName = "Discord";
+    world.application->processIdentifier = 100;
+    world.settings.setAppendSpaceAfterInsertion(true);
+    world.settings.setAppendNewlineAfterInsertion(true);
+    focusField("", Role::group);
+    ASSERT_TRUE(world.inserter.insertText("hé👍🏽"));
+    EXPECT_THAT(world.keyboard.events, ElementsAre("type h", "type é", "type 👍🏽", "type  ", "key return"));
+    EXPECT_THAT(world.pacer.pauses, ElementsAre(6ms, 6ms, 6ms, 6ms, 30ms));
+    EXPECT_TRUE(world.log.output.contains(LogLevel::info, "Inserted via event-based strategy perCharacterTyping"));
+}
+
+TEST_F(TextInserterTest, PerCharacterTypingOfNothingPressesReturnOnlyWhenSubmitting) {
+    world.applications.applications[100].desktopId = "discord";
+    world.application->processIdentifier = 100;
+    focusField("", Role::group);
+    ASSERT_TRUE(world.inserter.insertText(""));
+    EXPECT_TRUE(world.keyboard.events.empty());
+
+    world.settings.setAppendNewlineAfterInsertion(true);
+    ASSERT_TRUE(world.inserter.insertText(""));
+    EXPECT_THAT(world.keyboard.events, ElementsAre("key return"));
+}
+
+TEST_F(TextInserterTest, FailedTypingFallsBackToPasteAndRestoresTheClipboardLater) {
+    auto field = focusField("", Role::webArea);
+    field->actions = {ElementAction::paste};
+    world.keyboard.failTyping = true;
+    world.pasteboard.text = "user's clipboard";
+    ASSERT_TRUE(world.inserter.insertText("dictated"));
+    EXPECT_EQ(field->value, "dictated");
+    EXPECT_EQ(world.pasteboard.text, "dictated");
+    EXPECT_TRUE(world.log.output.contains(LogLevel::info, "Inserted via AXPaste action"));
+
+    world.mainQueue.advance(99ms);
+    EXPECT_EQ(world.pasteboard.text, "dictated");
+    world.mainQueue.advance(1ms);
+    EXPECT_EQ(world.pasteboard.text, "user's clipboard");
+}
+
+TEST_F(TextInserterTest, ClipboardWithoutTextGetsItsFormatsBackWithoutData) {
+    auto field = focusField("", Role::webArea);
+    field->actions = {ElementAction::paste};
+    world.keyboard.failTyping = true;
+    world.pasteboard.offeredTypes = {"image/png"};
+    ASSERT_TRUE(world.inserter.insertText("dictated"));
+    world.mainQueue.advance(100ms);
+    EXPECT_EQ(world.pasteboard.text, std::nullopt);
+    EXPECT_EQ(world.pasteboard.types(), std::vector<std::string>{"image/png"});
+}
+
+TEST_F(TextInserterTest, PasteRestorationRunsEvenWhenThePasteFails) {
+    auto field = focusField("", Role::webArea);
+    field->actions = {ElementAction::paste};
+    field->pasteSucceeds = false;
+    world.keyboard.failTyping = true;
+    const auto result = world.inserter.insertText("dictated");
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error(), TextInsertionError::insertionFailed);
+    EXPECT_TRUE(world.log.output.contains(LogLevel::error, "Event-based insertion path failed"));
+    world.mainQueue.advance(100ms);
+    EXPECT_EQ(world.pasteboard.text, std::nullopt);
+}
+
+TEST_F(TextInserterTest, WithoutPasteActionTheClipboardIsPutBackAtOnceOrKeepsTheText) {
+    focusField("", Role::webArea);
+    world.keyboard.failTyping = true;
+    world.pasteboard.text = "user's clipboard";
+    EXPECT_FALSE(world.inserter.insertText("dictated"));
+    EXPECT_EQ(world.pasteboard.text, "user's clipboard");
+
+    world.pasteboard.text.reset();
+    EXPECT_FALSE(world.inserter.insertText("dictated"));
+    world.mainQueue.advance(std::chrono::seconds(1));
+    EXPECT_EQ(world.pasteboard.text, "dictated");
+}
+
+// --- Failures before any path ---
+
+TEST_F(TextInserterTest, NothingHappensWithoutPermissionOrFocus) {
+    auto field = focusField("");
+    world.accessibility.trusted = false;
+    auto result = world.inserter.insertText("x");
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error(), TextInsertionError::accessibilityNotGranted);
+
+    world.accessibility.trusted = true;
+    world.accessibility.systemFocus = nullptr;
+    world.accessibility.focusedApp = nullptr;
+    result = world.inserter.insertText("x");
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error(), TextInsertionError::noFocusedElement);
+    EXPECT_TRUE(world.log.output.contains(LogLevel::error, "No focused text element found"));
+    EXPECT_TRUE(world.accessibility.writes.empty());
+    EXPECT_TRUE(world.keyboard.events.empty());
+}
+
+TEST_F(TextInserterTest, FieldThatVanishesMidInsertionFailsCleanly) {
+    auto field = focusField("abc");
+    // The application quits after the state was read: every later read and write fails.
+    world.pacer.onPause = [&](std::chrono::milliseconds) {
+        field->value.reset();
+        field->selection.reset();
+        field->selectedTextSettable = false;
+        field->acceptsValue = false;
+        field->focused.reset();
+    };
+    world.typingTarget = nullptr;
+    const auto result = world.inserter.insertText("x");
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error(), TextInsertionError::insertionFailed);
+}
+
+}  // namespace
+}  // namespace quillon
