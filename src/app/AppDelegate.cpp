@@ -3,10 +3,12 @@
 namespace quillon {
 
 AppDelegate::AppDelegate(Scheduler& main, StatusItem& statusItem, Pasteboard& pasteboard,
-                         std::shared_ptr<LogService> log, std::function<void()> terminate)
+                         AccessibilityPermission& accessibilityPermission, std::shared_ptr<LogService> log,
+                         std::function<void()> terminate)
     : main_(main),
       statusItem_(statusItem),
       pasteboard_(pasteboard),
+      accessibilityPermission_(accessibilityPermission),
       log_(std::move(log)),
       terminate_(std::move(terminate)),
       logger_(log_, LogCategory::app) {}
@@ -20,6 +22,9 @@ void AppDelegate::applicationDidFinishLaunching() {
         terminate_();
     };
     menuBarController_->setup();
+    // After launch has returned: the permission check talks to the accessibility bus, and the tray
+    // icon should not wait for it.
+    main_.post([this] { accessibilityPermission_.checkAccessibilityPermission(); });
 }
 
 void AppDelegate::applicationWillTerminate() {

@@ -5,6 +5,7 @@
 
 #include "core/app/MenuBarController.h"
 #include "core/base/Scheduler.h"
+#include "core/insertion/AccessibilityPermission.h"
 #include "core/logging/Logger.h"
 #include "core/ports/Pasteboard.h"
 #include "core/ports/StatusItem.h"
@@ -17,7 +18,8 @@ class AppDelegate {
 public:
     // `terminate` ends the program through its event loop, which then calls
     // applicationWillTerminate().
-    AppDelegate(Scheduler& main, StatusItem& statusItem, Pasteboard& pasteboard, std::shared_ptr<LogService> log,
+    AppDelegate(Scheduler& main, StatusItem& statusItem, Pasteboard& pasteboard,
+                AccessibilityPermission& accessibilityPermission, std::shared_ptr<LogService> log,
                 std::function<void()> terminate);
 
     void applicationDidFinishLaunching();
@@ -30,6 +32,7 @@ private:
     Scheduler& main_;
     StatusItem& statusItem_;
     Pasteboard& pasteboard_;
+    AccessibilityPermission& accessibilityPermission_;
     std::shared_ptr<LogService> log_;
     std::function<void()> terminate_;
     Logger logger_;

@@ -13,8 +13,11 @@
 #include "app/SingleInstanceGuard.h"
 #include "app/TranscribeCommand.h"
 #include "app/UnixSignalWatcher.h"
+#include "core/insertion/AccessibilityPermission.h"
 #include "core/logging/LogService.h"
 #include "core/settings/SettingsManager.h"
+#include "platform/linux/accessibility/AccessibilityAtspi.h"
+#include "platform/linux/apps/RunningApplicationsX11.h"
 #include "platform/linux/base/QtMainScheduler.h"
 #include "platform/linux/base/SerialQueue.h"
 #include "platform/linux/base/StderrLogOutput.h"
@@ -77,7 +80,11 @@ int main(int argc, char** argv) {
 
     PasteboardQt pasteboard;
     TrayStatusItemQt statusItem(Logger(log, LogCategory::app));
-    AppDelegate delegate(mainScheduler, statusItem, pasteboard, log, [] { QCoreApplication::quit(); });
+    RunningApplicationsX11 runningApplications;
+    AccessibilityAtspi accessibility(runningApplications, Logger(log, LogCategory::insertion));
+    AccessibilityPermission accessibilityPermission(accessibility, Logger(log, LogCategory::app));
+    AppDelegate delegate(mainScheduler, statusItem, pasteboard, accessibilityPermission, log,
+                         [] { QCoreApplication::quit(); });
 
     // The session ends programs with SIGTERM, a terminal with SIGINT (Control-C) or SIGHUP (closed).
     UnixSignalWatcher signalWatcher({SIGTERM, SIGINT, SIGHUP}, [&logger](int number) {
