@@ -1,5 +1,7 @@
 #include "fakes/FakeCodexAppServer.h"
 
+#include <utility>
+
 namespace quillon::testing {
 
 using quillon::Json;
@@ -19,7 +21,7 @@ public:
     std::expected<void, std::string> write(std::string_view bytes) override {
         if (server_.writeFailure) return std::unexpected(*server_.writeFailure);
         if (child_->inputClosed || !child_->running) return std::unexpected(std::string("Broken pipe"));
-        server_.dispatch(std::string(bytes));
+        server_.dispatch(child_, std::string(bytes));
         return {};
     }
     void closeInput() override { child_->inputClosed = true; }
@@ -81,13 +83,13 @@ void FakeCodexAppServer::replyError(const Json& id, Json error) { emit(Json{{"id
 void FakeCodexAppServer::emit(const Json& message) { emitBytes(message.dump() + "\n"); }
 
 void FakeCodexAppServer::emitBytes(std::string bytes) {
-    auto& current = child();
+    auto& current = target();
     if (current.destroyed || !current.handlers.onOutput) return;
     current.handlers.onOutput(std::move(bytes));
 }
 
 void FakeCodexAppServer::emitError(std::string bytes) {
-    auto& current = child();
+    auto& current = target();
     if (current.destroyed || !current.handlers.onErrorOutput) return;
     current.handlers.onErrorOutput(std::move(bytes));
 }
@@ -122,7 +124,8 @@ std::optional<Json> FakeCodexAppServer::lastRequest(const std::string& method) c
     return found.back();
 }
 
-void FakeCodexAppServer::dispatch(const std::string& bytes) {
+void FakeCodexAppServer::dispatch(const std::shared_ptr<Child>& writer, const std::string& bytes) {
+    auto previous = std::exchange(speaking_, writer);
     partialWrite_ += bytes;
     std::size_t newline;
     while ((newline = partialWrite_.find('\n')) != std::string::npos) {
@@ -135,6 +138,7 @@ void FakeCodexAppServer::dispatch(const std::string& bytes) {
             handler(*this, message);
         }
     }
+    speaking_ = previous;
 }
 
 }  // namespace quillon::testing

@@ -56,7 +56,7 @@ public:
     std::vector<quillon::Json> requests(const std::string& method) const;
     std::optional<quillon::Json> lastRequest(const std::string& method) const;
     std::vector<std::shared_ptr<Child>> children;
-    Child& child() { return *children.back(); }
+    Child& child() { return *children.back(); }  // the child the test speaks for: the newest
 
     std::optional<std::string> launchFailure;
     std::optional<std::string> writeFailure;
@@ -66,7 +66,10 @@ public:
 
 private:
     class Process;
-    void dispatch(const std::string& bytes);
+    void dispatch(const std::shared_ptr<Child>& writer, const std::string& bytes);
+    Child& target() { return speaking_ ? *speaking_ : child(); }
+
+    std::shared_ptr<Child> speaking_;  // while a responder answers, the child that was written to
 
     std::map<std::string, Responder> responders_;
     std::string partialWrite_;

@@ -83,8 +83,11 @@ void CodexAppServerClient::start(CodexCompletion<void> completion) {
     });
 }
 
-void CodexAppServerClient::stop() {
-    onExecutor([](CodexAppServerClient& self) { self.stopNow(); });
+void CodexAppServerClient::stop(std::function<void()> done) {
+    onExecutor([done = std::move(done)](CodexAppServerClient& self) {
+        self.stopNow();
+        if (done) done();
+    });
 }
 
 void CodexAppServerClient::accountType(bool refreshToken, CodexCompletion<std::optional<std::string>> completion) {

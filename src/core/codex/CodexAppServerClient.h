@@ -43,8 +43,9 @@ public:
 
     // Launches the child and does the handshake; does nothing on a client that is ready.
     void start(CodexCompletion<void> completion);
-    // Ends the child (politely) and fails everything in flight with processEnded.
-    void stop();
+    // Ends the child (politely) and fails everything in flight with processEnded; then runs `done`,
+    // if given, on the executor.
+    void stop(std::function<void()> done = nullptr);
 
     // The account type of the signed-in user ("chatgpt" means signed in), absent when there is none.
     void accountType(bool refreshToken, CodexCompletion<std::optional<std::string>> completion);
