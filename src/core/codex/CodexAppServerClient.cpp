@@ -292,7 +292,13 @@ void CodexAppServerClient::waitForTurn(const std::string& turnID, std::string op
     TimerHandle timeout = executor_.postAfter(CodexPrompts::turnTimeout, [weak, turnID] {
         if (auto self = weak.lock()) self->turnTimedOut(turnID);
     });
-    turnContinuations_.insert_or_assign(turnID, PendingTurn{std::move(completion), timeout, std::move(operation)});
+    auto [slot, inserted] = turnContinuations_.try_emplace(turnID);
+    PendingTurn earlier = std::exchange(slot->second, PendingTurn{std::move(completion), timeout, std::move(operation)});
+    if (!inserted) {
+        // A child that hands out one turn id twice: the earlier waiter can no longer tell its turn.
+        earlier.timeoutTask.cancel();
+        earlier.continuation(std::unexpected(CodexAppServerError::invalidResponse("missing turn identifier")));
+    }
 }
 
 void CodexAppServerClient::turnTimedOut(const std::string& turnID) {

@@ -174,6 +174,17 @@ TEST_F(CodexTurnTest, AParkedResultIsReplacedByALaterOne) {
     EXPECT_EQ(**outcome.value, "new");
 }
 
+TEST_F(CodexTurnTest, AChildThatReusesATurnIdLeavesNobodyWaiting) {
+    Outcome<std::string> first, second;
+    startSummary(first, "same");
+    startSummary(second, "same");
+    EXPECT_EQ(first.failureText(), "Codex returned an unexpected response: missing turn identifier");
+    server.emit(turnCompleted("same", {{"items", {agentMessage(R"({"markdown":"second"})")}}}));
+    scheduler.runUntilIdle();
+    EXPECT_EQ(**second.value, "second");
+    EXPECT_EQ(scheduler.pendingCount(), 0u);
+}
+
 TEST_F(CodexTurnTest, TurnStartWithoutATurnIdFailsAtOnce) {
     Outcome<std::string> outcome;
     client->updateSummary("thread-1", "d", "", std::nullopt, outcome.sink());
