@@ -246,6 +246,7 @@ void CodexAppServerClient::failPending(const CodexFailure& error) {
     completedTurns_.clear();
     discardedTurnIDs_.clear();
     agentMessagesByTurn_.clear();
+    agentMessageTurns_.clear();
 }
 
 // ---- Requests and turns.
@@ -417,8 +418,13 @@ void CodexAppServerClient::keepAgentMessage(const Json& message) {
     if (!turnID || !item || !item->is_object()) return;
     const std::string* type = stringMember(*item, "type");
     if (!type || *type != "agentMessage") return;
-    auto [slot, inserted] = agentMessagesByTurn_.try_emplace(*turnID, Json::array());
-    slot->second.push_back(*item);
+    auto [slot, inserted] = agentMessagesByTurn_.insert_or_assign(*turnID, *item);
+    if (!inserted) return;
+    agentMessageTurns_.push_back(*turnID);
+    if (agentMessageTurns_.size() > agentMessageTurnLimit) {
+        agentMessagesByTurn_.erase(agentMessageTurns_.front());
+        agentMessageTurns_.pop_front();
+    }
 }
 
 void CodexAppServerClient::handleTurnCompleted(const Json& message) {
@@ -431,6 +437,7 @@ void CodexAppServerClient::handleTurnCompleted(const Json& message) {
     const std::string turnID = *idText;
 
     auto delivered = agentMessagesByTurn_.extract(turnID);
+    if (!delivered.empty()) std::erase(agentMessageTurns_, turnID);
     if (discardedTurnIDs_.erase(turnID) > 0) return;
 
     CodexResult<Json> result = *turn;
@@ -442,7 +449,9 @@ void CodexAppServerClient::handleTurnCompleted(const Json& message) {
     } else if (!delivered.empty()) {
         // Some versions deliver the agent's messages only as item/completed before an empty turn.
         const Json* items = member(*turn, "items");
-        if (!items || (items->is_array() && items->empty())) (*result)["items"] = std::move(delivered.mapped());
+        if (!items || (items->is_array() && items->empty())) {
+            (*result)["items"] = Json::array({std::move(delivered.mapped())});
+        }
     }
 
     if (auto waiting = turnContinuations_.extract(turnID); !waiting.empty()) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -122,8 +123,12 @@ private:
     std::unordered_map<std::string, PendingTurn> turnContinuations_;
     std::unordered_map<std::string, CodexResult<Json>> completedTurns_;
     std::unordered_set<std::string> discardedTurnIDs_;
-    // Agent messages that item/completed delivered, per turn, for completions that carry no items.
+    // The last agent message that item/completed delivered, per turn, for completions that carry no
+    // items (only the last one is ever read). At most agentMessageTurnLimit turns are remembered;
+    // the oldest goes first.
+    static constexpr std::size_t agentMessageTurnLimit = 64;
     std::unordered_map<std::string, Json> agentMessagesByTurn_;
+    std::deque<std::string> agentMessageTurns_;
     bool initialized_ = false;
 };
 

@@ -84,6 +84,25 @@ TEST_F(CodexTurnTest, AgentMessagesFromItemCompletedFillAnEmptyTurn) {
     EXPECT_EQ(**second.value, "final");
 }
 
+TEST_F(CodexTurnTest, StreamedMessagesAreKeptForALimitedNumberOfTurns) {
+    const auto deliver = [&](const std::string& turnID, const std::string& markdown) {
+        server.emit(Json{{"method", "item/completed"},
+                         {"params", {{"turnId", turnID}, {"item", agentMessage(R"({"markdown":")" + markdown + "\"}")}}}});
+    };
+    for (int i = 0; i <= 64; ++i) deliver("stream-" + std::to_string(i), "m" + std::to_string(i));
+    deliver("stream-64", "last word");  // a later message of the same turn replaces the earlier
+    scheduler.runUntilIdle();
+
+    Outcome<std::string> oldest, newest;
+    startSummary(oldest, "stream-0");
+    server.emit(turnCompleted("stream-0", {{"items", Json::array()}}));
+    startSummary(newest, "stream-64");
+    server.emit(turnCompleted("stream-64", {{"items", Json::array()}}));
+    scheduler.runUntilIdle();
+    EXPECT_EQ(oldest.failureText(), "Codex returned an unexpected response: missing summary") << "forgotten";
+    EXPECT_EQ(**newest.value, "last word");
+}
+
 TEST_F(CodexTurnTest, TurnOutcomesFromTheCompletion) {
     struct Case {
         const char* name;
