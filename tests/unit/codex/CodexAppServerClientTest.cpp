@@ -48,6 +48,8 @@ TEST_F(CodexTransportTest, FramingHandlesSplitJoinedAndMalformedLines) {
 
     // Garbage of every kind first: each is dropped and the next line is still read.
     server.emitBytes("\n   \n[1,2]\nnot json\n\"text\"\n\xff\xfe{\"id\":1}\n{\"id\":\n");
+    const std::string oversized = "{\"id\":" + std::string(2 << 20, ' ') + "x}\n";  // 2 MB, in pipe-sized reads
+    for (std::size_t at = 0; at < oversized.size(); at += 65536) server.emitBytes(oversized.substr(at, 65536));
     scheduler.runUntilIdle();
     EXPECT_FALSE(first.arrived());
 

@@ -75,6 +75,9 @@ TEST_F(CodexLaunchTest, TheBaseCommandLineTurnsWebSearchOff) {
     EXPECT_EQ(CodexExecutableLocator(host).restrictedAppServerArguments(), base);
     writeConfig("[mcp_servers.docs]\ncommand = \"x\"\n\xff\n");
     EXPECT_EQ(CodexExecutableLocator(host).restrictedAppServerArguments(), base) << "not UTF-8";
+    fs::remove(root / "home/.codex/config.toml");
+    fs::create_directories(root / "home/.codex/config.toml/[mcp_servers.x]");
+    EXPECT_EQ(CodexExecutableLocator(host).restrictedAppServerArguments(), base) << "unreadable: a folder";
 }
 
 TEST_F(CodexLaunchTest, ToolServersAndPluginsOfTheConfigAreSwitchedOff) {
