@@ -175,15 +175,6 @@ TEST_F(CodexTurnTest, ATimedOutTurnIsInterruptedAndItsLateCompletionSwallowedOnc
     EXPECT_EQ(**reused.value, "late");
 }
 
-TEST_F(CodexTurnTest, ASilentInterruptAddsItsOwnTwentySeconds) {
-    Outcome<std::string> outcome;
-    startSummary(outcome);
-    scheduler.advance(90s + 19s);
-    EXPECT_FALSE(outcome.arrived());
-    scheduler.advance(1s);
-    EXPECT_EQ(outcome.failureText(), "Codex timed out while updating the summary.");
-}
-
 TEST_F(CodexTurnTest, AParkedResultIsReplacedByALaterOne) {
     server.emit(turnCompleted("turn-1", {{"items", {agentMessage(R"({"markdown":"old"})")}}}));
     server.emit(turnCompleted("turn-1", {{"items", {agentMessage(R"({"markdown":"new"})")}}}));
