@@ -1,0 +1,39 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "core/app/MenuBarController.h"
+#include "core/base/Scheduler.h"
+#include "core/logging/Logger.h"
+#include "core/ports/Pasteboard.h"
+#include "core/ports/StatusItem.h"
+
+namespace quillon {
+
+// Builds the long-lived objects of a running Quillon in their fixed order at launch and takes
+// them down in order at termination. Main thread only.
+class AppDelegate {
+public:
+    // `terminate` ends the program through its event loop, which then calls
+    // applicationWillTerminate().
+    AppDelegate(Scheduler& main, StatusItem& statusItem, Pasteboard& pasteboard, std::shared_ptr<LogService> log,
+                std::function<void()> terminate);
+
+    void applicationDidFinishLaunching();
+    void applicationWillTerminate();
+
+    // Absent until launch has finished.
+    MenuBarController* menuBarController() const { return menuBarController_.get(); }
+
+private:
+    Scheduler& main_;
+    StatusItem& statusItem_;
+    Pasteboard& pasteboard_;
+    std::shared_ptr<LogService> log_;
+    std::function<void()> terminate_;
+    Logger logger_;
+    std::unique_ptr<MenuBarController> menuBarController_;
+};
+
+}  // namespace quillon

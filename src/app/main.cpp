@@ -1,0 +1,86 @@
+// The composition root: the one place that knows every concrete adapter and wires them into the
+// core. The objects below live as long as the program; they are destroyed in reverse order.
+#include <QApplication>
+#include <QIcon>
+#include <QStandardPaths>
+
+#include <csignal>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+
+#include "app/AppDelegate.h"
+#include "app/SingleInstanceGuard.h"
+#include "app/UnixSignalWatcher.h"
+#include "core/logging/LogService.h"
+#include "core/settings/SettingsManager.h"
+#include "platform/linux/base/QtMainScheduler.h"
+#include "platform/linux/base/SerialQueue.h"
+#include "platform/linux/base/StderrLogOutput.h"
+#include "platform/linux/base/SystemWallClock.h"
+#include "platform/linux/clipboard/PasteboardQt.h"
+#include "platform/linux/settings/KeyValueStoreQSettings.h"
+#include "platform/linux/settings/LoginItemXdgAutostart.h"
+#include "ui/TrayStatusItemQt.h"
+
+namespace {
+
+using namespace quillon;
+
+// QUILLON_LOG_LEVEL=debug shows the debug lines too; "error" shows errors only.
+LogLevel logLevelFromEnvironment() {
+    const char* value = std::getenv("QUILLON_LOG_LEVEL");
+    const std::string_view level = value != nullptr ? value : "";
+    if (level == "debug") return LogLevel::debug;
+    if (level == "error") return LogLevel::error;
+    return LogLevel::info;
+}
+
+std::filesystem::path standardLocation(QStandardPaths::StandardLocation location) {
+    return QStandardPaths::writableLocation(location).toStdString();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Quillon"));
+    QApplication::setApplicationVersion(QStringLiteral(QUILLON_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral("quillon"));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/quillon.svg")));
+    // The tray icon is the program's surface; closing a window never ends it.
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    SerialQueue logQueue("com.lanternmoth.Quillon.logging");
+    StderrLogOutput logOutput(logLevelFromEnvironment());
+    SystemWallClock wallClock;
+    auto log = std::make_shared<LogService>(logQueue, logOutput, wallClock);
+    Logger logger(log, LogCategory::app);
+
+    // A second launch does nothing: the running Quillon stays as it is.
+    SingleInstanceGuard singleInstance(standardLocation(QStandardPaths::RuntimeLocation));
+    if (!singleInstance.acquire()) {
+        logger.info("Quillon is already running; this launch does nothing");
+        return EXIT_SUCCESS;
+    }
+
+    QtMainScheduler mainScheduler(&application);
+    const std::filesystem::path configHome = standardLocation(QStandardPaths::GenericConfigLocation);
+    KeyValueStoreQSettings settingsStore(configHome, Logger(log, LogCategory::settings));
+    LoginItemXdgAutostart loginItem(configHome, QCoreApplication::applicationFilePath().toStdString());
+    SettingsManager settings(settingsStore, loginItem, Logger(log, LogCategory::settings));
+
+    PasteboardQt pasteboard;
+    TrayStatusItemQt statusItem(Logger(log, LogCategory::app));
+    AppDelegate delegate(mainScheduler, statusItem, pasteboard, log, [] { QCoreApplication::quit(); });
+
+    // The session ends programs with SIGTERM, a terminal with SIGINT (Control-C) or SIGHUP (closed).
+    UnixSignalWatcher signalWatcher({SIGTERM, SIGINT, SIGHUP}, [&logger](int number) {
+        logger.info(std::string("Received SIG") + sigabbrev_np(number) + ", quitting");
+        QCoreApplication::quit();
+    });
+    QObject::connect(&application, &QCoreApplication::aboutToQuit, [&delegate] { delegate.applicationWillTerminate(); });
+
+    delegate.applicationDidFinishLaunching();
+    return QApplication::exec();
+}

@@ -1,0 +1,294 @@
+#include "core/dictation/RecordingCoordinator.h"
+
+#include <system_error>
+
+#include "core/app/MenuBarController.h"
+
+namespace quillon {
+
+namespace {
+
+using TranscriptResult = std::expected<std::string, TranscriptionError>;
+
+// Dictation keeps no audio: a chunk file is deleted on every path, and a failure to delete it is
+// of no consequence to the user.
+void removeRecordingFile(const std::filesystem::path& file) {
+    std::error_code ignored;
+    std::filesystem::remove(file, ignored);
+}
+
+std::string flagText(bool value) { return value ? "true" : "false"; }
+
+}  // namespace
+
+RecordingCoordinator::RecordingCoordinator(Collaborators collaborators, Logger logger)
+    : main_(collaborators.main),
+      recorder_(collaborators.recorder),
+      hotkey_(collaborators.hotkey),
+      textInsertion_(collaborators.textInsertion),
+      speechSessions_(collaborators.speechSessions),
+      fileTranscriber_(collaborators.fileTranscriber),
+      indicator_(collaborators.indicator),
+      soundPlayer_(collaborators.soundPlayer),
+      settings_(collaborators.settings),
+      liveTranscriptActivity_(collaborators.liveTranscriptActivity),
+      logger_(logger),
+      deliveries_(collaborators.main, collaborators.textInsertion, logger) {
+    // Start and stop are posted so that they run after the key event has been handled and
+    // swallowed; the mode change is applied within it.
+    hotkey_.onStartRecording = weakOwner_.weakly([this] { main_.post(weakOwner_.weakly([this] { startRecording(); })); });
+    hotkey_.onRecordingModeChanged = weakOwner_.weakly([this](bool enabled) { setTapToggleMode(enabled); });
+    hotkey_.onStopRecording = weakOwner_.weakly([this] { main_.post(weakOwner_.weakly([this] { stopRecording(); })); });
+    recorder_.onRecordingComplete = weakOwner_.weakly([this](const std::filesystem::path& file) {
+        main_.post(weakOwner_.weakly([this, file] { handleRecordingComplete(file); }));
+    });
+    recorder_.onError = weakOwner_.weakly([this](const std::string& description) { handleError(description); });
+}
+
+RecordingCoordinator::~RecordingCoordinator() = default;
+
+void RecordingCoordinator::setMenuBarController(std::weak_ptr<MenuBarController> controller) {
+    menuBarController_ = controller;
+    deliveries_.setMenuBarController(std::move(controller));
+}
+
+void RecordingCoordinator::startRecording() {
+    if (liveTranscriptActivity_.activeSnapshot()) {
+        // The hotkey is deliberately left as it is: it follows the key until its next event.
+        logger_.info("Ignoring dictation hotkey while live transcription is active");
+        return;
+    }
+
+    // The target is taken before anything else can move the focus; no recording without one.
+    auto target = textInsertion_.captureFocusedTextTarget();
+    if (!target) {
+        logger_.error("Could not bind recording to a focused text field: " + description(target.error()));
+        updateState(AppState::error(std::string(noTextFieldMessage)));
+        hotkey_.resetToIdle();
+        return;
+    }
+
+    const Uuid sessionID = Uuid::random();
+    // A session still attached here is released unfinished; its delivery lives on.
+    transcriptionSession_ = makeTranscriptionSession(sessionID);
+    activeInsertionSessionID_ = sessionID;
+    deliveries_.begin(sessionID, std::move(*target));
+    routeAudio(transcriptionSession_);
+    isTapToggleMode_ = false;
+
+    // Every recording starts as a press; the hotkey settles hold or tap-to-toggle later.
+    auto started = recorder_.startRecording(false, true);
+    if (!started) {
+        if (transcriptionSession_) transcriptionSession_->cancel();
+        transcriptionSession_.reset();
+        activeInsertionSessionID_.reset();
+        deliveries_.discard(sessionID);
+        recorder_.setOnPCM16Data(nullptr);
+        const std::string message = "Failed to start recording: " + started.error();
+        logger_.error(message);
+        updateState(AppState::error(message));
+        return;
+    }
+
+    updateState(AppState::recording());
+    indicator_.setMode(RecordingIndicatorMode::recording);
+    indicator_.show();
+    if (settings_.soundFeedbackEnabled()) playSound("Start");
+    logger_.info("Recording started (tap-to-toggle mode: " + flagText(isTapToggleMode_) + ")");
+}
+
+std::shared_ptr<SpeechSession> RecordingCoordinator::makeTranscriptionSession(const Uuid& sessionID) {
+    // The session calls back on its own thread: each handler only posts to the main thread.
+    auto insert = weakOwner_.weakly([this, sessionID](const std::string& phrase, const std::string& accumulated) {
+        insertFinalizedPhrase(phrase, accumulated, sessionID);
+    });
+    auto fail = weakOwner_.weakly([this, sessionID](const std::string& message) { transcriptionFailed(message, sessionID); });
+
+    SpeechSessionHandlers handlers;
+    handlers.onPhraseFinalized = [&main = main_, insert](const std::string& phrase, const std::string& accumulated) {
+        main.post([insert, phrase, accumulated] { insert(phrase, accumulated); });
+    };
+    handlers.onFailure = [&main = main_, fail](const std::string& message) {
+        main.post([fail, message] { fail(message); });
+    };
+    return speechSessions_.makeSession(std::move(handlers));
+}
+
+void RecordingCoordinator::routeAudio(const std::shared_ptr<SpeechSession>& session) {
+    recorder_.setOnPCM16Data([weakSession = std::weak_ptr<SpeechSession>(session)](std::span<const std::byte> block) {
+        if (auto alive = weakSession.lock()) alive->appendPCM16(block, sampleRate);
+    });
+}
+
+void RecordingCoordinator::setTapToggleMode(bool enabled) {
+    // A press can outlive its recording (a refused or failed start): nothing to change then.
+    if (!recorder_.isRunning()) return;
+    isTapToggleMode_ = enabled;
+    recorder_.setTapToggleMode(enabled);
+    logger_.info("Recording mode changed (tap-to-toggle mode: " + flagText(enabled) + ")");
+}
+
+void RecordingCoordinator::stopRecording() {
+    isTapToggleMode_ = false;
+    recorder_.setIsTapToggleMode(false);
+    recorder_.cancelMaxDurationTimer();
+    recorder_.stopRecording();
+    indicator_.setMode(RecordingIndicatorMode::transcribing);
+    updateState(AppState::transcribing());
+    // The hotkey may start the next recording before this one has delivered its text.
+    hotkey_.resetToIdle();
+    if (settings_.soundFeedbackEnabled()) playSound("End");
+    logger_.info("Recording stopped");
+}
+
+void RecordingCoordinator::handleRecordingComplete(const std::filesystem::path& file) {
+    std::shared_ptr<SpeechSession> session = transcriptionSession_;
+    if (recorder_.isAutomaticRollover() && session) {
+        // A chunk boundary of a long recording: the session goes on with the next chunk.
+        removeRecordingFile(file);
+        logger_.info("Recording file rolled over while transcription continues");
+        return;
+    }
+
+    const std::optional<Uuid> sessionID = activeInsertionSessionID_;
+    transcriptionSession_.reset();
+    recorder_.setOnPCM16Data(nullptr);
+
+    if (sessionID && deliveries_.contains(*sessionID)) {
+        // From here on the session's text goes to whatever field has the focus.
+        deliveries_.markRecordingComplete(*sessionID);
+        deliveries_.flushPendingInsertions();
+    }
+
+    auto finished = weakOwner_.weakly(
+        [this, sessionID](const TranscriptResult& result) { transcriptionFinished(sessionID, result); });
+    // Runs on the session's thread. It keeps the session alive until the main thread has the
+    // result, so the session is never destroyed from within its own callback.
+    auto completion = [&main = main_, file, finished, session](TranscriptResult result) mutable {
+        removeRecordingFile(file);
+        main.post([finished, result = std::move(result), session = std::move(session)] { finished(result); });
+    };
+    if (session) {
+        session->finishAndWait(std::move(completion));
+    } else {
+        completion(std::string());
+    }
+}
+
+void RecordingCoordinator::transcriptionFinished(const std::optional<Uuid>& sessionID, const TranscriptResult& result) {
+    if (result) {
+        if (sessionID) deliveries_.finishInsertionDelivery(*sessionID, *result);
+        releaseActiveSession(sessionID);
+        // A newer recording owns the icon and the indicator while it runs.
+        if (!recorder_.isRunning()) {
+            updateState(AppState::idle());
+            indicator_.hide();
+        }
+        logger_.info("Transcription complete");
+        return;
+    }
+
+    // Whatever the session had finalised still reaches a field or the clipboard.
+    if (sessionID && deliveries_.contains(*sessionID)) deliveries_.finishInsertionDelivery(*sessionID, std::string());
+    releaseActiveSession(sessionID);
+    const std::string message = "Transcription failed: " + result.error().description();
+    if (!recorder_.isRunning()) {
+        updateState(AppState::error(message));
+        indicator_.hide();
+    }
+    logger_.error(message);
+}
+
+void RecordingCoordinator::releaseActiveSession(const std::optional<Uuid>& sessionID) {
+    // Only the session's own ID is cleared; a newer session's is left alone.
+    if (activeInsertionSessionID_ == sessionID) activeInsertionSessionID_.reset();
+}
+
+void RecordingCoordinator::transcriptionFailed(const std::string& message, const Uuid& sessionID) {
+    // The recording runs on; the session's end is handled when the recording completes.
+    if (deliveries_.contains(sessionID)) logger_.error("Transcription decode failed: " + message);
+}
+
+void RecordingCoordinator::handleError(const std::string& description) {
+    if (transcriptionSession_) {
+        transcriptionSession_->cancel();
+        transcriptionSession_.reset();
+    }
+    if (activeInsertionSessionID_) {
+        // Text the session had finalised is still delivered, or put on the clipboard.
+        main_.post(weakOwner_.weakly([this, sessionID = *activeInsertionSessionID_] {
+            deliveries_.finishInsertionDelivery(sessionID, std::string());
+        }));
+    }
+    activeInsertionSessionID_.reset();
+    recorder_.setOnPCM16Data(nullptr);
+    logger_.error("Recording error: " + description);
+    updateState(AppState::error(description));
+    indicator_.hide();
+    hotkey_.resetToIdle();
+}
+
+void RecordingCoordinator::insertFinalizedPhrase(const std::string& phrase, const std::string& accumulatedText,
+                                                 const Uuid& sessionID) {
+    deliveries_.insertFinalizedPhrase(phrase, accumulatedText, sessionID);
+}
+
+void RecordingCoordinator::transcribeImportedMedia(const std::filesystem::path& file) {
+    std::optional<Uuid> job;
+    if (transcriptWindows_) job = transcriptWindows_->showTranscriptionProgress(file);
+    logger_.info("Starting imported media transcription: " + file.string());
+
+    auto finished = weakOwner_.weakly(
+        [this, job, file](const TranscriptResult& result) { importedMediaFinished(job, file, result); });
+    fileTranscriber_.transcribe(file, [&main = main_, finished](TranscriptResult result) {
+        main.post([finished, result = std::move(result)] { finished(result); });
+    });
+}
+
+void RecordingCoordinator::importedMediaFinished(const std::optional<Uuid>& job, const std::filesystem::path& file,
+                                                 const TranscriptResult& result) {
+    const std::string sourceName = file.filename().string();
+    // The window may have been closed meanwhile; the windows drop results for closed jobs.
+    TranscriptWindows* windows = job ? transcriptWindows_ : nullptr;
+    if (!result) {
+        if (windows) windows->showFailure(*job, result.error().description(), sourceName);
+        logger_.error("Imported media transcription failed: " + result.error().description());
+        return;
+    }
+    if (result->empty()) {
+        if (windows) windows->showTranscript(*job, std::string(), sourceName);
+        logger_.info("Transcription produced no insertable text");
+        return;
+    }
+    addTranscription(*result);
+    if (windows) windows->showTranscript(*job, *result, sourceName);
+    logger_.info("Imported media transcription complete");
+}
+
+void RecordingCoordinator::playSound(const std::string& name) {
+    const auto resource = soundPlayer_.soundResource(name, "m4a");
+    if (!resource) {
+        logger_.error("Could not find sound file: " + name + ".m4a");
+        return;
+    }
+    auto sound = soundPlayer_.loadSound(*resource);
+    if (!sound) {
+        logger_.error("Could not load sound file: " + resource->string());
+        return;
+    }
+    playingSounds_.push_back(sound);
+    sound->play();
+    // Releases every sound held, not just this one: a sound started within the last two seconds
+    // may be cut short, which is accepted.
+    main_.postAfter(soundRetention, weakOwner_.weakly([this] { playingSounds_.clear(); }));
+}
+
+void RecordingCoordinator::updateState(AppState state) {
+    if (auto controller = menuBarController_.lock()) controller->updateState(std::move(state));
+}
+
+void RecordingCoordinator::addTranscription(const std::string& text) {
+    if (auto controller = menuBarController_.lock()) controller->addTranscription(text);
+}
+
+}  // namespace quillon

@@ -1,0 +1,122 @@
+#pragma once
+
+#include <chrono>
+#include <expected>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/app/AppState.h"
+#include "core/base/Scheduler.h"
+#include "core/base/Uuid.h"
+#include "core/base/WeakOwner.h"
+#include "core/dictation/DictationHotkey.h"
+#include "core/dictation/DictationRecorder.h"
+#include "core/dictation/InsertionDeliveryQueue.h"
+#include "core/dictation/LiveTranscriptActivity.h"
+#include "core/insertion/TextInsertion.h"
+#include "core/logging/Logger.h"
+#include "core/ports/RecordingIndicator.h"
+#include "core/ports/SoundPlayer.h"
+#include "core/ports/TranscriptWindows.h"
+#include "core/settings/SettingsManager.h"
+#include "core/transcription/FileTranscriber.h"
+#include "core/transcription/SpeechSessionFactory.h"
+
+namespace quillon {
+
+class MenuBarController;
+
+// The spine of dictation. Turns the hotkey's start, mode and stop signals into recording
+// sessions: binds each to the field focused when it starts, streams the microphone into a speech
+// session, hands finalised phrases to the insertion delivery, and drives the status icon, the
+// indicator and the sounds. The stop returns the hotkey to idle at once while the stopped session
+// finishes in the background, so a new recording may start while the last one still delivers.
+// Also runs the transcription of files the user hands to the program.
+//
+// Threads: everything runs on `main`. Speech session callbacks, their final results and file
+// transcription results arrive on other threads and are posted to `main` before they touch any
+// state. The PCM handler runs on the audio thread and touches only its weak session reference.
+class RecordingCoordinator {
+public:
+    static constexpr double sampleRate = 16000.0;
+    static constexpr std::chrono::seconds soundRetention{2};
+    static constexpr std::string_view noTextFieldMessage = "Click in a text field before starting dictation.";
+
+    struct Collaborators {
+        Scheduler& main;
+        DictationRecorder& recorder;
+        DictationHotkey& hotkey;
+        TextInsertion& textInsertion;
+        SpeechSessionFactory& speechSessions;
+        FileTranscriber& fileTranscriber;
+        RecordingIndicator& indicator;
+        SoundPlayer& soundPlayer;
+        const SettingsManager& settings;
+        const LiveTranscriptActivity& liveTranscriptActivity;
+    };
+
+    // Installs the hotkey and recorder callbacks.
+    RecordingCoordinator(Collaborators collaborators, Logger logger);
+    ~RecordingCoordinator();
+    RecordingCoordinator(const RecordingCoordinator&) = delete;
+    RecordingCoordinator& operator=(const RecordingCoordinator&) = delete;
+
+    // Both may stay absent: the state updates, the last transcription and the clipboard
+    // fall-back are then skipped, and imported files get no window.
+    void setMenuBarController(std::weak_ptr<MenuBarController> controller);
+    void setTranscriptWindows(TranscriptWindows* windows) { transcriptWindows_ = windows; }
+
+    void startRecording();
+    void setTapToggleMode(bool enabled);
+    void stopRecording();
+    void handleRecordingComplete(const std::filesystem::path& file);
+    void transcriptionFailed(const std::string& message, const Uuid& sessionID);
+    void handleError(const std::string& description);
+    void transcribeImportedMedia(const std::filesystem::path& file);
+    void playSound(const std::string& name);
+
+    void insertFinalizedPhrase(const std::string& phrase, const std::string& accumulatedText, const Uuid& sessionID);
+
+    bool isTapToggleMode() const { return isTapToggleMode_; }
+    // The newest session, while it is current.
+    const std::optional<Uuid>& activeInsertionSessionID() const { return activeInsertionSessionID_; }
+    bool hasTranscriptionSession() const { return transcriptionSession_ != nullptr; }
+    const InsertionDeliveryQueue& insertionDeliveries() const { return deliveries_; }
+
+private:
+    std::shared_ptr<SpeechSession> makeTranscriptionSession(const Uuid& sessionID);
+    void routeAudio(const std::shared_ptr<SpeechSession>& session);
+    void transcriptionFinished(const std::optional<Uuid>& sessionID,
+                               const std::expected<std::string, TranscriptionError>& result);
+    void importedMediaFinished(const std::optional<Uuid>& job, const std::filesystem::path& file,
+                               const std::expected<std::string, TranscriptionError>& result);
+    void releaseActiveSession(const std::optional<Uuid>& sessionID);
+    void updateState(AppState state);
+    void addTranscription(const std::string& text);
+
+    Scheduler& main_;
+    DictationRecorder& recorder_;
+    DictationHotkey& hotkey_;
+    TextInsertion& textInsertion_;
+    SpeechSessionFactory& speechSessions_;
+    FileTranscriber& fileTranscriber_;
+    RecordingIndicator& indicator_;
+    SoundPlayer& soundPlayer_;
+    const SettingsManager& settings_;
+    const LiveTranscriptActivity& liveTranscriptActivity_;
+    Logger logger_;
+
+    std::weak_ptr<MenuBarController> menuBarController_;
+    TranscriptWindows* transcriptWindows_ = nullptr;
+    bool isTapToggleMode_ = false;
+    std::shared_ptr<SpeechSession> transcriptionSession_;
+    std::optional<Uuid> activeInsertionSessionID_;
+    InsertionDeliveryQueue deliveries_;
+    std::vector<std::shared_ptr<Sound>> playingSounds_;  // kept alive while they play
+    WeakOwner weakOwner_;  // last: callbacks and posted tasks drop once the coordinator is gone
+};
+
+}  // namespace quillon

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "core/ports/Pasteboard.h"
+
+class QClipboard;
+
+namespace quillon {
+
+// The X11 CLIPBOARD selection through QClipboard. Needs a QGuiApplication; main thread only.
+// The text stays on the clipboard while this process owns the selection, that is until another
+// program copies something or this process exits (unless a clipboard manager takes it over).
+class PasteboardQt final : public Pasteboard {
+public:
+    PasteboardQt();
+
+    std::optional<std::string> string() const override;
+    bool setString(const std::string& text) override;
+    void clear() override;
+
+private:
+    QClipboard* clipboard_;
+};
+
+}  // namespace quillon
