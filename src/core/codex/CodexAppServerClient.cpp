@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "core/codex/CodexPrompts.h"
+#include "core/base/Unicode.h"
 #include "core/codex/Utf8.h"
 
 namespace quillon {
@@ -224,7 +225,7 @@ void CodexAppServerClient::stopNow() {
 void CodexAppServerClient::processDidEnd() {
     if (!process_ && !initialized_) return;  // after stop(): its termination arrives late
     std::optional<std::string> detail;
-    if (codex::isValidUtf8(errorBuffer_)) detail = std::string(codex::trimmedWhitespace(errorBuffer_));
+    if (codex::isValidUtf8(errorBuffer_)) detail = std::string(unicode::trimmed(errorBuffer_));
     errorBuffer_.clear();
     process_.reset();
     hasInput_ = false;
@@ -488,10 +489,10 @@ CodexResult<std::string> CodexAppServerClient::lastAgentMessageText(const Json& 
 }
 
 CodexResult<std::string> CodexAppServerClient::structuredString(std::string_view name, std::string_view text) {
-    const Json reply = Json::parse(codex::trimmedWhitespace(text), nullptr, false);
+    const Json reply = Json::parse(unicode::trimmed(text), nullptr, false);
     if (!reply.is_discarded() && reply.is_object()) {
         if (const std::string* value = stringMember(reply, std::string(name).c_str())) {
-            return std::string(codex::trimmedWhitespace(*value));
+            return std::string(unicode::trimmed(*value));
         }
     }
     return std::unexpected(

@@ -1,9 +1,7 @@
 #include "core/codex/GraphemeText.h"
 
 #include <unicode/brkiter.h>
-#include <unicode/uchar.h>
 #include <unicode/utext.h>
-#include <unicode/utf8.h>
 
 #include <memory>
 
@@ -49,15 +47,6 @@ bool GraphemeText::hasPrefix(std::string_view text, std::string_view prefix) {
         if (cut > prefix.size()) break;
     }
     return false;
-}
-
-bool GraphemeText::startsWithWhitespace(std::string_view text) {
-    if (text.empty()) return false;
-    const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
-    int32_t offset = 0;
-    UChar32 c = 0;
-    U8_NEXT(bytes, offset, static_cast<int32_t>(std::min<std::size_t>(text.size(), 8)), c);
-    return c >= 0 && u_isUWhiteSpace(c);
 }
 
 }  // namespace quillon

@@ -19,9 +19,6 @@ public:
 
     // Whether `text` begins with the whole characters of `prefix`.
     static bool hasPrefix(std::string_view text, std::string_view prefix);
-
-    // Whether the first code point of `text` is white space or a newline.
-    static bool startsWithWhitespace(std::string_view text);
 };
 
 }  // namespace quillon

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "core/codex/GraphemeText.h"
-#include "core/codex/Utf8.h"
+#include "core/base/Unicode.h"
 
 namespace quillon {
 
@@ -144,7 +144,7 @@ std::string LiveSummaryCoordinator::reconciliationPrefix(std::string_view oldTra
     std::size_t index = common > rewriteOverlap ? common - rewriteOverlap : 0;
     while (index > 0) {
         --index;
-        if (GraphemeText::startsWithWhitespace(newTranscript.substr(newCuts[index]))) break;
+        if (unicode::startsWithWhitespace(newTranscript.substr(newCuts[index]))) break;
     }
     return std::string(newTranscript.substr(0, newCuts[index]));
 }
@@ -157,7 +157,7 @@ void LiveSummaryCoordinator::contextDidChange() {
 
 void LiveSummaryCoordinator::refresh() {
     latestTranscript_ = model_.committedText();
-    if (codex::trimmedWhitespace(latestTranscript_).empty()) return;
+    if (unicode::trimmed(latestTranscript_).empty()) return;
     const auto kind = model_.summaryState().kind();
     if (kind == LiveSummaryState::Kind::failed) {
         model_.setSummaryState(LiveSummaryState::ready());
@@ -253,7 +253,7 @@ void LiveSummaryCoordinator::performUpdate() {
         return;
     }
     std::string delta(
-        codex::trimmedWhitespace(GraphemeText::droppingPrefix(latest, GraphemeText::count(summarizedText_))));
+        unicode::trimmed(GraphemeText::droppingPrefix(latest, GraphemeText::count(summarizedText_))));
     std::string context = model_.summaryContext();
     if (delta.empty() && context == summarizedContext_) return;
 

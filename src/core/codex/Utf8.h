@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <string_view>
 
 namespace quillon::codex {
@@ -46,35 +45,3 @@ inline bool isValidUtf8(std::string_view bytes) {
 
 }  // namespace quillon::codex
 
-#include <unicode/uchar.h>
-#include <unicode/utf8.h>
-
-namespace quillon::codex {
-
-// `text` without white space and newlines (Unicode White_Space) at either end. Text that is not
-// UTF-8 is trimmed at its ASCII white space only.
-inline std::string_view trimmedWhitespace(std::string_view text) {
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
-    const auto length = static_cast<std::int32_t>(text.size());
-    std::int32_t start = 0;
-    while (start < length) {
-        std::int32_t next = start;
-        UChar32 c = 0;
-        U8_NEXT(bytes, next, length, c);
-        if (c < 0 || !u_isUWhiteSpace(c)) break;
-        start = next;
-    }
-    std::int32_t end = length;
-    while (end > start) {
-        std::int32_t previous = end - 1;
-        while (previous > start && (bytes[previous] & 0xC0) == 0x80) --previous;
-        std::int32_t next = previous;
-        UChar32 c = 0;
-        U8_NEXT(bytes, next, length, c);
-        if (c < 0 || next != end || !u_isUWhiteSpace(c)) break;
-        end = previous;
-    }
-    return text.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(end - start));
-}
-
-}  // namespace quillon::codex

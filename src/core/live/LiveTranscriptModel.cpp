@@ -1,6 +1,6 @@
 #include "core/live/LiveTranscriptModel.h"
 
-#include "core/codex/Utf8.h"
+#include "core/base/Unicode.h"
 
 namespace quillon {
 
@@ -31,7 +31,7 @@ void LiveTranscriptModel::clear() {
 }
 
 void LiveTranscriptModel::copyToClipboard(Pasteboard& pasteboard) const {
-    const std::string text(codex::trimmedWhitespace(fullText()));
+    const std::string text(unicode::trimmed(fullText()));
     if (text.empty()) return;
     pasteboard.clear();
     pasteboard.setString(text);

@@ -1,6 +1,6 @@
 #include "CodexClientFixture.h"
 #include "core/codex/LiveSummaryCoordinator.h"
-#include "core/codex/Utf8.h"
+#include "core/base/Unicode.h"
 #include "fakes/FakeUrlOpener.h"
 
 namespace quillon::testing {
@@ -153,7 +153,7 @@ TEST_F(LiveSummaryCoordinatorTest, ARewriteBehindTheSummaryStartsANewThreadWithT
     // The seam is sent again: the delta begins at least 400 characters before the change.
     const std::string kept = LiveSummaryCoordinator::reconciliationPrefix(first, rewritten);
     EXPECT_LE(kept.size(), 150u);
-    EXPECT_NE(lastPrompt().find(std::string(codex::trimmedWhitespace(rewritten.substr(kept.size())))), std::string::npos);
+    EXPECT_NE(lastPrompt().find(std::string(unicode::trimmed(rewritten.substr(kept.size())))), std::string::npos);
 }
 
 TEST(LiveSummaryReconciliationTest, TheKeptPrefixEndsBeforeWhiteSpaceFourHundredCharactersBack) {
