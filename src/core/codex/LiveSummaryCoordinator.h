@@ -26,7 +26,8 @@ namespace quillon {
 // transcript are dropped by comparing an update id and a generation.
 //
 // Main thread only; nothing blocks and every failure shows in the model's summaryState. Work in
-// flight holds the coordinator weakly and is dropped once it is gone.
+// flight holds the coordinator weakly and is dropped once it is gone. The main scheduler must
+// outlive the clients the coordinator made, whose completions hop onto it.
 class LiveSummaryCoordinator {
 public:
     using ClientFactory = std::function<std::expected<std::shared_ptr<CodexAppServerClient>, CodexAppServerError>()>;

@@ -1,9 +1,13 @@
 #include <gmock/gmock.h>
 
+#include <condition_variable>
 #include <fstream>
+#include <mutex>
 
 #include "CodexIntegrationSupport.h"
+#include "core/codex/LiveSummaryCoordinator.h"
 #include "core/codex/TranscriptCleanupService.h"
+#include "fakes/FakeUrlOpener.h"
 
 namespace quillon::testing {
 namespace {
@@ -41,6 +45,9 @@ protected:
         if (!thread) return std::unexpected(thread.error());
         return await<std::string>([&](auto done) { codex->updateSummary(*thread, "hello", "", "", done); });
     }
+
+    // Stops posted at the end of a test run before the queue goes.
+    void TearDown() override { drain(queue); }
 
     TestFolder folder;
     IsolatedHost host;
@@ -128,6 +135,60 @@ TEST_F(AppServerDoubleTest, ACleanupRunsOneChildToTheEnd) {
     auto future = promise->get_future();
     ASSERT_EQ(future.wait_for(std::chrono::seconds(30)), std::future_status::ready);
     EXPECT_EQ(failureText(future.get()), "Codex App Server stopped unexpectedly.");
+}
+
+}  // namespace
+}  // namespace quillon::testing
+
+namespace quillon::testing {
+namespace {
+
+// The summary on its own main queue and the client on its executor, as in the application: the
+// hops between the two threads carry the states and the Markdown.
+TEST_F(AppServerDoubleTest, TheSummaryFollowsTheTranscriptAcrossThreads) {
+    host.vars["QUILLON_DOUBLE_SCENARIO"] = "normal";
+    SerialQueue main{"com.lanternmoth.Quillon.main-test"};
+    LiveTranscriptModel model;
+    FakeUrlOpener urls;
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<LiveSummaryState> states;
+    std::string markdown;
+    model.onChange = [&] {
+        std::lock_guard lock(mutex);
+        if (states.empty() || states.back() != model.summaryState()) states.push_back(model.summaryState());
+        markdown = model.summaryMarkdown();
+        changed.notify_all();
+    };
+    auto coordinator = std::make_shared<LiveSummaryCoordinator>(
+        model, main, [&] { return CodexAppServerClient::make({queue, ChildProcessPosix::factory(), host}); }, urls);
+    const auto waitFor = [&](auto predicate) {
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, std::chrono::seconds(60), predicate);
+    };
+
+    main.post([&] {
+        model.setSummaryVisible(true);
+        coordinator->prepare();
+    });
+    ASSERT_TRUE(waitFor([&] { return !states.empty() && states.back() == LiveSummaryState::ready(); }));
+    main.post([&] {
+        model.setCommittedText("We agreed to ship the parser on Friday.");
+        coordinator->transcriptDidChange(model.committedText(), true);
+    });
+    ASSERT_TRUE(waitFor([&] { return markdown == "# Double summary"; }));
+    std::promise<void> stopped;
+    main.post([&] {
+        coordinator->shutdownClient();
+        coordinator.reset();
+        stopped.set_value();
+    });
+    stopped.get_future().wait();
+    drain(queue);  // the client's last completions hop to the main queue, which must still be there
+    std::lock_guard lock(mutex);
+    EXPECT_EQ(states, (std::vector<LiveSummaryState>{LiveSummaryState::idle(), LiveSummaryState::checking(),
+                                                      LiveSummaryState::ready(), LiveSummaryState::updating(),
+                                                      LiveSummaryState::ready()}));
 }
 
 }  // namespace

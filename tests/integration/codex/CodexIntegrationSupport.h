@@ -65,6 +65,13 @@ CodexResult<T> await(Operation operation, std::chrono::seconds limit = std::chro
     return future.get();
 }
 
+// Waits until everything posted to `queue` so far has run.
+inline void drain(Scheduler& queue) {
+    std::promise<void> done;
+    queue.post([&] { done.set_value(); });
+    done.get_future().wait();
+}
+
 inline std::string failureText(const auto& result) { return result ? "(success)" : result.error().description(); }
 
 }  // namespace quillon::testing

@@ -54,6 +54,7 @@ protected:
 
     void TearDown() override {
         if (codex) codex->stop();
+        drain(queue);
     }
 
     TestFolder folder;
