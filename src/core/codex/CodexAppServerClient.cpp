@@ -171,27 +171,27 @@ void CodexAppServerClient::startNow(CodexCompletion<void> completion) {
 
     process_ = makeProcess_();
     hasInput_ = true;
+    // Events of an earlier child that were already on their way are not this child's.
+    const std::uint64_t launch = ++launchCount_;
     std::weak_ptr<CodexAppServerClient> weak = weak_from_this();
     Scheduler& executor = executor_;
+    const auto forThisChild = [weak, &executor, launch](auto step) {
+        executor.post([weak, launch, step = std::move(step)]() mutable {
+            auto self = weak.lock();
+            if (self && self->launchCount_ == launch) step(*self);
+        });
+    };
     ChildProcess::Handlers handlers{
-        [weak, &executor](std::string bytes) {
-            executor.post([weak, bytes = std::move(bytes)] {
-                if (auto self = weak.lock()) self->receive(bytes);
-            });
+        [forThisChild](std::string bytes) {
+            forThisChild([bytes = std::move(bytes)](CodexAppServerClient& self) { self.receive(bytes); });
         },
-        [weak, &executor](std::string bytes) {
-            executor.post([weak, bytes = std::move(bytes)] {
-                if (auto self = weak.lock()) self->receiveError(bytes);
-            });
+        [forThisChild](std::string bytes) {
+            forThisChild([bytes = std::move(bytes)](CodexAppServerClient& self) { self.receiveError(bytes); });
         },
-        [weak, &executor] {
-            executor.post([weak] {
-                if (auto self = weak.lock()) self->processDidEnd();
-            });
-        }};
-    ChildProcessLaunch launch{executablePath_, locator_.restrictedAppServerArguments(),
-                              locator_.processEnvironment(executablePath_)};
-    if (auto launched = process_->launch(launch, std::move(handlers)); !launched) {
+        [forThisChild] { forThisChild([](CodexAppServerClient& self) { self.processDidEnd(); }); }};
+    ChildProcessLaunch description{executablePath_, locator_.restrictedAppServerArguments(),
+                                   locator_.processEnvironment(executablePath_)};
+    if (auto launched = process_->launch(description, std::move(handlers)); !launched) {
         stopNow();
         return completion(std::unexpected(CodexFailure::system(launched.error())));
     }

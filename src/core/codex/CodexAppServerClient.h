@@ -130,6 +130,7 @@ private:
     std::unordered_map<std::string, Json> agentMessagesByTurn_;
     std::deque<std::string> agentMessageTurns_;
     bool initialized_ = false;
+    std::uint64_t launchCount_ = 0;
 };
 
 }  // namespace quillon

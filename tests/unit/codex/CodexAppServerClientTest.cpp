@@ -206,6 +206,20 @@ TEST_F(CodexTransportTest, StopFailsEverythingAndIgnoresItsOwnLateTermination) {
     EXPECT_EQ(scheduler.pendingCount(), 0u) << "the request's time-out was cancelled";
 }
 
+TEST_F(CodexTransportTest, ALateEndOfAnEarlierChildDoesNotTouchTheNextOne) {
+    client->stop();
+    Outcome<void> restarted;
+    client->start(restarted.sink());
+    // The first child's end was already on its way when the second one started.
+    server.children.front()->handlers.onTermination();
+    scheduler.runUntilIdle();
+    ASSERT_EQ(server.children.size(), 2u);
+    EXPECT_TRUE(restarted.value->has_value()) << restarted.failureText();
+    Outcome<std::optional<std::string>> account;
+    askAccount(account);
+    EXPECT_FALSE(account.arrived()) << "the new child's request still waits for its answer";
+}
+
 class CodexStartTest : public CodexClientFixture {};
 
 TEST_F(CodexStartTest, AChildThatExitsAtOnceFailsTheStart) {
