@@ -1,0 +1,136 @@
+// A stand-in for `codex app-server` that plays one scenario, named by QUILLON_DOUBLE_SCENARIO:
+//   normal          answers everything at once
+//   slow            answers each request after 300 ms
+//   garbage         surrounds answers with junk lines and splits each answer over two writes
+//   early           sends turn/completed before the answer to turn/start
+//   items           delivers the agent message only as item/completed, then an empty turn
+//   failed-turn     ends every turn with status "failed"
+//   server-request  asks the client something before each turn/start answer (never answered)
+//   crash           writes to standard error and exits with status 3 on account/read
+//   flood           writes 1 MB to standard error, then exits on account/read
+//   exit-at-once    exits before reading anything
+//   exit-on-first-line  exits, silently, once the first line has arrived
+//   silent          reads everything and answers nothing
+// With QUILLON_DOUBLE_RECORD set, its arguments and PATH go to that file, one per line.
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <thread>
+
+#include <nlohmann/json.hpp>
+
+using Json = nlohmann::json;
+
+namespace {
+
+std::string scenario;
+int turns = 0;
+
+void sendRaw(const std::string& bytes) {
+    std::cout << bytes << std::flush;
+}
+
+void send(const Json& message) {
+    const std::string line = message.dump() + "\n";
+    if (scenario == "garbage") {
+        sendRaw("\n  \nnot json at all\n[1,2,3]\n\xff\xfe\xfd\n{\"id\":\"1\",\"result\":{}}\n");
+        const auto half = line.size() / 2;
+        sendRaw(line.substr(0, half));
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        sendRaw(line.substr(half));
+        return;
+    }
+    sendRaw(line);
+}
+
+Json agentMessage(const std::string& text) { return Json{{"type", "agentMessage"}, {"id", "m1"}, {"text", text}}; }
+
+void answerTurn(const Json& request) {
+    const std::string turnID = "turn-" + std::to_string(++turns);
+    const Json& schema = request["params"]["outputSchema"];
+    const std::string field = schema["required"][0];
+    const std::string reply = Json{{field, field == "markdown" ? "# Double summary" : "Cleaned by the double."}}.dump();
+    Json completed{{"method", "turn/completed"},
+                   {"params", {{"threadId", request["params"]["threadId"]},
+                               {"turn", {{"id", turnID}, {"status", "completed"}, {"items", {agentMessage(reply)}}}}}}};
+    const Json answer{{"id", request["id"]}, {"result", {{"turn", {{"id", turnID}, {"status", "inProgress"}}}}}};
+
+    if (scenario == "server-request") {
+        send(Json{{"id", 900 + turns}, {"method", "item/commandExecution/requestApproval"}, {"params", {{"command", "rm -rf /"}}}});
+    }
+    if (scenario == "failed-turn") {
+        send(answer);
+        send(Json{{"method", "turn/completed"},
+                  {"params", {{"turn", {{"id", turnID}, {"status", "failed"}, {"error", {{"message", "The double failed the turn."}}}}}}}});
+        return;
+    }
+    if (scenario == "items") {
+        send(answer);
+        send(Json{{"method", "item/completed"}, {"params", {{"turnId", turnID}, {"item", agentMessage(reply)}}}});
+        completed["params"]["turn"]["items"] = Json::array();
+        send(completed);
+        return;
+    }
+    if (scenario == "early") {
+        send(completed);
+        send(answer);
+        return;
+    }
+    send(answer);
+    send(completed);
+}
+
+void handle(const Json& request) {
+    if (!request.contains("id")) return;  // notifications
+    const std::string method = request.value("method", "");
+    const Json& id = request["id"];
+    if (scenario == "slow") std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    if (method == "initialize") {
+        send(Json{{"id", id}, {"result", {{"userAgent", "double"}}}});
+    } else if (method == "account/read") {
+        if (scenario == "crash") {
+            std::cerr << "thread 'main' panicked: the double was told to crash\n" << std::flush;
+            std::exit(3);
+        }
+        if (scenario == "flood") {
+            const std::string block(1024, 'e');
+            for (int i = 0; i < 1024; ++i) std::cerr << block;
+            std::cerr << "last words" << std::flush;
+            std::exit(4);
+        }
+        send(Json{{"id", id}, {"result", {{"account", {{"type", "chatgpt"}, {"email", "double@example.invalid"}}}}}});
+    } else if (method == "thread/start") {
+        send(Json{{"id", id}, {"result", {{"thread", {{"id", "double-thread"}}}}}});
+    } else if (method == "turn/start") {
+        answerTurn(request);
+    } else {
+        send(Json{{"id", id}, {"result", Json::object()}});
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const char* chosen = std::getenv("QUILLON_DOUBLE_SCENARIO");
+    scenario = chosen ? chosen : "normal";
+    if (const char* record = std::getenv("QUILLON_DOUBLE_RECORD")) {
+        std::ofstream out(record);
+        for (int i = 1; i < argc; ++i) out << argv[i] << "\n";
+        const char* path = std::getenv("PATH");
+        out << "PATH=" << (path ? path : "") << "\n";
+    }
+    if (scenario == "exit-at-once") return 0;
+    std::string line;
+    while (std::getline(std::cin, line)) {
+        if (scenario == "silent") continue;
+        if (scenario == "exit-on-first-line") return 0;
+        const Json request = Json::parse(line, nullptr, false);
+        if (request.is_discarded()) continue;
+        handle(request);
+    }
+    return 0;
+}

@@ -1,0 +1,156 @@
+#include "LocalResponsesServer.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+namespace quillon::testing {
+
+namespace {
+
+bool waitReadable(int fd, int milliseconds) {
+    pollfd entry{fd, POLLIN, 0};
+    return ::poll(&entry, 1, milliseconds) > 0;
+}
+
+void sendAll(int fd, const std::string& bytes) {
+    std::size_t sent = 0;
+    while (sent < bytes.size()) {
+        const ssize_t count = ::send(fd, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+        if (count <= 0) return;
+        sent += static_cast<std::size_t>(count);
+    }
+}
+
+}  // namespace
+
+LocalResponsesServer::LocalResponsesServer() {
+    listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = 0;
+    if (::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || ::listen(listener_, 16) != 0) {
+        throw std::runtime_error("cannot listen on 127.0.0.1");
+    }
+    socklen_t length = sizeof address;
+    ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
+    port_ = ntohs(address.sin_port);
+    if (::pipe2(wake_, O_CLOEXEC) != 0) throw std::runtime_error("cannot make a pipe");
+    thread_ = std::jthread([this](std::stop_token stop) { serve(stop); });
+}
+
+LocalResponsesServer::~LocalResponsesServer() {
+    thread_.request_stop();
+    (void)::write(wake_[1], "x", 1);
+    thread_.join();
+    ::close(listener_);
+    ::close(wake_[0]);
+    ::close(wake_[1]);
+}
+
+void LocalResponsesServer::setReply(std::string text) {
+    std::lock_guard lock(mutex_);
+    reply_ = std::move(text);
+    failure_.clear();
+}
+
+void LocalResponsesServer::failWith(std::string message) {
+    std::lock_guard lock(mutex_);
+    failure_ = std::move(message);
+}
+
+std::string LocalResponsesServer::lastRequestBody() const {
+    std::lock_guard lock(mutex_);
+    return lastBody_;
+}
+
+void LocalResponsesServer::serve(std::stop_token stop) {
+    while (!stop.stop_requested()) {
+        pollfd fds[2] = {{listener_, POLLIN, 0}, {wake_[0], POLLIN, 0}};
+        if (::poll(fds, 2, -1) <= 0) continue;
+        if (fds[1].revents != 0) return;
+        const int connection = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        if (connection < 0) continue;
+        answer(connection);
+        ::close(connection);
+    }
+}
+
+void LocalResponsesServer::answer(int connection) {
+    std::string request;
+    std::size_t headerEnd = std::string::npos;
+    char buffer[65536];
+    while (headerEnd == std::string::npos) {
+        if (!waitReadable(connection, 5000)) return;
+        const ssize_t count = ::recv(connection, buffer, sizeof buffer, 0);
+        if (count <= 0) return;
+        request.append(buffer, static_cast<std::size_t>(count));
+        headerEnd = request.find("\r\n\r\n");
+    }
+    std::size_t contentLength = 0;
+    std::string headers = request.substr(0, headerEnd);
+    for (auto& c : headers) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (auto at = headers.find("content-length:"); at != std::string::npos) {
+        contentLength = std::stoul(headers.substr(at + 15));
+    }
+    while (request.size() < headerEnd + 4 + contentLength) {
+        if (!waitReadable(connection, 5000)) return;
+        const ssize_t count = ::recv(connection, buffer, sizeof buffer, 0);
+        if (count <= 0) return;
+        request.append(buffer, static_cast<std::size_t>(count));
+    }
+
+    std::string body;
+    std::string type = "application/json";
+    if (request.starts_with("POST") && request.find(" /v1/responses") != std::string::npos) {
+        {
+            std::lock_guard lock(mutex_);
+            lastBody_ = request.substr(headerEnd + 4, contentLength);
+        }
+        ++responses_;
+        body = eventStream();
+        type = "text/event-stream";
+    } else if (request.starts_with("GET") && request.find(" /v1/models") != std::string::npos) {
+        body = R"({"object":"list","data":[],"models":[]})";
+    } else {
+        sendAll(connection, "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\nConnection: close\r\n\r\n");
+        return;
+    }
+    sendAll(connection, "HTTP/1.1 200 OK\r\nContent-Type: " + type + "\r\nContent-Length: " + std::to_string(body.size()) +
+                            "\r\nConnection: close\r\n\r\n" + body);
+}
+
+std::string LocalResponsesServer::eventStream() const {
+    using Json = nlohmann::json;
+    std::lock_guard lock(mutex_);
+    const auto event = [](const std::string& name, const Json& data) {
+        return "event: " + name + "\ndata: " + data.dump() + "\n\n";
+    };
+    std::string stream = event("response.created", {{"type", "response.created"}, {"response", {{"id", "resp_local"}}}});
+    if (!failure_.empty()) {
+        return stream + event("response.failed", {{"type", "response.failed"},
+                                                  {"response", {{"id", "resp_local"},
+                                                                {"status", "failed"},
+                                                                {"error", {{"code", "server_error"}, {"message", failure_}}}}}});
+    }
+    stream += event("response.output_item.done",
+                    {{"type", "response.output_item.done"},
+                     {"output_index", 0},
+                     {"item", {{"type", "message"},
+                               {"role", "assistant"},
+                               {"id", "msg_local"},
+                               {"content", Json::array({Json{{"type", "output_text"}, {"text", reply_}}})}}}});
+    stream += event("response.completed",
+                    {{"type", "response.completed"},
+                     {"response", {{"id", "resp_local"}, {"usage", {{"input_tokens", 1}, {"output_tokens", 1}, {"total_tokens", 2}}}}}});
+    return stream;
+}
+
+}  // namespace quillon::testing
