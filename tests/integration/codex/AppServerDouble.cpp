@@ -2,15 +2,8 @@
 //   normal          answers everything at once
 //   slow            answers each request after 300 ms
 //   garbage         surrounds answers with junk lines and splits each answer over two writes
-//   early           sends turn/completed before the answer to turn/start
-//   items           delivers the agent message only as item/completed, then an empty turn
 //   failed-turn     ends every turn with status "failed"
-//   server-request  asks the client something before each turn/start answer (never answered)
 //   crash           writes to standard error and exits with status 3 on account/read
-//   flood           writes 1 MB to standard error, then exits on account/read
-//   exit-at-once    exits before reading anything
-//   exit-on-first-line  exits, silently, once the first line has arrived
-//   silent          reads everything and answers nothing
 // With QUILLON_DOUBLE_RECORD set, its arguments and PATH go to that file, one per line.
 #include <unistd.h>
 
@@ -54,30 +47,15 @@ void answerTurn(const Json& request) {
     const Json& schema = request["params"]["outputSchema"];
     const std::string field = schema["required"][0];
     const std::string reply = Json{{field, field == "markdown" ? "# Double summary" : "Cleaned by the double."}}.dump();
-    Json completed{{"method", "turn/completed"},
+    const Json completed{{"method", "turn/completed"},
                    {"params", {{"threadId", request["params"]["threadId"]},
                                {"turn", {{"id", turnID}, {"status", "completed"}, {"items", {agentMessage(reply)}}}}}}};
     const Json answer{{"id", request["id"]}, {"result", {{"turn", {{"id", turnID}, {"status", "inProgress"}}}}}};
 
-    if (scenario == "server-request") {
-        send(Json{{"id", 900 + turns}, {"method", "item/commandExecution/requestApproval"}, {"params", {{"command", "rm -rf /"}}}});
-    }
     if (scenario == "failed-turn") {
         send(answer);
         send(Json{{"method", "turn/completed"},
                   {"params", {{"turn", {{"id", turnID}, {"status", "failed"}, {"error", {{"message", "The double failed the turn."}}}}}}}});
-        return;
-    }
-    if (scenario == "items") {
-        send(answer);
-        send(Json{{"method", "item/completed"}, {"params", {{"turnId", turnID}, {"item", agentMessage(reply)}}}});
-        completed["params"]["turn"]["items"] = Json::array();
-        send(completed);
-        return;
-    }
-    if (scenario == "early") {
-        send(completed);
-        send(answer);
         return;
     }
     send(answer);
@@ -95,12 +73,6 @@ void handle(const Json& request) {
         if (scenario == "crash") {
             std::cerr << "thread 'main' panicked: the double was told to crash\n" << std::flush;
             std::exit(3);
-        }
-        if (scenario == "flood") {
-            const std::string block(1024, 'e');
-            for (int i = 0; i < 1024; ++i) std::cerr << block;
-            std::cerr << "last words" << std::flush;
-            std::exit(4);
         }
         send(Json{{"id", id}, {"result", {{"account", {{"type", "chatgpt"}, {"email", "double@example.invalid"}}}}}});
     } else if (method == "thread/start") {
@@ -123,11 +95,8 @@ int main(int argc, char** argv) {
         const char* path = std::getenv("PATH");
         out << "PATH=" << (path ? path : "") << "\n";
     }
-    if (scenario == "exit-at-once") return 0;
     std::string line;
     while (std::getline(std::cin, line)) {
-        if (scenario == "silent") continue;
-        if (scenario == "exit-on-first-line") return 0;
         const Json request = Json::parse(line, nullptr, false);
         if (request.is_discarded()) continue;
         handle(request);

@@ -114,7 +114,6 @@ void LocalResponsesServer::answer(int connection) {
             std::lock_guard lock(mutex_);
             lastBody_ = request.substr(headerEnd + 4, contentLength);
         }
-        ++responses_;
         body = eventStream();
         type = "text/event-stream";
     } else if (request.starts_with("GET") && request.find(" /v1/models") != std::string::npos) {
