@@ -4,15 +4,17 @@
 //   garbage         surrounds answers with junk lines and splits each answer over two writes
 //   failed-turn     ends every turn with status "failed"
 //   crash           writes to standard error and exits with status 3 on account/read
-// With QUILLON_DOUBLE_RECORD set, its arguments and PATH go to that file, one per line.
+// With QUILLON_DOUBLE_RECORD set, its arguments and then its whole environment, sorted, go to that file, one per line.
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -92,8 +94,10 @@ int main(int argc, char** argv) {
     if (const char* record = std::getenv("QUILLON_DOUBLE_RECORD")) {
         std::ofstream out(record);
         for (int i = 1; i < argc; ++i) out << argv[i] << "\n";
-        const char* path = std::getenv("PATH");
-        out << "PATH=" << (path ? path : "") << "\n";
+        std::vector<std::string> environment;
+        for (char** entry = environ; *entry; ++entry) environment.emplace_back(*entry);
+        std::sort(environment.begin(), environment.end());
+        for (const auto& entry : environment) out << entry << "\n";
     }
     std::string line;
     while (std::getline(std::cin, line)) {

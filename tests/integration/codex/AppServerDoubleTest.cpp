@@ -47,7 +47,7 @@ protected:
     SerialQueue queue{"com.lanternmoth.Quillon.codex-test"};
 };
 
-TEST_F(AppServerDoubleTest, TheChildIsStartedWithTheRestrictedCommandLine) {
+TEST_F(AppServerDoubleTest, TheChildIsStartedWithTheRestrictedCommandLineAndOnlyTheGivenEnvironment) {
     auto codex = client("normal");
     ASSERT_TRUE(await<void>([&](auto done) { codex->start(done); }));
     codex->stop();
@@ -57,7 +57,9 @@ TEST_F(AppServerDoubleTest, TheChildIsStartedWithTheRestrictedCommandLine) {
     const std::vector<std::string> expected{
         "app-server", "-c", "features.web_search=false", "-c", "web_search=\"disabled\"", "-c",
         "mcp_servers.docs.enabled=false",
-        "PATH=" + (folder.path / "bin").string() + ":/usr/local/bin:/usr/bin:/bin:/usr/local/sbin:/usr/sbin:/sbin"};
+        "HOME=" + host.vars["HOME"],
+        "PATH=" + (folder.path / "bin").string() + ":/usr/local/bin:/usr/bin:/bin:/usr/local/sbin:/usr/sbin:/sbin",
+        "QUILLON_DOUBLE_RECORD=" + host.vars["QUILLON_DOUBLE_RECORD"], "QUILLON_DOUBLE_SCENARIO=normal"};
     EXPECT_EQ(lines, expected);
 }
 
