@@ -113,29 +113,5 @@ TEST_F(CodexTurnTest, ATimedOutTurnIsInterruptedAndItsLateCompletionDiscardedOnc
     EXPECT_EQ(**reused.value, "late");
 }
 
-TEST_F(CodexTurnTest, CleanupTurnsRefuseAnEmptyTranscript) {
-    const std::vector<std::pair<std::string, std::string>> cases{
-        {R"({"transcript":"  Hello there.  "})", "Hello there."},
-        {R"({"transcript":" \n "})", "!Codex returned an unexpected response: cleaned transcript was empty"},
-        {R"({"markdown":"x"})", "!Codex returned an unexpected response: response did not contain valid transcript output"},
-    };
-    int turn = 0;
-    for (const auto& [reply, expected] : cases) {
-        SCOPED_TRACE(reply);
-        Outcome<std::string> outcome;
-        client->cleanTranscript("thread-c", "hello there", "names: none", outcome.sink());
-        scheduler.runUntilIdle();
-        const std::string id = "c-" + std::to_string(++turn);
-        server.reply(server.lastRequest("turn/start")->at("id"), Json{{"turn", {{"id", id}}}});
-        server.emit(turnCompleted(id, {{"items", {agentMessage(reply)}}}));
-        scheduler.runUntilIdle();
-        if (expected.starts_with("!")) {
-            EXPECT_EQ(outcome.failureText(), expected.substr(1));
-        } else {
-            EXPECT_EQ(**outcome.value, expected);
-        }
-    }
-}
-
 }  // namespace
 }  // namespace quillon::testing

@@ -7,7 +7,7 @@ namespace {
 class TranscriptCleanupServiceTest : public CodexClientFixture {
 protected:
     TranscriptCleanupServiceTest() {
-        server.withAccount("chatgpt").answeringThreads().completingTurnsWith(R"({"transcript":"Hello, Ada."})");
+        server.withAccount("chatgpt").answeringThreads().completingTurnsWith(R"({"transcript":"  Hello, Ada. "})");
     }
 
     TranscriptCleanupService service{[this] { return CodexAppServerClient::make({scheduler, server.factory(), host}); }};
@@ -32,6 +32,12 @@ TEST_F(TranscriptCleanupServiceTest, FailuresReachTheCallerInTheirOwnWords) {
     EXPECT_EQ(notSignedIn.failureText(), "Connect ChatGPT from the live Summary sidebar before using AI cleanup.");
     EXPECT_TRUE(server.requests("thread/start").empty());
     EXPECT_TRUE(server.child().terminated);
+
+    server.withAccount("chatgpt").completingTurnsWith(R"({"transcript":" \n "})");
+    Outcome<std::string> empty;
+    service.clean("t", "", empty.sink());
+    scheduler.runUntilIdle();
+    EXPECT_EQ(empty.failureText(), "Codex returned an unexpected response: cleaned transcript was empty");
 
     host.executables.clear();
     Outcome<std::string> missing;
