@@ -4,7 +4,8 @@
 //   garbage         surrounds answers with junk lines and splits each answer over two writes
 //   failed-turn     ends every turn with status "failed"
 //   crash           writes to standard error and exits with status 3 on account/read
-// With QUILLON_DOUBLE_RECORD set, its arguments and then its whole environment, sorted, go to that file, one per line.
+// With QUILLON_DOUBLE_RECORD set, its arguments and then its whole environment, sorted, go to
+// that file, one per line.
 #include <unistd.h>
 
 #include <algorithm>
@@ -25,9 +26,7 @@ namespace {
 std::string scenario;
 int turns = 0;
 
-void sendRaw(const std::string& bytes) {
-    std::cout << bytes << std::flush;
-}
+void sendRaw(const std::string& bytes) { std::cout << bytes << std::flush; }
 
 void send(const Json& message) {
     const std::string line = message.dump() + "\n";
@@ -42,26 +41,18 @@ void send(const Json& message) {
     sendRaw(line);
 }
 
-Json agentMessage(const std::string& text) { return Json{{"type", "agentMessage"}, {"id", "m1"}, {"text", text}}; }
-
 void answerTurn(const Json& request) {
     const std::string turnID = "turn-" + std::to_string(++turns);
-    const Json& schema = request["params"]["outputSchema"];
-    const std::string field = schema["required"][0];
-    const std::string reply = Json{{field, field == "markdown" ? "# Double summary" : "Cleaned by the double."}}.dump();
-    const Json completed{{"method", "turn/completed"},
-                   {"params", {{"threadId", request["params"]["threadId"]},
-                               {"turn", {{"id", turnID}, {"status", "completed"}, {"items", {agentMessage(reply)}}}}}}};
-    const Json answer{{"id", request["id"]}, {"result", {{"turn", {{"id", turnID}, {"status", "inProgress"}}}}}};
-
+    send(Json{{"id", request["id"]}, {"result", {{"turn", {{"id", turnID}, {"status", "inProgress"}}}}}});
+    Json turn{{"id", turnID}, {"status", "completed"}};
     if (scenario == "failed-turn") {
-        send(answer);
-        send(Json{{"method", "turn/completed"},
-                  {"params", {{"turn", {{"id", turnID}, {"status", "failed"}, {"error", {{"message", "The double failed the turn."}}}}}}}});
-        return;
+        turn["status"] = "failed";
+        turn["error"] = {{"message", "The double failed the turn."}};
+    } else {
+        const std::string reply = Json{{"markdown", "# Double summary"}}.dump();
+        turn["items"] = Json::array({Json{{"type", "agentMessage"}, {"id", "m1"}, {"text", reply}}});
     }
-    send(answer);
-    send(completed);
+    send(Json{{"method", "turn/completed"}, {"params", {{"threadId", request["params"]["threadId"]}, {"turn", turn}}}});
 }
 
 void handle(const Json& request) {
