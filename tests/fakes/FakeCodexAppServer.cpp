@@ -11,27 +11,23 @@ public:
     Process(FakeCodexAppServer& server, std::shared_ptr<Child> child) : server_(server), child_(std::move(child)) {}
     ~Process() override { child_->destroyed = true; }
 
-    std::expected<void, std::string> launch(const quillon::ChildProcessLaunch& launch, Handlers handlers) override {
-        child_->launch = launch;
+    std::expected<void, std::string> launch(const quillon::ChildProcessLaunch&, Handlers handlers) override {
         child_->handlers = std::move(handlers);
         if (server_.launchFailure) return std::unexpected(*server_.launchFailure);
         child_->running = true;
         return {};
     }
     std::expected<void, std::string> write(std::string_view bytes) override {
-        if (server_.writeFailure) return std::unexpected(*server_.writeFailure);
-        if (child_->inputClosed || !child_->running) return std::unexpected(std::string("Broken pipe"));
-        server_.dispatch(child_, std::string(bytes));
+        if (!child_->running) return std::unexpected(std::string("Broken pipe"));
+        server_.dispatch(std::string(bytes));
         return {};
     }
-    void closeInput() override { child_->inputClosed = true; }
+    void closeInput() override {}
     bool isRunning() const override { return child_->running; }
     void terminate() override {
         child_->terminated = true;
-        if (server_.exitOnTerminate && child_->running) {
-            child_->running = false;
-            if (child_->handlers.onTermination) child_->handlers.onTermination();
-        }
+        if (!std::exchange(child_->running, false)) return;
+        if (child_->handlers.onTermination) child_->handlers.onTermination();
     }
 
 private:
@@ -62,52 +58,37 @@ FakeCodexAppServer& FakeCodexAppServer::withAccount(std::optional<std::string> t
 
 FakeCodexAppServer& FakeCodexAppServer::answeringThreads() {
     on("thread/start", [](FakeCodexAppServer& server, const Json& message) {
-        server.reply(message["id"], Json{{"thread", {{"id", "thread-" + std::to_string(server.nextThread++)}}}});
+        server.reply(message["id"], Json{{"thread", {{"id", "thread-" + std::to_string(++server.threads_)}}}});
     });
     return *this;
 }
 
 FakeCodexAppServer& FakeCodexAppServer::completingTurnsWith(std::string reply) {
     on("turn/start", [reply](FakeCodexAppServer& server, const Json& message) {
-        const std::string turnID = "turn-" + std::to_string(server.nextTurn++);
+        const std::string turnID = "turn-" + std::to_string(++server.turns_);
         server.reply(message["id"], Json{{"turn", {{"id", turnID}, {"status", "inProgress"}, {"items", Json::array()}}}});
         server.completeTurn(turnID, reply);
     });
     return *this;
 }
 
-void FakeCodexAppServer::reply(const Json& id, Json result) { emit(Json{{"id", id}, {"result", std::move(result)}}); }
-
-void FakeCodexAppServer::replyError(const Json& id, Json error) { emit(Json{{"id", id}, {"error", std::move(error)}}); }
-
-void FakeCodexAppServer::emit(const Json& message) { emitBytes(message.dump() + "\n"); }
-
 void FakeCodexAppServer::emitBytes(std::string bytes) {
-    auto& current = target();
-    if (current.destroyed || !current.handlers.onOutput) return;
-    current.handlers.onOutput(std::move(bytes));
+    if (!child().destroyed && child().handlers.onOutput) child().handlers.onOutput(std::move(bytes));
 }
 
 void FakeCodexAppServer::emitError(std::string bytes) {
-    auto& current = target();
-    if (current.destroyed || !current.handlers.onErrorOutput) return;
-    current.handlers.onErrorOutput(std::move(bytes));
+    if (!child().destroyed && child().handlers.onErrorOutput) child().handlers.onErrorOutput(std::move(bytes));
 }
 
 void FakeCodexAppServer::exit() {
-    auto& current = child();
-    current.running = false;
-    if (current.destroyed || !current.handlers.onTermination) return;
-    current.handlers.onTermination();
+    child().running = false;
+    if (!child().destroyed && child().handlers.onTermination) child().handlers.onTermination();
 }
 
 void FakeCodexAppServer::completeTurn(const std::string& turnID, const std::string& agentText) {
+    const Json item{{"type", "agentMessage"}, {"text", agentText}};
     emit(Json{{"method", "turn/completed"},
-              {"params",
-               {{"turn",
-                 {{"id", turnID},
-                  {"status", "completed"},
-                  {"items", Json::array({Json{{"type", "agentMessage"}, {"text", agentText}}})}}}}}});
+              {"params", {{"turn", {{"id", turnID}, {"status", "completed"}, {"items", Json::array({item})}}}}}});
 }
 
 std::vector<Json> FakeCodexAppServer::requests(const std::string& method) const {
@@ -124,8 +105,7 @@ std::optional<Json> FakeCodexAppServer::lastRequest(const std::string& method) c
     return found.back();
 }
 
-void FakeCodexAppServer::dispatch(const std::shared_ptr<Child>& writer, const std::string& bytes) {
-    auto previous = std::exchange(speaking_, writer);
+void FakeCodexAppServer::dispatch(const std::string& bytes) {
     partialWrite_ += bytes;
     std::size_t newline;
     while ((newline = partialWrite_.find('\n')) != std::string::npos) {
@@ -138,7 +118,6 @@ void FakeCodexAppServer::dispatch(const std::shared_ptr<Child>& writer, const st
             handler(*this, message);
         }
     }
-    speaking_ = previous;
 }
 
 }  // namespace quillon::testing

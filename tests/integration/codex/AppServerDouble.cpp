@@ -2,24 +2,20 @@
 //   normal          answers everything at once
 //   slow            answers each request after 300 ms
 //   garbage         surrounds answers with junk lines and splits each answer over two writes
-//   early           sends turn/completed before the answer to turn/start
-//   items           delivers the agent message only as item/completed, then an empty turn
 //   failed-turn     ends every turn with status "failed"
-//   server-request  asks the client something before each turn/start answer (never answered)
 //   crash           writes to standard error and exits with status 3 on account/read
-//   flood           writes 1 MB to standard error, then exits on account/read
-//   exit-at-once    exits before reading anything
-//   exit-on-first-line  exits, silently, once the first line has arrived
-//   silent          reads everything and answers nothing
-// With QUILLON_DOUBLE_RECORD set, its arguments and PATH go to that file, one per line.
+// With QUILLON_DOUBLE_RECORD set, its arguments and then its whole environment, sorted, go to
+// that file, one per line.
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -30,9 +26,7 @@ namespace {
 std::string scenario;
 int turns = 0;
 
-void sendRaw(const std::string& bytes) {
-    std::cout << bytes << std::flush;
-}
+void sendRaw(const std::string& bytes) { std::cout << bytes << std::flush; }
 
 void send(const Json& message) {
     const std::string line = message.dump() + "\n";
@@ -47,41 +41,18 @@ void send(const Json& message) {
     sendRaw(line);
 }
 
-Json agentMessage(const std::string& text) { return Json{{"type", "agentMessage"}, {"id", "m1"}, {"text", text}}; }
-
 void answerTurn(const Json& request) {
     const std::string turnID = "turn-" + std::to_string(++turns);
-    const Json& schema = request["params"]["outputSchema"];
-    const std::string field = schema["required"][0];
-    const std::string reply = Json{{field, field == "markdown" ? "# Double summary" : "Cleaned by the double."}}.dump();
-    Json completed{{"method", "turn/completed"},
-                   {"params", {{"threadId", request["params"]["threadId"]},
-                               {"turn", {{"id", turnID}, {"status", "completed"}, {"items", {agentMessage(reply)}}}}}}};
-    const Json answer{{"id", request["id"]}, {"result", {{"turn", {{"id", turnID}, {"status", "inProgress"}}}}}};
-
-    if (scenario == "server-request") {
-        send(Json{{"id", 900 + turns}, {"method", "item/commandExecution/requestApproval"}, {"params", {{"command", "rm -rf /"}}}});
-    }
+    send(Json{{"id", request["id"]}, {"result", {{"turn", {{"id", turnID}, {"status", "inProgress"}}}}}});
+    Json turn{{"id", turnID}, {"status", "completed"}};
     if (scenario == "failed-turn") {
-        send(answer);
-        send(Json{{"method", "turn/completed"},
-                  {"params", {{"turn", {{"id", turnID}, {"status", "failed"}, {"error", {{"message", "The double failed the turn."}}}}}}}});
-        return;
+        turn["status"] = "failed";
+        turn["error"] = {{"message", "The double failed the turn."}};
+    } else {
+        const std::string reply = Json{{"markdown", "# Double summary"}}.dump();
+        turn["items"] = Json::array({Json{{"type", "agentMessage"}, {"id", "m1"}, {"text", reply}}});
     }
-    if (scenario == "items") {
-        send(answer);
-        send(Json{{"method", "item/completed"}, {"params", {{"turnId", turnID}, {"item", agentMessage(reply)}}}});
-        completed["params"]["turn"]["items"] = Json::array();
-        send(completed);
-        return;
-    }
-    if (scenario == "early") {
-        send(completed);
-        send(answer);
-        return;
-    }
-    send(answer);
-    send(completed);
+    send(Json{{"method", "turn/completed"}, {"params", {{"threadId", request["params"]["threadId"]}, {"turn", turn}}}});
 }
 
 void handle(const Json& request) {
@@ -95,12 +66,6 @@ void handle(const Json& request) {
         if (scenario == "crash") {
             std::cerr << "thread 'main' panicked: the double was told to crash\n" << std::flush;
             std::exit(3);
-        }
-        if (scenario == "flood") {
-            const std::string block(1024, 'e');
-            for (int i = 0; i < 1024; ++i) std::cerr << block;
-            std::cerr << "last words" << std::flush;
-            std::exit(4);
         }
         send(Json{{"id", id}, {"result", {{"account", {{"type", "chatgpt"}, {"email", "double@example.invalid"}}}}}});
     } else if (method == "thread/start") {
@@ -120,14 +85,13 @@ int main(int argc, char** argv) {
     if (const char* record = std::getenv("QUILLON_DOUBLE_RECORD")) {
         std::ofstream out(record);
         for (int i = 1; i < argc; ++i) out << argv[i] << "\n";
-        const char* path = std::getenv("PATH");
-        out << "PATH=" << (path ? path : "") << "\n";
+        std::vector<std::string> environment;
+        for (char** entry = environ; *entry; ++entry) environment.emplace_back(*entry);
+        std::sort(environment.begin(), environment.end());
+        for (const auto& entry : environment) out << entry << "\n";
     }
-    if (scenario == "exit-at-once") return 0;
     std::string line;
     while (std::getline(std::cin, line)) {
-        if (scenario == "silent") continue;
-        if (scenario == "exit-on-first-line") return 0;
         const Json request = Json::parse(line, nullptr, false);
         if (request.is_discarded()) continue;
         handle(request);

@@ -84,27 +84,20 @@ void LocalResponsesServer::serve(std::stop_token stop) {
 }
 
 void LocalResponsesServer::answer(int connection) {
+    // Reads until the headers and then the body, as long as Content-Length says, are in.
     std::string request;
     std::size_t headerEnd = std::string::npos;
-    char buffer[65536];
-    while (headerEnd == std::string::npos) {
-        if (!waitReadable(connection, 5000)) return;
-        const ssize_t count = ::recv(connection, buffer, sizeof buffer, 0);
-        if (count <= 0) return;
-        request.append(buffer, static_cast<std::size_t>(count));
-        headerEnd = request.find("\r\n\r\n");
-    }
     std::size_t contentLength = 0;
-    std::string headers = request.substr(0, headerEnd);
-    for (auto& c : headers) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    if (auto at = headers.find("content-length:"); at != std::string::npos) {
-        contentLength = std::stoul(headers.substr(at + 15));
-    }
-    while (request.size() < headerEnd + 4 + contentLength) {
+    char buffer[65536];
+    while (headerEnd == std::string::npos || request.size() < headerEnd + 4 + contentLength) {
         if (!waitReadable(connection, 5000)) return;
         const ssize_t count = ::recv(connection, buffer, sizeof buffer, 0);
         if (count <= 0) return;
         request.append(buffer, static_cast<std::size_t>(count));
+        if (headerEnd != std::string::npos || (headerEnd = request.find("\r\n\r\n")) == std::string::npos) continue;
+        std::string headers = request.substr(0, headerEnd);
+        for (auto& c : headers) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        if (auto at = headers.find("content-length:"); at != std::string::npos) contentLength = std::stoul(headers.substr(at + 15));
     }
 
     std::string body;
@@ -114,7 +107,6 @@ void LocalResponsesServer::answer(int connection) {
             std::lock_guard lock(mutex_);
             lastBody_ = request.substr(headerEnd + 4, contentLength);
         }
-        ++responses_;
         body = eventStream();
         type = "text/event-stream";
     } else if (request.starts_with("GET") && request.find(" /v1/models") != std::string::npos) {

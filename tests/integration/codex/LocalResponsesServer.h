@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -19,7 +18,6 @@ public:
     int port() const { return port_; }
     void setReply(std::string text);
     void failWith(std::string message);
-    int responsesRequests() const { return responses_; }
     std::string lastRequestBody() const;
 
 private:
@@ -34,7 +32,6 @@ private:
     std::string reply_ = R"({"markdown":"# Local summary"})";
     std::string failure_;
     std::string lastBody_;
-    std::atomic<int> responses_{0};
     std::jthread thread_;
 };
 

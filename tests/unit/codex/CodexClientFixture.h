@@ -26,12 +26,10 @@ struct Outcome {
 class CodexClientFixture : public ::testing::Test {
 protected:
     CodexClientFixture() {
-        host.vars = {{"HOME", home()}, {"PATH", "/usr/bin:/bin"}};
+        host.vars = {{"HOME", ::testing::TempDir() + "quillon-codex-unit-home"}, {"PATH", "/usr/bin:/bin"}};
         host.executables = {"/usr/bin/codex"};
         server.answeringHandshake();
     }
-
-    static std::string home() { return ::testing::TempDir() + "quillon-codex-unit-home"; }
 
     std::shared_ptr<CodexAppServerClient> makeClient() {
         auto made = CodexAppServerClient::make({scheduler, server.factory(), host});
