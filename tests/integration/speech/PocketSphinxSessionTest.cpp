@@ -99,20 +99,6 @@ TEST_F(PocketSphinxSessionTest, SessionsAtOnceStreamCorrectedPhrasesEachFromItsO
     EXPECT_TRUE(first.failures.empty());
 }
 
-TEST_F(PocketSphinxSessionTest, CancelledSessionReportsNothingMoreAndFreesItsDecoder) {
-    Transcript cancelled, after;
-    auto session = factory_.makeSession(cancelled.handlers());
-    feed(*session, testing::readWavSamples(media("call.wav")), 0, SIZE_MAX, 16000.0);
-    session->cancel();
-    // Sessions go to the workers in turn, so the third runs after the cancel on the same worker.
-    factory_.makeSession(after.handlers())->cancel();
-    ASSERT_TRUE(finish(*factory_.makeSession(after.handlers())).has_value());
-    std::lock_guard lock(cancelled.mutex);
-    EXPECT_TRUE(cancelled.failures.empty());
-    EXPECT_TRUE(cancelled.updates.empty() || cancelled.updates.back().isProcessing);
-    EXPECT_GE(world_.engine.pool().idleCount(TranscriberPreset::progressiveTranscription), 1u);
-}
-
 TEST(PocketSphinxEngineTest, EnglishLocalesMapToUSEnglishAndHypothesesGetTheCapitalPronoun) {
     SpeechWorld world;
     for (const char* english : {"en", "en_US", "en-GB", "en_AU.UTF-8", "en_US@euro", "en_US_POSIX", "EN_in"}) {
