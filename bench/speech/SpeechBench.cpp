@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <future>
 #include <numeric>
@@ -85,19 +84,15 @@ double cpuSeconds() {
            static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
-long statusKB(const char* field) {
-    std::ifstream in("/proc/self/status");
-    for (std::string line; std::getline(in, line);) {
-        if (line.starts_with(field)) return std::stol(line.substr(std::strlen(field)));
-    }
-    return 0;
-}
-
-double median(std::vector<double> values) {
-    if (values.empty()) return 0;
+// "median M ms, max X ms" of the values, with the given number of decimals.
+std::string medianAndMax(std::vector<double> values, int decimals) {
     std::ranges::sort(values);
     const std::size_t mid = values.size() / 2;
-    return values.size() % 2 ? values[mid] : (values[mid - 1] + values[mid]) / 2;
+    const double median = values.empty() ? 0 : values.size() % 2 ? values[mid] : (values[mid - 1] + values[mid]) / 2;
+    char text[96];
+    std::snprintf(text, sizeof text, "median %.*f ms, max %.*f ms", decimals, median, decimals,
+                  values.empty() ? 0.0 : values.back());
+    return text;
 }
 
 std::vector<Recording> loadRecordings(const ScratchDirectory& scratch) {
@@ -167,39 +162,32 @@ int run(bool show) {
     std::printf("Model: %s (pocketsphinx-en-us); endpointer silence window %d ms\n\n", modelDirectory.c_str(),
                 PocketSphinxDecoderPool::endpointSilenceFrames * 10);
 
-    // Debian's own decoder, one process per file with the same model.
+    // Debian's own decoder, one process per file with the same model, and its cost of loading the
+    // model, from a file of a tenth of a second.
+    const auto continuous = [](const std::filesystem::path& file, std::string* out) {
+        rusage before{}, after{};
+        getrusage(RUSAGE_CHILDREN, &before);
+        const auto result = testing::runProcess({"pocketsphinx_continuous", "-infile", file.string(), "-hmm",
+                                                 modelDirectory + "en-us", "-lm", modelDirectory + "en-us.lm.bin",
+                                                 "-dict", modelDirectory + "cmudict-en-us.dict", "-logfn", "/dev/null"});
+        getrusage(RUSAGE_CHILDREN, &after);
+        if (out) *out = result.out;
+        return static_cast<double>(after.ru_utime.tv_sec - before.ru_utime.tv_sec) +
+               static_cast<double>(after.ru_utime.tv_usec - before.ru_utime.tv_usec) / 1e6;
+    };
     std::vector<std::string> referenceHypotheses;
     double referenceCpu = 0;
     for (const auto& r : recordings) {
-        rusage before{};
-        getrusage(RUSAGE_CHILDREN, &before);
-        const auto result = testing::runProcess({"pocketsphinx_continuous", "-infile", r.file.string(), "-hmm",
-                                                 modelDirectory + "en-us", "-lm", modelDirectory + "en-us.lm.bin",
-                                                 "-dict", modelDirectory + "cmudict-en-us.dict", "-logfn", "/dev/null"});
-        rusage after{};
-        getrusage(RUSAGE_CHILDREN, &after);
-        referenceCpu += static_cast<double>(after.ru_utime.tv_sec - before.ru_utime.tv_sec) +
-                        static_cast<double>(after.ru_utime.tv_usec - before.ru_utime.tv_usec) / 1e6;
+        std::string out;
+        referenceCpu += continuous(r.file, &out);
         std::string joined;
-        for (const auto& word : words(result.out)) joined += word + " ";
+        for (const auto& word : words(out)) joined += word + " ";
         referenceHypotheses.push_back(joined);
     }
-
-    // The same decoder's cost of loading the model, from a file of a tenth of a second.
     const auto blip = scratch / "blip.wav";
     testing::make({"sox", "-n", "-r", "16000", "-c", "1", "-b", "16", blip.string(), "trim", "0", "0.1"});
     double loadCpu = 0;
-    for (int i = 0; i < 3; ++i) {
-        rusage before{};
-        getrusage(RUSAGE_CHILDREN, &before);
-        testing::runProcess({"pocketsphinx_continuous", "-infile", blip.string(), "-hmm", modelDirectory + "en-us", "-lm",
-                             modelDirectory + "en-us.lm.bin", "-dict", modelDirectory + "cmudict-en-us.dict", "-logfn",
-                             "/dev/null"});
-        rusage after{};
-        getrusage(RUSAGE_CHILDREN, &after);
-        loadCpu += (static_cast<double>(after.ru_utime.tv_sec - before.ru_utime.tv_sec) +
-                    static_cast<double>(after.ru_utime.tv_usec - before.ru_utime.tv_usec) / 1e6) / 3;
-    }
+    for (int i = 0; i < 3; ++i) loadCpu += continuous(blip, nullptr) / 3;
 
     testing::SpeechWorld world;
 
@@ -260,8 +248,8 @@ int run(bool show) {
         }
     }
     std::printf("\nFirst file on a cold engine: %.2f s wall (model load included)\n", coldSeconds);
-    std::printf("Session ready (first update) on a warm engine: median %.1f ms, max %.1f ms over %zu sessions\n",
-                median(readyMs), readyMs.empty() ? 0.0 : *std::ranges::max_element(readyMs), readyMs.size());
+    std::printf("Session ready (first update) on a warm engine: %s over %zu sessions\n", medianAndMax(readyMs, 1).c_str(),
+                readyMs.size());
 
     {
         // Finalisation latency. Each recording, its trailing silence cut off so that its last sample
@@ -305,27 +293,22 @@ int run(bool show) {
                 if (stopAtOnce) stopMs.push_back(std::chrono::duration<double, std::milli>(Clock::now() - stopped).count());
             }
         }
-        std::printf("Finalisation latency beyond the %d ms silence window: median %.0f ms, max %.0f ms (%zu utterances)\n",
-                    PocketSphinxDecoderPool::endpointSilenceFrames * 10, median(endpointMs),
-                    endpointMs.empty() ? 0.0 : *std::ranges::max_element(endpointMs), endpointMs.size());
-        std::printf("Stop to final text (finishAndWait right after the last sample): median %.0f ms, max %.0f ms\n",
-                    median(stopMs), stopMs.empty() ? 0.0 : *std::ranges::max_element(stopMs));
+        std::printf("Finalisation latency beyond the %d ms silence window: %s (%zu utterances)\n",
+                    PocketSphinxDecoderPool::endpointSilenceFrames * 10, medianAndMax(endpointMs, 0).c_str(),
+                    endpointMs.size());
+        std::printf("Stop to final text (finishAndWait right after the last sample): %s\n", medianAndMax(stopMs, 0).c_str());
     }
 
     // Memory: each count in a fresh process, so that nothing above leaks into the figure.
     std::printf("\nPeak resident memory of a process with sessions alive at once (each prepared, fed, finished):\n");
     for (const char* count : {"0", "1", "10"}) {
-        const auto result = testing::runProcess({"/proc/self/exe", "--memory-sessions", count});
+        // By its path: the child is started through env(1), for which /proc/self/exe is env.
+        const auto self = std::filesystem::read_symlink("/proc/self/exe").string();
+        const auto result = testing::runProcess({self, "--memory-sessions", count});
         std::printf("  %2s sessions: %s", count, result.out.c_str());
     }
     return 0;
 }
-
-}  // namespace
-}  // namespace quillon
-
-namespace quillon {
-namespace {
 
 // Child mode: `count` sessions alive at once on a fresh engine; prints the peak resident memory.
 int measureSessions(std::size_t count) {
@@ -346,7 +329,9 @@ int measureSessions(std::size_t count) {
         append(*sessions.back(), samples);
     }
     for (std::size_t i = 0; i < count; ++i) runs[i]->finish(*sessions[i]);
-    std::printf("%.0f MB\n", static_cast<double>(statusKB("VmHWM:")) / 1024);
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    std::printf("%.0f MB\n", static_cast<double>(usage.ru_maxrss) / 1024);
     return 0;
 }
 

@@ -1,48 +1,59 @@
 #pragma once
 
 #include <map>
-#include <mutex>
 #include <optional>
-#include <set>
-#include <string>
 #include <vector>
 
 #include "core/ports/MediaImport.h"
 
 namespace quillon::testing {
 
-// Media files that exist only in the test: each path plays as blocks of samples, can be marked
-// as needing extraction (its cleanup is counted), or fails at a chosen step.
-class FakeMediaImport final : public quillon::MediaImport {
+// Media files that exist only in the test: each path plays as blocks of samples, can be marked as
+// needing extraction (the extracted copy is "<path>.m4a", its cleanups counted), or fails at a step.
+class FakeMediaImport final : public MediaImport {
 public:
     struct File {
-        bool supported = true;
-        bool needsExtraction = false;
-        std::optional<quillon::TranscriptionError> prepareError;
-        std::optional<quillon::TranscriptionError> openError;
         std::vector<std::vector<std::int16_t>> blocks;
+        bool needsExtraction = false;
+        std::optional<TranscriptionError> prepareError, openError;
         std::optional<std::size_t> failReadAtBlock;
         std::optional<double> durationSeconds;
     };
+    std::map<std::filesystem::path, File> files;
+    std::vector<std::filesystem::path> opened;
+    std::vector<AudioFormat> openedFormats;
+    int cleanups = 0;
 
-    void add(const std::filesystem::path& path, File file);
-
-    int cleanups() const;
-    std::vector<quillon::AudioFormat> openedFormats() const;
-    std::vector<std::filesystem::path> openedPaths() const;
-
-    bool isSupportedMedia(const std::filesystem::path& file) const override;
-    std::expected<quillon::PreparedAudioInput, quillon::TranscriptionError> prepareAudioInput(
-        const std::filesystem::path& file) override;
-    std::expected<std::unique_ptr<quillon::AudioFileReader>, quillon::TranscriptionError> openAudioFile(
-        const std::filesystem::path& file, quillon::AudioFormat format) override;
+    bool isSupportedMedia(const std::filesystem::path& file) const override { return files.contains(file); }
+    std::expected<PreparedAudioInput, TranscriptionError> prepareAudioInput(const std::filesystem::path& file) override {
+        const auto found = files.find(file);
+        if (found == files.end()) return std::unexpected(TranscriptionError::audioLoadFailed());
+        if (found->second.prepareError) return std::unexpected(*found->second.prepareError);
+        if (!found->second.needsExtraction) return PreparedAudioInput{file, [] {}};
+        files[file.string() + ".m4a"] = found->second;
+        return PreparedAudioInput{file.string() + ".m4a", [this] { ++cleanups; }};
+    }
+    std::expected<std::unique_ptr<AudioFileReader>, TranscriptionError> openAudioFile(const std::filesystem::path& file,
+                                                                                      AudioFormat format) override {
+        opened.push_back(file);
+        openedFormats.push_back(format);
+        const auto found = files.find(file);
+        if (found == files.end()) return std::unexpected(TranscriptionError::audioLoadFailed());
+        if (found->second.openError) return std::unexpected(*found->second.openError);
+        return std::make_unique<Reader>(found->second);
+    }
 
 private:
-    mutable std::mutex mutex_;
-    std::map<std::filesystem::path, File> files_;
-    int cleanups_ = 0;
-    std::vector<quillon::AudioFormat> openedFormats_;
-    std::vector<std::filesystem::path> openedPaths_;
+    struct Reader final : AudioFileReader {
+        explicit Reader(File f) : file(std::move(f)) {}
+        std::optional<double> durationSeconds() const override { return file.durationSeconds; }
+        std::expected<std::vector<std::int16_t>, TranscriptionError> read() override {
+            if (file.failReadAtBlock == next) return std::unexpected(TranscriptionError::audioLoadFailed());
+            return next < file.blocks.size() ? file.blocks[next++] : std::vector<std::int16_t>{};
+        }
+        File file;
+        std::size_t next = 0;
+    };
 };
 
 }  // namespace quillon::testing

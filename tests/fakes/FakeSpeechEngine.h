@@ -1,8 +1,6 @@
 #pragma once
 
 #include <deque>
-#include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,59 +9,79 @@
 
 namespace quillon::testing {
 
-// A recogniser that plays a script: each analyze() call hands out the next batch of results
-// (or what `onAnalyze` returns), finalizeAndFinish() the final batch. Failures can be injected
-// at every step, and every call is recorded. Transcribers and analyzers refer back to the engine,
-// which must outlive them.
-class FakeSpeechEngine final : public quillon::SpeechEngine {
+// A recogniser that plays a script: each analyze() call hands out the next batch of results,
+// finalizeAndFinish() the final batch. Every step can be made to fail, and every call is recorded.
+// Not thread-safe: sessions under test run on a ManualScheduler. Analyzers refer back to the engine.
+class FakeSpeechEngine final : public SpeechEngine {
 public:
-    using Results = std::vector<quillon::SpeechResult>;
+    using Results = std::vector<SpeechResult>;
 
-    // Configuration (set before the run).
     bool available = true;
-    std::vector<std::string> englishPrefixes{"en"};
-    std::optional<quillon::TranscriptionError> assetsError;
-    std::optional<quillon::AudioFormat> format = quillon::AudioFormat{16000.0, 1};
-    bool analyzerUnavailable = false;
-    std::optional<quillon::TranscriptionError> contextError;
-    std::optional<quillon::TranscriptionError> prepareError;
-    std::optional<quillon::TranscriptionError> finalizeError;
+    std::optional<AudioFormat> format = AudioFormat{16000.0, 1};
+    std::optional<TranscriptionError> assetsError, contextError, prepareError, finalizeError;
+    std::deque<Results> analyzeBatches;
+    Results finalizeBatch;
+    std::optional<std::pair<int, TranscriptionError>> analyzeFailure;  // at this 0-based call
 
-    // Script. Safe to extend from the test thread while a run is queued.
-    void scriptAnalyze(Results results);
-    void scriptFinalize(Results results);
-    void failAnalyzeCall(int callIndex, quillon::TranscriptionError error);  // 0-based
-    std::function<Results(std::span<const std::int16_t>)> onAnalyze;         // overrides the batches
+    std::vector<TranscriberPreset> presets;
+    std::vector<std::string> locales;
+    std::vector<AnalysisContext> contexts;
+    std::vector<std::int16_t> fed;
+    int analyzeCalls = 0, finalizeCalls = 0, cancelCalls = 0, analyzersAlive = 0;
 
-    // Records.
-    struct Record {
-        std::vector<quillon::TranscriberPreset> presets;
-        std::vector<std::string> locales;
-        std::vector<quillon::AudioFormat> preparedFormats;
-        std::vector<quillon::AnalysisContext> contexts;
-        std::vector<std::int16_t> fedSamples;
-        int analyzeCalls = 0;
-        int finalizeCalls = 0;
-        int cancelCalls = 0;
-        int analyzersAlive = 0;
-    };
-    Record record() const;
-
-    // SpeechEngine
     bool isAvailable() const override { return available; }
-    std::optional<std::string> supportedLocale(std::string_view localeIdentifier) const override;
-    std::unique_ptr<quillon::SpeechTranscriber> makeTranscriber(const std::string& locale,
-                                                                quillon::TranscriberPreset preset) override;
+    std::optional<std::string> supportedLocale(std::string_view identifier) const override {
+        return identifier.starts_with("en") ? std::optional<std::string>("en-US") : std::nullopt;
+    }
+    std::unique_ptr<SpeechTranscriber> makeTranscriber(const std::string& locale, TranscriberPreset preset) override {
+        presets.push_back(preset);
+        locales.push_back(locale);
+        return std::make_unique<Transcriber>(*this);
+    }
 
 private:
-    friend class FakeSpeechTranscriber;
-    friend class FakeSpeechAnalyzer;
+    static std::expected<void, TranscriptionError> outcome(const std::optional<TranscriptionError>& error) {
+        if (error) return std::unexpected(*error);
+        return {};
+    }
 
-    mutable std::mutex mutex_;
-    std::deque<Results> analyzeBatches_;
-    Results finalizeBatch_;
-    std::optional<std::pair<int, quillon::TranscriptionError>> analyzeFailure_;
-    Record record_;
+    struct Analyzer final : SpeechAnalyzer {
+        FakeSpeechEngine& e;
+        explicit Analyzer(FakeSpeechEngine& engine) : e(engine) { ++e.analyzersAlive; }
+        ~Analyzer() override { --e.analyzersAlive; }
+        std::expected<void, TranscriptionError> setContext(const AnalysisContext& context) override {
+            e.contexts.push_back(context);
+            return outcome(e.contextError);
+        }
+        std::expected<void, TranscriptionError> prepareToAnalyze(AudioFormat) override { return outcome(e.prepareError); }
+        std::expected<void, TranscriptionError> analyze(std::span<const std::int16_t> samples,
+                                                        const ResultHandler& onResult) override {
+            e.fed.insert(e.fed.end(), samples.begin(), samples.end());
+            if (e.analyzeFailure && e.analyzeFailure->first == e.analyzeCalls++) {
+                return std::unexpected(e.analyzeFailure->second);
+            }
+            if (e.analyzeBatches.empty()) return {};
+            const Results results = std::move(e.analyzeBatches.front());
+            e.analyzeBatches.pop_front();
+            for (const auto& result : results) onResult(result);
+            return {};
+        }
+        std::expected<void, TranscriptionError> finalizeAndFinish(const ResultHandler& onResult) override {
+            ++e.finalizeCalls;
+            if (e.finalizeError) return std::unexpected(*e.finalizeError);
+            for (const auto& result : std::exchange(e.finalizeBatch, {})) onResult(result);
+            return {};
+        }
+        void cancelAndFinishNow() override { ++e.cancelCalls; }
+    };
+
+    struct Transcriber final : SpeechTranscriber {
+        FakeSpeechEngine& e;
+        explicit Transcriber(FakeSpeechEngine& engine) : e(engine) {}
+        std::expected<void, TranscriptionError> ensureAssetsInstalled() override { return outcome(e.assetsError); }
+        std::optional<AudioFormat> bestAvailableAudioFormat() const override { return e.format; }
+        std::unique_ptr<SpeechAnalyzer> makeAnalyzer() override { return std::make_unique<Analyzer>(e); }
+    };
 };
 
 }  // namespace quillon::testing

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <mutex>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -9,21 +9,29 @@
 
 namespace quillon::testing {
 
-// Text rules with the clean-up of the real ones (white-space runs become one blank, ends
-// trimmed) and plain, case-sensitive word replacements in place of the user's corrections.
-// Replacements and glossary may change between calls, as the user's settings can.
-class FakeTranscriptTextRules final : public quillon::TranscriptTextRules {
+// Text rules with the clean-up of the real ones (white-space runs become one blank, ends trimmed)
+// and plain, case-sensitive replacements in place of the user's corrections.
+class FakeTranscriptTextRules final : public TranscriptTextRules {
 public:
-    void setCorrections(std::vector<std::pair<std::string, std::string>> corrections);
-    void setGlossary(std::vector<std::string> terms);
+    std::vector<std::pair<std::string, std::string>> corrections;
+    std::vector<std::string> glossary;
 
-    std::string normalize(std::string_view text) const override;
-    quillon::AnalysisContext analysisContext() const override;
-
-private:
-    mutable std::mutex mutex_;
-    std::vector<std::pair<std::string, std::string>> corrections_;
-    std::vector<std::string> glossary_;
+    std::string normalize(std::string_view text) const override {
+        std::istringstream in{std::string(text)};
+        std::string out;
+        for (std::string word; in >> word;) out += (out.empty() ? "" : " ") + word;
+        for (const auto& [from, to] : corrections) {
+            for (auto at = out.find(from); at != std::string::npos; at = out.find(from, at + to.size())) {
+                out.replace(at, from.size(), to);
+            }
+        }
+        return out;
+    }
+    AnalysisContext analysisContext() const override {
+        AnalysisContext context;
+        if (!glossary.empty()) context.contextualStrings[AnalysisContext::generalTag] = glossary;
+        return context;
+    }
 };
 
 }  // namespace quillon::testing

@@ -4,8 +4,8 @@
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -23,19 +23,10 @@ ScratchDirectory::ScratchDirectory()
     std::filesystem::create_directories(path_);
 }
 
-ScratchDirectory::~ScratchDirectory() {
-    std::error_code ignored;
-    std::filesystem::permissions(path_, std::filesystem::perms::owner_all, ignored);
-    for (const auto& entry : std::filesystem::directory_iterator(path_, ignored)) {
-        std::filesystem::permissions(entry.path(), std::filesystem::perms::owner_all, ignored);
-    }
-    std::filesystem::remove_all(path_, ignored);
-}
-
 std::vector<std::string> ScratchDirectory::entries() const {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(path_)) names.push_back(entry.path().filename());
-    std::sort(names.begin(), names.end());
+    std::ranges::sort(names);
     return names;
 }
 
@@ -46,42 +37,32 @@ std::string readFile(const std::filesystem::path& file) {
     return text.str();
 }
 
-ProcessResult runProcess(const std::vector<std::string>& argv, const std::map<std::string, std::string>& environment) {
-    ScratchDirectory outputs;
-    const auto outPath = outputs / "stdout";
-    const auto errPath = outputs / "stderr";
-
-    std::map<std::string, std::string> variables;
-    for (char** entry = environ; *entry; ++entry) {
-        std::string_view text(*entry);
-        const auto equals = text.find('=');
-        if (equals != std::string_view::npos) variables[std::string(text.substr(0, equals))] = text.substr(equals + 1);
+ProcessResult runProcess(std::vector<std::string> argv, const std::map<std::string, std::string>& environment) {
+    // env(1) sets and removes the variables, so the child gets them before it runs anything.
+    std::vector<std::string> command{"env"};
+    for (const auto& [name, value] : environment) {
+        if (value.empty()) command.insert(command.end(), {"-u", name});
     }
     for (const auto& [name, value] : environment) {
-        if (value.empty()) variables.erase(name);
-        else variables[name] = value;
+        if (!value.empty()) command.push_back(name + "=" + value);
     }
-    std::vector<std::string> envText;
-    for (const auto& [name, value] : variables) envText.push_back(name + "=" + value);
-    std::vector<char*> envp;
-    for (auto& text : envText) envp.push_back(text.data());
-    envp.push_back(nullptr);
-    std::vector<std::string> args = argv;
-    std::vector<char*> argp;
-    for (auto& arg : args) argp.push_back(arg.data());
-    argp.push_back(nullptr);
+    command.insert(command.end(), argv.begin(), argv.end());
+    std::vector<char*> args;
+    for (auto& arg : command) args.push_back(arg.data());
+    args.push_back(nullptr);
 
+    ScratchDirectory outputs;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&actions, 1, (outputs / "out").c_str(), O_WRONLY | O_CREAT, 0600);
+    posix_spawn_file_actions_addopen(&actions, 2, (outputs / "err").c_str(), O_WRONLY | O_CREAT, 0600);
     pid_t pid = 0;
-    const int spawned = posix_spawnp(&pid, argp[0], &actions, nullptr, argp.data(), envp.data());
+    const int spawned = posix_spawnp(&pid, "env", &actions, nullptr, args.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     ProcessResult result;
     if (spawned != 0) {
-        result.err = std::string("could not start ") + argv[0] + ": " + std::strerror(spawned);
+        result.err = std::string("could not start env: ") + std::strerror(spawned);
         return result;
     }
     int status = 0;
@@ -90,8 +71,8 @@ ProcessResult runProcess(const std::vector<std::string>& argv, const std::map<st
     }
     result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     result.peakMemoryKB = usage.ru_maxrss;
-    result.out = readFile(outPath);
-    result.err = readFile(errPath);
+    result.out = readFile(outputs / "out");
+    result.err = readFile(outputs / "err");
     return result;
 }
 
@@ -100,26 +81,42 @@ void make(const std::vector<std::string>& argv) {
     ASSERT_EQ(result.exitCode, 0) << argv[0] << " failed: " << result.err;
 }
 
-void synthesize(const std::string& text, const std::filesystem::path& wav, const std::string& voice) {
-    const auto raw = wav.string() + ".flite.wav";
-    make({"flite", "-voice", voice, "-t", text, "-o", raw});
-    make({"sox", raw, "-r", "16000", "-c", "1", "-b", "16", wav.string(), "pad", "0.5", "0.8"});
-    std::filesystem::remove(raw);
+std::filesystem::path media(const std::string& name) {
+    static const ScratchDirectory directory;
+    static const bool made = [] {
+        const auto at = [](const char* file) { return (directory / file).string(); };
+        for (const auto& [text, voice, file] : {std::tuple{"please call my mother tomorrow morning", "slt", "call"},
+                                                std::tuple{"the weather is nice today", "rms", "weather"}}) {
+            make({"flite", "-voice", voice, "-t", text, "-o", at(file) + ".flite.wav"});
+            make({"sox", at(file) + ".flite.wav", "-r", "16000", "-c", "1", "-b", "16", at(file) + ".wav", "pad", "0.5",
+                  "0.8"});
+        }
+        make({"sox", at("call.wav"), "-r", "48000", at("call48.wav")});
+        make({"sox", at("call.wav"), at("weather.wav"), at("both.wav"), "pad", "0", "1.5"});
+        make({"sox", "-n", "-r", "16000", "-c", "1", "-b", "16", at("silence.wav"), "trim", "0", "3"});
+        make({"ffmpeg", "-v", "error", "-i", at("call.wav"), "-c:a", "aac", at("call.m4a")});
+        const std::vector<std::string> video{"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc=size=160x120:rate=10"};
+        auto withSound = video;
+        withSound.insert(withSound.end(), {"-i", at("call.wav"), "-shortest", "-c:v", "mpeg4", "-c:a", "pcm_s16le", at("call.mov")});
+        make(withSound);
+        auto mute = video;
+        mute.insert(mute.end(), {"-t", "1", "-c:v", "mpeg4", at("mute.mp4")});
+        make(mute);
+        return true;
+    }();
+    (void)made;
+    return directory / name;
 }
 
 std::vector<std::int16_t> readWavSamples(const std::filesystem::path& wav) {
     const std::string bytes = readFile(wav);
     std::vector<std::int16_t> samples;
-    // Walk the RIFF chunks to "data".
-    std::size_t at = 12;
-    while (at + 8 <= bytes.size()) {
-        const std::string id = bytes.substr(at, 4);
+    for (std::size_t at = 12; at + 8 <= bytes.size();) {  // the RIFF chunks, up to "data"
         std::uint32_t size = 0;
         std::memcpy(&size, bytes.data() + at + 4, 4);
         at += 8;
-        if (id == "data") {
-            const std::size_t end = std::min(bytes.size(), at + size);
-            samples.resize((end - at) / 2);
+        if (bytes.compare(at - 8, 4, "data") == 0) {
+            samples.resize((std::min<std::size_t>(bytes.size(), at + size) - at) / 2);
             std::memcpy(samples.data(), bytes.data() + at, samples.size() * 2);
             break;
         }

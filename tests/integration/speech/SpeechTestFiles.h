@@ -1,26 +1,26 @@
 #pragma once
 
 #include <filesystem>
-#include <initializer_list>
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace quillon::testing {
 
-// A private temporary directory for one test, removed with everything in it at the end.
+// A private temporary directory, removed with everything in it at the end.
 class ScratchDirectory {
 public:
     ScratchDirectory();
-    ~ScratchDirectory();
+    ~ScratchDirectory() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
     ScratchDirectory(const ScratchDirectory&) = delete;
     ScratchDirectory& operator=(const ScratchDirectory&) = delete;
 
     const std::filesystem::path& path() const { return path_; }
     std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
-    // Names of the entries directly inside, sorted.
-    std::vector<std::string> entries() const;
+    std::vector<std::string> entries() const;  // names directly inside, sorted
 
 private:
     std::filesystem::path path_;
@@ -35,20 +35,21 @@ struct ProcessResult {
 
 // Runs `argv` to its end with standard input closed; `environment` entries replace or, with an
 // empty value, remove the parent's variables.
-ProcessResult runProcess(const std::vector<std::string>& argv,
-                         const std::map<std::string, std::string>& environment = {});
+ProcessResult runProcess(std::vector<std::string> argv, const std::map<std::string, std::string>& environment = {});
 
 // Runs a tool that makes test media and fails the test when it does not succeed.
 void make(const std::vector<std::string>& argv);
 
-// Spoken `text` as a 16 kHz mono WAV, from flite's 16 kHz US English voice, with half a second of
-// silence around it so that the recogniser's endpointer hears the speech begin and end.
-void synthesize(const std::string& text, const std::filesystem::path& wav, const std::string& voice = "slt");
+// Speech for the tests, made once per process: call.wav ("please call my mother tomorrow
+// morning", flite's slt voice, 16 kHz mono with half a second of silence around it), call48.wav
+// (the same at 48 kHz), weather.wav ("the weather is nice today", the rms voice), both.wav (the two
+// with a pause between), call.m4a, call.mov (a video with the call as its sound), mute.mp4 (a video
+// without sound) and silence.wav (3 s).
+std::filesystem::path media(const std::string& name);
 
 // The samples of a 16-bit mono WAV file (the data chunk, little-endian).
 std::vector<std::int16_t> readWavSamples(const std::filesystem::path& wav);
 
-// The file's contents.
 std::string readFile(const std::filesystem::path& file);
 
 }  // namespace quillon::testing

@@ -27,14 +27,12 @@ struct SessionHarness {
     SpeechTranscriptionSupport support{engine, rules, [this] { return locale; }, log.logger(LogCategory::transcription)};
 
     std::vector<std::string> events;
-    std::vector<TranscriptionUpdate> updates;
-    std::optional<std::expected<std::string, TranscriptionError>> finalResult;
+    std::optional<std::expected<std::string, TranscriptionError>> result;
     int completions = 0;
 
     SpeechSessionHandlers handlers() {
         SpeechSessionHandlers h;
         h.onUpdate = [this](const TranscriptionUpdate& u) {
-            updates.push_back(u);
             events.push_back("update[" + u.committedText + "|" + u.provisionalText + "|" +
                              (u.isProcessing ? "processing" : "done") + "]");
         };
@@ -51,21 +49,17 @@ struct SessionHarness {
     }
 
     void finish(SpeechSession& session) {
-        session.finishAndWait([this](std::expected<std::string, TranscriptionError> result) {
+        session.finishAndWait([this](std::expected<std::string, TranscriptionError> r) {
             ++completions;
-            finalResult = std::move(result);
+            result = std::move(r);
             events.push_back("completion");
         });
     }
 
     // Pushes `count` samples of `value` at `rate`, as the audio thread does.
     static void push(SpeechSession& session, std::size_t count, std::int16_t value = 100, double rate = 16000.0) {
-        std::vector<std::byte> bytes(count * 2);
-        for (std::size_t i = 0; i < count; ++i) {
-            bytes[2 * i] = std::byte(static_cast<std::uint16_t>(value) & 0xff);
-            bytes[2 * i + 1] = std::byte(static_cast<std::uint16_t>(value) >> 8);
-        }
-        session.appendPCM16(bytes, rate);
+        const std::vector<std::int16_t> samples(count, value);
+        session.appendPCM16(std::as_bytes(std::span(samples)), rate);
     }
 };
 
