@@ -44,7 +44,7 @@ protected:
     // Reads the browser's log until the page reports `id` holding `json`.
     bool awaitValue(const std::string& id, const std::string& json) {
         const std::string wanted = "VALUE " + id + "=" + json;
-        const auto deadline = steady_clock::now() + seconds(10);
+        const auto deadline = steady_clock::now() + seconds(30);
         while (steady_clock::now() < deadline) {
             const auto line = browser_->readLine(seconds(1));
             if (line && line->find("VALUE") != std::string::npos) lastValue_ = *line;

@@ -64,9 +64,9 @@ struct DesktopWorld {
                                             bool waitForReady = true, bool mergeErrors = false) {
         auto application = std::make_unique<TestApplication>(program, arguments, mergeErrors);
         if (!application->started()) return nullptr;
-        if (waitForReady && application->readLine(std::chrono::seconds(20)) != "ready") return nullptr;
+        if (waitForReady && application->readLine(std::chrono::seconds(60)) != "ready") return nullptr;
         const int pid = application->pid();
-        if (!waitUntil([&] { return applications.activate(pid); }, std::chrono::seconds(20))) return nullptr;
+        if (!waitUntil([&] { return applications.activate(pid); }, std::chrono::seconds(60))) return nullptr;
         if (!waitUntil([&] { return applications.frontmostProcessIdentifier() == pid; })) return nullptr;
         return application;
     }
