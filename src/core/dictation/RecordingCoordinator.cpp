@@ -17,32 +17,30 @@ void removeRecordingFile(const std::filesystem::path& file) {
     std::filesystem::remove(file, ignored);
 }
 
-std::string flagText(bool value) { return value ? "true" : "false"; }
+std::string flagText(bool value) {
+    return value ? "true" : "false";
+}
 
 }  // namespace
 
 RecordingCoordinator::RecordingCoordinator(Collaborators collaborators, Logger logger)
-    : main_(collaborators.main),
-      recorder_(collaborators.recorder),
-      hotkey_(collaborators.hotkey),
-      textInsertion_(collaborators.textInsertion),
-      speechSessions_(collaborators.speechSessions),
-      fileTranscriber_(collaborators.fileTranscriber),
-      indicator_(collaborators.indicator),
-      soundPlayer_(collaborators.soundPlayer),
-      settings_(collaborators.settings),
-      liveTranscriptActivity_(collaborators.liveTranscriptActivity),
+    : collaborators_(collaborators),
       logger_(logger),
       deliveries_(collaborators.main, collaborators.textInsertion, logger) {
     // Start and stop are posted so that they run after the key event has been handled and
     // swallowed; the mode change is applied within it.
-    hotkey_.onStartRecording = weakOwner_.weakly([this] { main_.post(weakOwner_.weakly([this] { startRecording(); })); });
-    hotkey_.onRecordingModeChanged = weakOwner_.weakly([this](bool enabled) { setTapToggleMode(enabled); });
-    hotkey_.onStopRecording = weakOwner_.weakly([this] { main_.post(weakOwner_.weakly([this] { stopRecording(); })); });
-    recorder_.onRecordingComplete = weakOwner_.weakly([this](const std::filesystem::path& file) {
-        main_.post(weakOwner_.weakly([this, file] { handleRecordingComplete(file); }));
-    });
-    recorder_.onError = weakOwner_.weakly([this](const std::string& description) { handleError(description); });
+    collaborators_.hotkey.onStartRecording = weakOwner_.weakly(
+        [this] { collaborators_.main.post(weakOwner_.weakly([this] { startRecording(); })); });
+    collaborators_.hotkey.onRecordingModeChanged =
+        weakOwner_.weakly([this](bool enabled) { setTapToggleMode(enabled); });
+    collaborators_.hotkey.onStopRecording = weakOwner_.weakly(
+        [this] { collaborators_.main.post(weakOwner_.weakly([this] { stopRecording(); })); });
+    collaborators_.recorder.onRecordingComplete =
+        weakOwner_.weakly([this](const std::filesystem::path& file) {
+            collaborators_.main.post(weakOwner_.weakly([this, file] { handleRecordingComplete(file); }));
+        });
+    collaborators_.recorder.onError =
+        weakOwner_.weakly([this](const std::string& description) { handleError(description); });
 }
 
 RecordingCoordinator::~RecordingCoordinator() = default;
@@ -53,18 +51,18 @@ void RecordingCoordinator::setMenuBarController(std::weak_ptr<MenuBarController>
 }
 
 void RecordingCoordinator::startRecording() {
-    if (liveTranscriptActivity_.activeSnapshot()) {
+    if (collaborators_.liveTranscriptActivity.activeSnapshot()) {
         // The hotkey is deliberately left as it is: it follows the key until its next event.
         logger_.info("Ignoring dictation hotkey while live transcription is active");
         return;
     }
 
     // The target is taken before anything else can move the focus; no recording without one.
-    auto target = textInsertion_.captureFocusedTextTarget();
+    auto target = collaborators_.textInsertion.captureFocusedTextTarget();
     if (!target) {
         logger_.error("Could not bind recording to a focused text field: " + description(target.error()));
         updateState(AppState::error(std::string(noTextFieldMessage)));
-        hotkey_.resetToIdle();
+        collaborators_.hotkey.resetToIdle();
         return;
     }
 
@@ -77,13 +75,13 @@ void RecordingCoordinator::startRecording() {
     isTapToggleMode_ = false;
 
     // Every recording starts as a press; the hotkey settles hold or tap-to-toggle later.
-    auto started = recorder_.startRecording(false, true);
+    auto started = collaborators_.recorder.startRecording(false, true);
     if (!started) {
         if (transcriptionSession_) transcriptionSession_->cancel();
         transcriptionSession_.reset();
         activeInsertionSessionID_.reset();
         deliveries_.discard(sessionID);
-        recorder_.setOnPCM16Data(nullptr);
+        collaborators_.recorder.setOnPCM16Data(nullptr);
         const std::string message = "Failed to start recording: " + started.error();
         logger_.error(message);
         updateState(AppState::error(message));
@@ -91,59 +89,63 @@ void RecordingCoordinator::startRecording() {
     }
 
     updateState(AppState::recording());
-    indicator_.setMode(RecordingIndicatorMode::recording);
-    indicator_.show();
-    if (settings_.soundFeedbackEnabled()) playSound("Start");
+    collaborators_.indicator.setMode(RecordingIndicatorMode::recording);
+    collaborators_.indicator.show();
+    if (collaborators_.settings.soundFeedbackEnabled()) playSound("Start");
     logger_.info("Recording started (tap-to-toggle mode: " + flagText(isTapToggleMode_) + ")");
 }
 
 std::shared_ptr<SpeechSession> RecordingCoordinator::makeTranscriptionSession(const Uuid& sessionID) {
     // The session calls back on its own thread: each handler only posts to the main thread.
-    auto insert = weakOwner_.weakly([this, sessionID](const std::string& phrase, const std::string& accumulated) {
-        insertFinalizedPhrase(phrase, accumulated, sessionID);
-    });
-    auto fail = weakOwner_.weakly([this, sessionID](const std::string& message) { transcriptionFailed(message, sessionID); });
+    auto insert =
+        weakOwner_.weakly([this, sessionID](const std::string& phrase, const std::string& accumulated) {
+            insertFinalizedPhrase(phrase, accumulated, sessionID);
+        });
+    auto fail = weakOwner_.weakly(
+        [this, sessionID](const std::string& message) { transcriptionFailed(message, sessionID); });
 
     SpeechSessionHandlers handlers;
-    handlers.onPhraseFinalized = [&main = main_, insert](const std::string& phrase, const std::string& accumulated) {
+    handlers.onPhraseFinalized = [&main = collaborators_.main, insert](const std::string& phrase,
+                                                                       const std::string& accumulated) {
         main.post([insert, phrase, accumulated] { insert(phrase, accumulated); });
     };
-    handlers.onFailure = [&main = main_, fail](const std::string& message) {
+    handlers.onFailure = [&main = collaborators_.main, fail](const std::string& message) {
         main.post([fail, message] { fail(message); });
     };
-    return speechSessions_.makeSession(std::move(handlers));
+    return collaborators_.speechSessions.makeSession(std::move(handlers));
 }
 
 void RecordingCoordinator::routeAudio(const std::shared_ptr<SpeechSession>& session) {
-    recorder_.setOnPCM16Data([weakSession = std::weak_ptr<SpeechSession>(session)](std::span<const std::byte> block) {
-        if (auto alive = weakSession.lock()) alive->appendPCM16(block, sampleRate);
-    });
+    collaborators_.recorder.setOnPCM16Data(
+        [weakSession = std::weak_ptr<SpeechSession>(session)](std::span<const std::byte> block) {
+            if (auto alive = weakSession.lock()) alive->appendPCM16(block, sampleRate);
+        });
 }
 
 void RecordingCoordinator::setTapToggleMode(bool enabled) {
     // A press can outlive its recording (a refused or failed start): nothing to change then.
-    if (!recorder_.isRunning()) return;
+    if (!collaborators_.recorder.isRunning()) return;
     isTapToggleMode_ = enabled;
-    recorder_.setTapToggleMode(enabled);
+    collaborators_.recorder.setTapToggleMode(enabled);
     logger_.info("Recording mode changed (tap-to-toggle mode: " + flagText(enabled) + ")");
 }
 
 void RecordingCoordinator::stopRecording() {
     isTapToggleMode_ = false;
-    recorder_.setIsTapToggleMode(false);
-    recorder_.cancelMaxDurationTimer();
-    recorder_.stopRecording();
-    indicator_.setMode(RecordingIndicatorMode::transcribing);
+    collaborators_.recorder.setIsTapToggleMode(false);
+    collaborators_.recorder.cancelMaxDurationTimer();
+    collaborators_.recorder.stopRecording();
+    collaborators_.indicator.setMode(RecordingIndicatorMode::transcribing);
     updateState(AppState::transcribing());
     // The hotkey may start the next recording before this one has delivered its text.
-    hotkey_.resetToIdle();
-    if (settings_.soundFeedbackEnabled()) playSound("End");
+    collaborators_.hotkey.resetToIdle();
+    if (collaborators_.settings.soundFeedbackEnabled()) playSound("End");
     logger_.info("Recording stopped");
 }
 
 void RecordingCoordinator::handleRecordingComplete(const std::filesystem::path& file) {
     std::shared_ptr<SpeechSession> session = transcriptionSession_;
-    if (recorder_.isAutomaticRollover() && session) {
+    if (collaborators_.recorder.isAutomaticRollover() && session) {
         // A chunk boundary of a long recording: the session goes on with the next chunk.
         removeRecordingFile(file);
         logger_.info("Recording file rolled over while transcription continues");
@@ -152,7 +154,7 @@ void RecordingCoordinator::handleRecordingComplete(const std::filesystem::path& 
 
     const std::optional<Uuid> sessionID = activeInsertionSessionID_;
     transcriptionSession_.reset();
-    recorder_.setOnPCM16Data(nullptr);
+    collaborators_.recorder.setOnPCM16Data(nullptr);
 
     if (sessionID && deliveries_.contains(*sessionID)) {
         // From here on the session's text goes to whatever field has the focus.
@@ -164,7 +166,8 @@ void RecordingCoordinator::handleRecordingComplete(const std::filesystem::path& 
         [this, sessionID](const TranscriptResult& result) { transcriptionFinished(sessionID, result); });
     // Runs on the session's thread. It keeps the session alive until the main thread has the
     // result, so the session is never destroyed from within its own callback.
-    auto completion = [&main = main_, file, finished, session](TranscriptResult result) mutable {
+    auto completion = [&main = collaborators_.main, file, finished,
+                       session](TranscriptResult result) mutable {
         removeRecordingFile(file);
         main.post([finished, result = std::move(result), session = std::move(session)] { finished(result); });
     };
@@ -175,26 +178,28 @@ void RecordingCoordinator::handleRecordingComplete(const std::filesystem::path& 
     }
 }
 
-void RecordingCoordinator::transcriptionFinished(const std::optional<Uuid>& sessionID, const TranscriptResult& result) {
+void RecordingCoordinator::transcriptionFinished(const std::optional<Uuid>& sessionID,
+                                                 const TranscriptResult& result) {
     if (result) {
         if (sessionID) deliveries_.finishInsertionDelivery(*sessionID, *result);
         releaseActiveSession(sessionID);
         // A newer recording owns the icon and the indicator while it runs.
-        if (!recorder_.isRunning()) {
+        if (!collaborators_.recorder.isRunning()) {
             updateState(AppState::idle());
-            indicator_.hide();
+            collaborators_.indicator.hide();
         }
         logger_.info("Transcription complete");
         return;
     }
 
     // Whatever the session had finalised still reaches a field or the clipboard.
-    if (sessionID && deliveries_.contains(*sessionID)) deliveries_.finishInsertionDelivery(*sessionID, std::string());
+    if (sessionID && deliveries_.contains(*sessionID))
+        deliveries_.finishInsertionDelivery(*sessionID, std::string());
     releaseActiveSession(sessionID);
     const std::string message = "Transcription failed: " + result.error().description();
-    if (!recorder_.isRunning()) {
+    if (!collaborators_.recorder.isRunning()) {
         updateState(AppState::error(message));
-        indicator_.hide();
+        collaborators_.indicator.hide();
     }
     logger_.error(message);
 }
@@ -216,20 +221,20 @@ void RecordingCoordinator::handleError(const std::string& description) {
     }
     if (activeInsertionSessionID_) {
         // Text the session had finalised is still delivered, or put on the clipboard.
-        main_.post(weakOwner_.weakly([this, sessionID = *activeInsertionSessionID_] {
+        collaborators_.main.post(weakOwner_.weakly([this, sessionID = *activeInsertionSessionID_] {
             deliveries_.finishInsertionDelivery(sessionID, std::string());
         }));
     }
     activeInsertionSessionID_.reset();
-    recorder_.setOnPCM16Data(nullptr);
+    collaborators_.recorder.setOnPCM16Data(nullptr);
     logger_.error("Recording error: " + description);
     updateState(AppState::error(description));
-    indicator_.hide();
-    hotkey_.resetToIdle();
+    collaborators_.indicator.hide();
+    collaborators_.hotkey.resetToIdle();
 }
 
-void RecordingCoordinator::insertFinalizedPhrase(const std::string& phrase, const std::string& accumulatedText,
-                                                 const Uuid& sessionID) {
+void RecordingCoordinator::insertFinalizedPhrase(const std::string& phrase,
+                                                 const std::string& accumulatedText, const Uuid& sessionID) {
     deliveries_.insertFinalizedPhrase(phrase, accumulatedText, sessionID);
 }
 
@@ -240,12 +245,14 @@ void RecordingCoordinator::transcribeImportedMedia(const std::filesystem::path& 
 
     auto finished = weakOwner_.weakly(
         [this, job, file](const TranscriptResult& result) { importedMediaFinished(job, file, result); });
-    fileTranscriber_.transcribe(file, [&main = main_, finished](TranscriptResult result) {
-        main.post([finished, result = std::move(result)] { finished(result); });
-    });
+    collaborators_.fileTranscriber.transcribe(
+        file, [&main = collaborators_.main, finished](TranscriptResult result) {
+            main.post([finished, result = std::move(result)] { finished(result); });
+        });
 }
 
-void RecordingCoordinator::importedMediaFinished(const std::optional<Uuid>& job, const std::filesystem::path& file,
+void RecordingCoordinator::importedMediaFinished(const std::optional<Uuid>& job,
+                                                 const std::filesystem::path& file,
                                                  const TranscriptResult& result) {
     const std::string sourceName = file.filename().string();
     // The window may have been closed meanwhile; the windows drop results for closed jobs.
@@ -266,12 +273,12 @@ void RecordingCoordinator::importedMediaFinished(const std::optional<Uuid>& job,
 }
 
 void RecordingCoordinator::playSound(const std::string& name) {
-    const auto resource = soundPlayer_.soundResource(name, "m4a");
+    const auto resource = collaborators_.soundPlayer.soundResource(name, "m4a");
     if (!resource) {
         logger_.error("Could not find sound file: " + name + ".m4a");
         return;
     }
-    auto sound = soundPlayer_.loadSound(*resource);
+    auto sound = collaborators_.soundPlayer.loadSound(*resource);
     if (!sound) {
         logger_.error("Could not load sound file: " + resource->string());
         return;
@@ -280,7 +287,7 @@ void RecordingCoordinator::playSound(const std::string& name) {
     sound->play();
     // Releases every sound held, not just this one: a sound started within the last two seconds
     // may be cut short, which is accepted.
-    main_.postAfter(soundRetention, weakOwner_.weakly([this] { playingSounds_.clear(); }));
+    collaborators_.main.postAfter(soundRetention, weakOwner_.weakly([this] { playingSounds_.clear(); }));
 }
 
 void RecordingCoordinator::updateState(AppState state) {

@@ -78,7 +78,8 @@ public:
     void transcribeImportedMedia(const std::filesystem::path& file);
     void playSound(const std::string& name);
 
-    void insertFinalizedPhrase(const std::string& phrase, const std::string& accumulatedText, const Uuid& sessionID);
+    void insertFinalizedPhrase(const std::string& phrase, const std::string& accumulatedText,
+                               const Uuid& sessionID);
 
     bool isTapToggleMode() const { return isTapToggleMode_; }
     // The newest session, while it is current.
@@ -97,16 +98,7 @@ private:
     void updateState(AppState state);
     void addTranscription(const std::string& text);
 
-    Scheduler& main_;
-    DictationRecorder& recorder_;
-    DictationHotkey& hotkey_;
-    TextInsertion& textInsertion_;
-    SpeechSessionFactory& speechSessions_;
-    FileTranscriber& fileTranscriber_;
-    RecordingIndicator& indicator_;
-    SoundPlayer& soundPlayer_;
-    const SettingsManager& settings_;
-    const LiveTranscriptActivity& liveTranscriptActivity_;
+    Collaborators collaborators_;
     Logger logger_;
 
     std::weak_ptr<MenuBarController> menuBarController_;
