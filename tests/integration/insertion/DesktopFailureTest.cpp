@@ -14,19 +14,11 @@ using namespace std::chrono;
 using testing::DesktopWorld;
 using testing::TestApplication;
 
-class DesktopFailureTest : public ::testing::Test {
+class DesktopFailureTest : public testing::DesktopTest {
 protected:
-    void SetUp() override {
-        if (const auto missing = testing::missingDesktop(); !missing.empty()) GTEST_SKIP() << missing;
-    }
-
     std::unique_ptr<TestApplication> startGtk(const std::string& focus, const std::vector<std::string>& arguments = {}) {
-        auto application = world.launch(DesktopWorld::fixture("quillon_gtk_text_fixture"), arguments);
-        if (application) application->ask("focus " + focus);
-        return application;
+        return startFixture("quillon_gtk_text_fixture", arguments, focus);
     }
-
-    DesktopWorld world;
 };
 
 TEST_F(DesktopFailureTest, ZenityEntryGetsTheTextItPrintsOnReturn) {

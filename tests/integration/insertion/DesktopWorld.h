@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <QCoreApplication>
 #include <gtest/gtest.h>
@@ -102,6 +103,30 @@ struct DesktopWorld {
     PasteboardQt pasteboard;
     TextInserter inserter{accessibility, keyboard, pasteboard, applications, pacer,
                           mainQueue,     settings, log.logger(LogCategory::insertion)};
+};
+
+// Base of the tests that drive real applications on the session's desktop.
+class DesktopTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (const auto missing = missingDesktop(); !missing.empty()) GTEST_SKIP() << missing;
+    }
+
+    // Starts one of the suite's text fixture programs with the widget `focus` focused.
+    std::unique_ptr<TestApplication> startFixture(const std::string& fixture, const std::vector<std::string>& arguments,
+                                                  const std::string& focus) {
+        auto application = world.launch(DesktopWorld::fixture(fixture.c_str()), arguments);
+        if (application) application->ask("focus " + focus);
+        return application;
+    }
+
+    // What a fixture's widget holds now.
+    std::string contents(TestApplication& application, const std::string& widget) {
+        const auto line = application.ask("dump " + widget);
+        return line ? line->substr(widget.size() + 1) : "<no answer>";
+    }
+
+    DesktopWorld world;
 };
 
 }  // namespace quillon::testing

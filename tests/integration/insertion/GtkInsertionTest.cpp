@@ -9,24 +9,11 @@ using namespace std::chrono_literals;
 using testing::DesktopWorld;
 using testing::TestApplication;
 
-class GtkInsertionTest : public ::testing::Test {
+class GtkInsertionTest : public testing::DesktopTest {
 protected:
-    void SetUp() override {
-        if (const auto missing = testing::missingDesktop(); !missing.empty()) GTEST_SKIP() << missing;
-    }
-
     std::unique_ptr<TestApplication> start(const std::vector<std::string>& arguments, const std::string& focus) {
-        auto application = world.launch(DesktopWorld::fixture("quillon_gtk_text_fixture"), arguments);
-        if (application) application->ask("focus " + focus);
-        return application;
+        return startFixture("quillon_gtk_text_fixture", arguments, focus);
     }
-
-    std::string contents(TestApplication& application, const std::string& widget) {
-        const auto line = application.ask("dump " + widget);
-        return line ? line->substr(widget.size() + 1) : "<no answer>";
-    }
-
-    DesktopWorld world;
 };
 
 TEST_F(GtkInsertionTest, EntryTakesTextThroughTheAccessibilityPathAndReadsBack) {

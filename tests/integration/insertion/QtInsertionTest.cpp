@@ -8,24 +8,11 @@ namespace {
 using testing::DesktopWorld;
 using testing::TestApplication;
 
-class QtInsertionTest : public ::testing::Test {
+class QtInsertionTest : public testing::DesktopTest {
 protected:
-    void SetUp() override {
-        if (const auto missing = testing::missingDesktop(); !missing.empty()) GTEST_SKIP() << missing;
-    }
-
     std::unique_ptr<TestApplication> start(const std::vector<std::string>& arguments, const std::string& focus) {
-        auto application = world.launch(DesktopWorld::fixture("quillon_qt_text_fixture"), arguments);
-        if (application) application->ask("focus " + focus);
-        return application;
+        return startFixture("quillon_qt_text_fixture", arguments, focus);
     }
-
-    std::string contents(TestApplication& application, const std::string& widget) {
-        const auto line = application.ask("dump " + widget);
-        return line ? line->substr(widget.size() + 1) : "<no answer>";
-    }
-
-    DesktopWorld world;
 };
 
 TEST_F(QtInsertionTest, LineEditTakesTextAtTheCaretAndReadsBack) {
