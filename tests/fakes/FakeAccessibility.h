@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <memory>
@@ -8,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "core/insertion/TextOffsets.h"
 #include "core/ports/Accessibility.h"
 
 namespace quillon::testing {
@@ -21,82 +23,134 @@ struct FakeElement final : quillon::AccessibilityElement {
     std::string id;
     std::optional<quillon::AccessibilityRole> role;
     std::optional<int> processIdentifier = 100;
-    std::optional<std::string> value;
-    std::optional<std::string> text;
+    std::optional<std::string> value, text, selectedText, placeholder;
     std::optional<quillon::TextRange> selection;
-    std::optional<std::string> selectedText;
     std::optional<long> insertionPoint;
-    std::optional<std::string> placeholder;
     std::optional<bool> focused;
     std::set<quillon::ElementAction> actions;
-    std::optional<std::vector<quillon::ElementRef>> children;
-    std::optional<std::vector<quillon::ElementRef>> contents;
-    std::optional<std::vector<quillon::ElementRef>> windows;
+    std::optional<std::vector<quillon::ElementRef>> children, contents, windows;
     quillon::ElementRef focusedElement;  // for application elements
 
     bool selectedTextSettable = false;
     bool acceptsSelectedText = true;  // a settable write may still be refused
     bool acceptsValue = true;
-    bool acceptsRange = true;
     // Writes report success but leave the text as it was (an application that ignores them).
     bool ignoresWrites = false;
-    bool pasteSucceeds = true;
     // What the application makes of text it is given (drops a character, say); none keeps it.
     std::function<std::string(const std::string&)> rewrite;
 
     // What a key press or a paste does to a text field: the text replaces the selection.
-    void typeAtCaret(const std::string& typed);
+    void typeAtCaret(const std::string& given) {
+        namespace offsets = quillon::textoffsets;
+        const std::string typed = rewrite ? rewrite(given) : given;
+        std::string content = value.value_or("");
+        const auto length = static_cast<long>(offsets::codePointCount(content));
+        quillon::TextRange range = selection.value_or(quillon::TextRange{length, 0});
+        range.location = std::clamp(range.location, 0L, length);
+        range.length = std::clamp(range.length, 0L, length - range.location);
+        const auto start = offsets::byteOffsetOfCodePoint(content, static_cast<std::size_t>(range.location));
+        const auto end = offsets::byteOffsetOfCodePoint(content, static_cast<std::size_t>(range.location + range.length));
+        content.replace(start, end - start, typed);
+        value = content;
+        selection = quillon::TextRange{range.location + static_cast<long>(offsets::codePointCount(typed)), 0};
+    }
 
-    // Convenience for tests: an editable text field holding `content` with the caret at its end.
+    // An editable, focused text field holding `content` with the caret at its end.
     static std::shared_ptr<FakeElement> textField(std::string id, std::string content,
-                                                  quillon::AccessibilityRole role = quillon::AccessibilityRole::textField);
+                                                  quillon::AccessibilityRole role = quillon::AccessibilityRole::textField) {
+        auto field = std::make_shared<FakeElement>(std::move(id), role);
+        field->selection = quillon::TextRange{static_cast<long>(quillon::textoffsets::codePointCount(content)), 0};
+        field->value = std::move(content);
+        field->selectedTextSettable = true;
+        field->focused = true;
+        return field;
+    }
 };
 
 // The desktop's accessibility service, made of FakeElements. Records each write and action.
 class FakeAccessibility final : public quillon::Accessibility {
+    using Ref = quillon::ElementRef;
+    using Refs = std::optional<std::vector<Ref>>;
+
 public:
+    static FakeElement& of(const Ref& element) {
+        return const_cast<FakeElement&>(dynamic_cast<const FakeElement&>(*element));
+    }
+
     bool isProcessTrusted() override { return trusted; }
-    std::optional<std::string> enableAccessibility() override;
-
-    quillon::ElementRef systemWideFocusedElement() override { return systemFocus; }
-    quillon::ElementRef focusedApplication() override { return focusedApp; }
-    quillon::ElementRef applicationElement(int processIdentifier) override;
-    quillon::ElementRef focusedElement(const quillon::ElementRef& application) override;
-    std::optional<std::vector<quillon::ElementRef>> windows(const quillon::ElementRef& application) override;
-    std::optional<std::vector<quillon::ElementRef>> children(const quillon::ElementRef& element) override;
-    std::optional<std::vector<quillon::ElementRef>> contents(const quillon::ElementRef& element) override;
-    std::optional<quillon::AccessibilityRole> role(const quillon::ElementRef& element) override;
-    std::optional<std::string> value(const quillon::ElementRef& element) override;
-    std::optional<std::string> text(const quillon::ElementRef& element) override;
-    std::optional<quillon::TextRange> selectedTextRange(const quillon::ElementRef& element) override;
-    std::optional<std::string> selectedText(const quillon::ElementRef& element) override;
-    std::optional<long> insertionPoint(const quillon::ElementRef& element) override;
-    std::optional<std::string> placeholder(const quillon::ElementRef& element) override;
-    std::optional<bool> isFocused(const quillon::ElementRef& element) override;
-    bool isSelectedTextSettable(const quillon::ElementRef& element) override;
-    bool setSelectedText(const quillon::ElementRef& element, const std::string& text) override;
-    bool setSelectedTextRange(const quillon::ElementRef& element, quillon::TextRange range) override;
-    bool setValue(const quillon::ElementRef& element, const std::string& value) override;
-    bool setFocused(const quillon::ElementRef& element) override;
-    bool hasAction(const quillon::ElementRef& element, quillon::ElementAction action) override;
-    bool performAction(const quillon::ElementRef& element, quillon::ElementAction action) override;
-    std::optional<int> processIdentifier(const quillon::ElementRef& element) override;
-    std::string identity(const quillon::ElementRef& element) override;
-
-    static FakeElement& of(const quillon::ElementRef& element);
+    std::optional<std::string> enableAccessibility() override {
+        trusted = true;
+        return std::nullopt;
+    }
+    Ref systemWideFocusedElement() override { return systemFocus; }
+    Ref focusedApplication() override { return focusedApp; }
+    Ref applicationElement(int pid) override { return applications.contains(pid) ? applications[pid] : nullptr; }
+    Ref focusedElement(const Ref& application) override { return of(application).focusedElement; }
+    Refs windows(const Ref& application) override { return of(application).windows; }
+    Refs children(const Ref& element) override { return of(element).children; }
+    Refs contents(const Ref& element) override { return of(element).contents; }
+    std::optional<quillon::AccessibilityRole> role(const Ref& element) override { return of(element).role; }
+    std::optional<std::string> value(const Ref& element) override {
+        ++valueReads[of(element).id];
+        return of(element).value;
+    }
+    std::optional<std::string> text(const Ref& element) override { return of(element).text; }
+    std::optional<quillon::TextRange> selectedTextRange(const Ref& element) override { return of(element).selection; }
+    std::optional<std::string> selectedText(const Ref& element) override { return of(element).selectedText; }
+    std::optional<long> insertionPoint(const Ref& element) override { return of(element).insertionPoint; }
+    std::optional<std::string> placeholder(const Ref& element) override { return of(element).placeholder; }
+    std::optional<bool> isFocused(const Ref& element) override { return of(element).focused; }
+    bool isSelectedTextSettable(const Ref& element) override { return of(element).selectedTextSettable; }
+    bool setSelectedText(const Ref& element, const std::string& newText) override {
+        FakeElement& e = record("setSelectedText", element);
+        if (!e.selectedTextSettable || !e.acceptsSelectedText) return false;
+        if (!e.ignoresWrites) e.typeAtCaret(newText);
+        return true;
+    }
+    bool setSelectedTextRange(const Ref& element, quillon::TextRange range) override {
+        FakeElement& e = record("setRange", element, " " + std::to_string(range.location));
+        if (!e.ignoresWrites) e.selection = range;
+        return true;
+    }
+    bool setValue(const Ref& element, const std::string& newValue) override {
+        FakeElement& e = record("setValue", element);
+        if (e.acceptsValue && !e.ignoresWrites) e.value = newValue;
+        return e.acceptsValue;
+    }
+    bool setFocused(const Ref& element) override {
+        record("focus", element).focused = true;
+        return true;
+    }
+    bool hasAction(const Ref& element, quillon::ElementAction action) override {
+        return of(element).actions.contains(action);
+    }
+    bool performAction(const Ref& element, quillon::ElementAction action) override {
+        const bool paste = action == quillon::ElementAction::paste;
+        FakeElement& e = record(paste ? "paste" : "press", element);
+        if (!e.actions.contains(action)) return false;
+        if (paste && pasteSource && !e.ignoresWrites) e.typeAtCaret(pasteSource());
+        return true;
+    }
+    std::optional<int> processIdentifier(const Ref& element) override { return of(element).processIdentifier; }
+    std::string identity(const Ref& element) override { return of(element).id; }
 
     bool trusted = true;
-    bool canEnable = true;
-    quillon::ElementRef systemFocus;
-    quillon::ElementRef focusedApp;
-    std::map<int, quillon::ElementRef> applications;
+    Ref systemFocus;
+    Ref focusedApp;
+    std::map<int, Ref> applications;
     // What a paste inserts: set by the test to the clipboard's current text.
     std::function<std::string()> pasteSource;
-
     // "setSelectedText id", "setValue id", "setRange id location", "focus id", "press id", "paste id".
     std::vector<std::string> writes;
     // How many times each element's value was read.
     std::map<std::string, int> valueReads;
+
+private:
+    FakeElement& record(const std::string& what, const Ref& element, const std::string& detail = "") {
+        FakeElement& e = of(element);
+        writes.push_back(what + " " + e.id + detail);
+        return e;
+    }
 };
 
 }  // namespace quillon::testing
