@@ -29,6 +29,8 @@ public:
     // Closes one hotkey capture of the settings window.
     void endCaptureSession(bool keepRemap);
 
+    const SettingsManager& settings() const { return settings_; }
+
     // Open hotkey captures of the settings window that need the remap.
     int captureSessionDepth = 0;
 

@@ -10,6 +10,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <bitset>
 #include <cctype>
 #include <cerrno>
 #include <utility>
@@ -140,11 +141,14 @@ public:
             XNextEvent(display_, &event);
             if (event.type == GenericEvent) {
                 handleRaw(event);
-            } else if (event.type == KeyPress) {
+            } else if (event.type == KeyPress || event.type == KeyRelease) {
                 // Our passive grab became an active grab of the whole keyboard: let it go at once,
                 // so that keys typed into the focused field while the hotkey is held reach it.
-                XUngrabKeyboard(display_, event.xkey.time);
-                XFlush(display_);
+                if (event.type == KeyPress) {
+                    XUngrabKeyboard(display_, event.xkey.time);
+                    XFlush(display_);
+                }
+                handleKey(static_cast<int>(event.xkey.keycode), event.type == KeyPress, false);
             } else if (event.type == MappingNotify) {
                 XRefreshKeyboardMapping(&event.xmapping);
                 keymapChanged = true;
@@ -167,14 +171,24 @@ private:
         if (event.xcookie.extension == xiOpcode_ &&
             (event.xcookie.evtype == XI_RawKeyPress || event.xcookie.evtype == XI_RawKeyRelease)) {
             const auto* raw = static_cast<const XIRawEvent*>(event.xcookie.data);
-            const KeySym symbol = XkbKeycodeToKeysym(display_, static_cast<KeyCode>(raw->detail), 0, 0);
-            // Modifier and lock keys are reported by the XKB state change they cause.
-            if (!IsModifierKey(symbol)) {
-                const auto type = event.xcookie.evtype == XI_RawKeyPress ? KeyEventType::keyDown : KeyEventType::keyUp;
-                owner_.deliver({type, evdevCode(raw->detail, symbol), flags_});
-            }
+            handleKey(raw->detail, event.xcookie.evtype == XI_RawKeyPress, true);
         }
         XFreeEventData(display_, &event.xcookie);
+    }
+
+    // The server sends raw events to everyone but the grabbing client while a grab is active, so
+    // a key struck quickly reaches us half as raw events and half as the grab's core events. Both
+    // are merged by the keys known to be down: a second press of a key that is down is its
+    // auto-repeat when raw, and the other report of the same press when core.
+    void handleKey(int keycode, bool press, bool isRaw) {
+        if (keycode < 0 || keycode >= static_cast<int>(keysDown_.size())) return;
+        const KeySym symbol = XkbKeycodeToKeysym(display_, static_cast<KeyCode>(keycode), 0, 0);
+        // Modifier and lock keys are reported by the XKB state change they cause.
+        if (IsModifierKey(symbol)) return;
+        const bool wasDown = keysDown_[keycode];
+        keysDown_[keycode] = press;
+        if (press ? wasDown && !isRaw : !wasDown) return;
+        owner_.deliver({press ? KeyEventType::keyDown : KeyEventType::keyUp, evdevCode(keycode, symbol), flags_});
     }
 
     void handleState(const XkbStateNotifyEvent& state) {
@@ -296,6 +310,7 @@ private:
     int flags_ = 0;
     std::optional<SwallowedKeys> keys_;
     std::vector<Grab> grabs_;
+    std::bitset<256> keysDown_;
 };
 
 HotkeysX11::HotkeysX11(Scheduler& main, Logger logger)
