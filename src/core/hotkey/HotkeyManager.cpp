@@ -42,6 +42,7 @@ void HotkeyManager::start() {
     }
     readHotkey();
     isStarted_ = true;
+    isWanted_ = true;
     source_.onKeyEvent = [this](const KeyEvent& event) { return handleKeyEvent(event); };
     source_.onUnavailable = [this](const std::string& reason) { sourceUnavailable(reason); };
     source_.start(swallowedKeys());
@@ -49,6 +50,7 @@ void HotkeyManager::start() {
 }
 
 void HotkeyManager::stop() {
+    isWanted_ = false;
     if (!isStarted_) return;
     source_.stop();
     source_.onKeyEvent = nullptr;
@@ -58,8 +60,13 @@ void HotkeyManager::stop() {
 }
 
 void HotkeyManager::settingsDidChange() {
-    if (!isStarted_) return;
     const auto previous = swallowedKeys();
+    if (isWanted_ && !isStarted_) {
+        readHotkey();
+        if (swallowedKeys() != previous) start();
+        return;
+    }
+    if (!isStarted_) return;
     readHotkey();
     if (swallowedKeys() == previous) return;
     source_.start(swallowedKeys());

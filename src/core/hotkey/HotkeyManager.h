@@ -29,7 +29,8 @@ public:
 
     void start();
     void stop();
-    // Takes the hotkey from the settings again (mode, key, modifiers) and swallows the new keys.
+    // Takes the hotkey from the settings again (mode, key, modifiers) and swallows the new keys;
+    // after a key that could not be taken, tries the changed hotkey.
     void settingsDidChange();
     // Back to waiting for the next press: a key still held is forgotten.
     void resetToIdle();
@@ -65,6 +66,7 @@ private:
     SettingsManager& settings_;
     Logger logger_;
     bool isStarted_ = false;
+    bool isWanted_ = false;  // between start() and stop(), even while the keys cannot be taken
     // The hotkey as last read from the settings: the keys matched here and the keys the source
     // swallows must be the same, and the unmatched path then reads no store.
     HotkeyMode mode_ = HotkeyMode::standard;

@@ -235,8 +235,16 @@ TEST_F(HotkeyManagerTest, AKeyThatCannotBeTakenIsLoggedAndToldAndLeavesTheHotkey
     EXPECT_EQ(told, "The hotkey cannot be used: Control+Super is held by another program.");
     EXPECT_FALSE(hotkey_.isStarted());
     EXPECT_FALSE(source_.swallowed);
-    hotkey_.start();
-    EXPECT_EQ(source_.starts, 2) << "the next start tries again";
+    hotkey_.settingsDidChange();
+    EXPECT_EQ(source_.starts, 1) << "the same keys are not tried again by themselves";
+    settings_.setHotkeyKeyCode(63);
+    hotkey_.settingsDidChange();
+    EXPECT_EQ(source_.starts, 2) << "a changed hotkey is tried at once";
+    EXPECT_TRUE(hotkey_.isStarted());
+    hotkey_.stop();
+    settings_.setHotkeyKeyCode(64);
+    hotkey_.settingsDidChange();
+    EXPECT_EQ(source_.starts, 2) << "a stopped hotkey stays stopped";
 }
 
 }  // namespace
