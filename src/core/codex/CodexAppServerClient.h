@@ -37,6 +37,8 @@ public:
         Scheduler& executor;
         ChildProcessFactory makeProcess;
         const HostEnvironment& host;
+        // A Responses-compatible server to use instead of OpenAI's (development and tests only).
+        std::optional<std::string> localModelProvider = {};
     };
 
     // Fails with executableNotFound when no Codex executable is installed. Starts nothing yet.
@@ -44,7 +46,8 @@ public:
 
     // Launches the child and does the handshake; does nothing on a client that is ready.
     void start(CodexCompletion<void> completion);
-    // Ends the child (politely) and fails everything in flight with processEnded; then runs `done`,
+    // Ends the child and its process group (politely) and fails everything in flight with
+    // processEnded; then runs `done`,
     // if given, on the executor.
     void stop(std::function<void()> done = nullptr);
 
@@ -112,6 +115,7 @@ private:
     Scheduler& executor_;
     ChildProcessFactory makeProcess_;
     CodexExecutableLocator locator_;
+    const std::optional<std::string> localModelProvider_;
     const std::string executablePath_;
 
     std::unique_ptr<ChildProcess> process_;
