@@ -44,11 +44,11 @@ public:
     // Fails with executableNotFound when no Codex executable is installed. Starts nothing yet.
     static std::expected<std::shared_ptr<CodexAppServerClient>, CodexAppServerError> make(Context context);
 
-    // Launches the child and does the handshake; does nothing on a client that is ready.
+    // Writes the child's private Codex home, launches the child in it and does the handshake; does
+    // nothing on a client that is ready.
     void start(CodexCompletion<void> completion);
     // Ends the child and its process group (politely) and fails everything in flight with
-    // processEnded; then runs `done`,
-    // if given, on the executor.
+    // processEnded; then runs `done`, if given, on the executor.
     void stop(std::function<void()> done = nullptr);
 
     // The account type of the signed-in user ("chatgpt" means signed in), absent when there is none.

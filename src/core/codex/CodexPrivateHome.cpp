@@ -1,7 +1,9 @@
 #include "core/codex/CodexPrivateHome.h"
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <system_error>
 
 namespace quillon {
@@ -21,6 +23,12 @@ constexpr const char* disabledFeatures[] = {
     "tool_suggest",  "unified_exec",     "view_image",                   "web_search",
     "workspace_dependencies",
 };
+
+// A name beside `path` that no other start uses at the same time.
+fs::path aside(const fs::path& path) {
+    static std::atomic<unsigned> count{0};
+    return fs::path(path.string() + "." + std::to_string(std::random_device{}()) + "-" + std::to_string(++count) + ".new");
+}
 
 std::string failure(const std::string& what, const fs::path& path, const std::error_code& error) {
     return what + " " + path.string() + ": " + error.message();
@@ -71,16 +79,24 @@ std::expected<void, std::string> CodexPrivateHome::prepare() const {
     fs::permissions(folder, fs::perms::owner_all, fs::perm_options::replace, error);
     if (error) return std::unexpected(failure("Could not protect", folder, error));
 
-    // Whatever stands at config.toml goes first, so that a link planted there is never followed.
+    // Written aside and renamed into place: a child starting meanwhile (the summary's beside a
+    // cleanup's) reads the old file or the new one, never half of one, and a link planted at
+    // config.toml is replaced, never followed.
     const fs::path config = folder / "config.toml";
-    fs::remove(config, error);
+    const fs::path fresh = aside(config);
     {
-        std::ofstream file(config, std::ios::binary | std::ios::trunc);
+        std::ofstream file(fresh, std::ios::binary | std::ios::trunc);
         file << configText(localModelProvider_);
         file.close();
-        if (!file) return std::unexpected("Could not write " + config.string());
+        if (!file) return std::unexpected("Could not write " + fresh.string());
     }
-    fs::permissions(config, fs::perms::owner_read | fs::perms::owner_write, fs::perm_options::replace, error);
+    fs::permissions(fresh, fs::perms::owner_read | fs::perms::owner_write, fs::perm_options::replace, error);
+    fs::rename(fresh, config, error);
+    if (error) {
+        std::error_code ignored;
+        fs::remove(fresh, ignored);
+        return std::unexpected(failure("Could not write", config, error));
+    }
 
     // The user's Codex home is made if missing, so that a first sign-in has somewhere to land.
     if (userCodexHome_.empty()) return {};
@@ -96,9 +112,14 @@ std::expected<void, std::string> CodexPrivateHome::prepare() const {
         fs::copy_file(link, target, error);
         fs::permissions(target, fs::perms::owner_read | fs::perms::owner_write, fs::perm_options::replace, error);
     }
-    fs::remove(link, error);
-    fs::create_symlink(target, link, error);
-    if (error) return std::unexpected(failure("Could not link the Codex credentials at", link, error));
+    const fs::path freshLink = aside(link);
+    fs::create_symlink(target, freshLink, error);
+    if (!error) fs::rename(freshLink, link, error);
+    if (error) {
+        std::error_code ignored;
+        fs::remove(freshLink, ignored);
+        return std::unexpected(failure("Could not link the Codex credentials at", link, error));
+    }
     return {};
 }
 

@@ -107,17 +107,18 @@ TEST(ChildProcessPosixTest, TerminateEndsEverythingTheChildStarted) {
 }
 
 TEST(ChildProcessPosixTest, AHandlerMayDestroyItsOwnChild) {
-    Child child;
-    std::promise<void> destroyed;
-    child.onOutput = [&] {
-        child.process->terminate();
-        child.process.reset();  // on the I/O thread, inside the handler
-        destroyed.set_value();
+    auto process = std::make_shared<std::unique_ptr<ChildProcess>>(std::make_unique<ChildProcessPosix>());
+    auto destroyed = std::make_shared<std::promise<void>>();
+    const auto onOutput = [process, destroyed](std::string) {
+        if (!*process) return;
+        (*process)->terminate();
+        process->reset();  // on the I/O thread, inside the handler
+        destroyed->set_value();
     };
     expectReturns(
         [&] {
-            child.launch("echo hello; sleep 1000");
-            destroyed.get_future().wait();
+            ASSERT_TRUE((*process)->launch({"/bin/sh", {"-c", "echo hello; sleep 1000"}, {}}, {onOutput, nullptr, nullptr}));
+            destroyed->get_future().wait();
         },
         "destroying the child inside its handler deadlocked");
 }

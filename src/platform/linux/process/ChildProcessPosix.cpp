@@ -203,6 +203,8 @@ std::expected<void, std::string> ChildProcessPosix::launch(const ChildProcessLau
     shared_->pidfd = pidfd;
     shared_->wake = wake;
     shared_->running = true;
+    // Held until io_ is set: a handler that destroys this object reads io_ on the I/O thread.
+    std::lock_guard lock(shared_->deliveryMutex);
     io_ = std::jthread(&ChildProcessPosix::run, shared_);
     return {};
 }

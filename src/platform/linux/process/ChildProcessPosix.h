@@ -25,8 +25,8 @@ namespace quillon {
 //   descriptor that another thread closed.
 // - Shared::processMutex guards pid and reaped: terminate() signals and the I/O thread reaps under
 //   it, so SIGTERM can never reach a recycled process id.
-// - Shared::deliveryMutex is held by the I/O thread while it calls a handler and by the destructor
-//   while it switches delivery off; after the destructor, no handler runs or is running. A
+// - Shared::deliveryMutex is held by the I/O thread while it calls a handler, by launch() until
+//   io_ is set, and by the destructor while it switches delivery off; after the destructor, no handler runs or is running. A
 //   destructor reached from inside a handler (on the I/O thread, holding the mutex already) only
 //   switches delivery off, which is safe since no other thread calls handlers.
 // No lock is taken while another is held, and no handler is called with a lock but deliveryMutex.
