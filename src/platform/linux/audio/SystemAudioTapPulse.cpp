@@ -20,6 +20,8 @@ struct SystemAudioTapPulse::Attached {
     std::size_t count = 0;
 };
 
+SystemAudioTapPulse::SystemAudioTapPulse(DesktopEntryIndex& index) : identity_(index) {}
+
 SystemAudioTapPulse::~SystemAudioTapPulse() { stop(); }
 
 std::expected<void, AudioCaptureError> SystemAudioTapPulse::start(const std::optional<std::string>& applicationIdentifier) {

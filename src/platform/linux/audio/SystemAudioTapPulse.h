@@ -30,7 +30,7 @@ class SystemAudioTapPulse final : public SystemAudioTap {
 public:
     static constexpr int sampleRate = 48000;
 
-    explicit SystemAudioTapPulse(DesktopEntryIndex& index) : identity_(index) {}
+    explicit SystemAudioTapPulse(DesktopEntryIndex& index);
     ~SystemAudioTapPulse() override;
 
     std::expected<void, AudioCaptureError> start(const std::optional<std::string>& applicationIdentifier) override;
