@@ -1,5 +1,7 @@
 #include "core/audio/LiveAudioCaptureController.h"
 
+#include <utility>
+
 namespace quillon {
 
 LiveAudioCaptureController::LiveAudioCaptureController(Scheduler& mainQueue, Scheduler& mixerQueue,
@@ -20,7 +22,9 @@ LiveAudioCaptureController::~LiveAudioCaptureController() {
 
 // Runs on a source's thread: the hop to the main queue holds the controller weakly.
 void LiveAudioCaptureController::reportError(const AudioCaptureError& error) {
-    mainQueue_.post(weakOwner_.weakly([this, error] {
+    mainQueue_.post(weakOwner_.weakly([this, error, run = runNumber_.load()] {
+        // One report per capture: a server that goes away fails every source at once.
+        if (run != runNumber_.load() || std::exchange(hasReportedError_, true)) return;
         if (onError) onError(error);
     }));
 }
@@ -56,6 +60,7 @@ std::expected<void, AudioCaptureError> LiveAudioCaptureController::start(const L
     }
     currentConfiguration_ = configuration;
     isRunning_ = true;
+    hasReportedError_ = false;
     return {};
 }
 
@@ -67,6 +72,7 @@ void LiveAudioCaptureController::stop() {
     mixer_.stop();
     currentConfiguration_.reset();
     isRunning_ = false;
+    ++runNumber_;
 }
 
 std::expected<void, LiveAudioReconfigureError> LiveAudioCaptureController::reconfigure(

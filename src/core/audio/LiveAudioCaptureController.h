@@ -1,6 +1,8 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <expected>
 #include <functional>
 #include <optional>
@@ -37,8 +39,8 @@ public:
     LiveAudioCaptureController& operator=(const LiveAudioCaptureController&) = delete;
 
     std::function<void(std::span<const std::byte> block)> onPCM16Data;
-    // A source failed while running (the sound server or the device went away). Capture is not
-    // stopped here; the owner decides.
+    // A source failed while running (the sound server or the device went away), reported once
+    // per capture. Capture is not stopped here; the owner decides.
     std::function<void(const AudioCaptureError& error)> onError;
 
     // A start while running succeeds and keeps the running configuration, whatever is asked.
@@ -64,6 +66,10 @@ private:
     PCM16LiveMixer mixer_;
     bool isRunning_ = false;
     std::optional<LiveAudioConfiguration> currentConfiguration_;
+    // Each stop starts a new run; an error of an earlier run that reaches the main queue late is
+    // dropped. Read on the audio threads, written on the main thread.
+    std::atomic<std::uint64_t> runNumber_{0};
+    bool hasReportedError_ = false;  // main thread
     WeakOwner weakOwner_;  // last: dies first
 };
 

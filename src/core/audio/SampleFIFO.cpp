@@ -13,6 +13,7 @@ SampleFIFO::SampleFIFO() {
 
 void SampleFIFO::append(std::span<const std::byte> block) {
     const std::size_t count = block.size() / 2;
+    if (count == 0) return;
     const std::size_t oldSize = samples_.size();
     samples_.resize(oldSize + count);
     std::memcpy(samples_.data() + oldSize, block.data(), count * 2);

@@ -29,6 +29,7 @@ public:
     // Producer: appends the block's samples (an odd last byte is ignored). Never blocks.
     void write(std::span<const std::byte> block) {
         const std::size_t count = block.size() / 2;
+        if (count == 0) return;
         const std::size_t head = head_.load(std::memory_order_relaxed);
         const std::size_t tail = tail_.load(std::memory_order_acquire);
         const std::size_t room = capacity() - (head - tail);
@@ -46,6 +47,7 @@ public:
         const std::size_t tail = tail_.load(std::memory_order_relaxed);
         const std::size_t head = head_.load(std::memory_order_acquire);
         const std::size_t count = std::min(out.size(), head - tail);
+        if (count == 0) return 0;
         const std::size_t start = tail & mask_;
         const std::size_t first = std::min(count, capacity() - start);
         std::memcpy(out.data(), samples_.get() + start, first * 2);

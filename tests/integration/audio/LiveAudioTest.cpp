@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <condition_variable>
@@ -136,6 +137,21 @@ double toneAmplitude(const std::vector<std::int16_t>& samples, double frequency)
     }
     const double power = s1 * s1 + s2 * s2 - coefficient * s1 * s2;
     return 2.0 * std::sqrt(std::max(power, 0.0)) / static_cast<double>(samples.size());
+}
+
+// The typical amplitude of one frequency over 100 ms windows: the median, so that windows a late
+// source was padded in (the test server's null sinks fall behind the clock on a loaded machine)
+// do not count.
+double typicalToneAmplitude(const std::vector<std::int16_t>& samples, double frequency) {
+    std::vector<double> amplitudes;
+    for (std::size_t at = 0; at + 4800 <= samples.size(); at += 4800) {
+        amplitudes.push_back(toneAmplitude({samples.begin() + static_cast<std::ptrdiff_t>(at),
+                                            samples.begin() + static_cast<std::ptrdiff_t>(at + 4800)},
+                                           frequency));
+    }
+    if (amplitudes.empty()) return 0;
+    std::sort(amplitudes.begin(), amplitudes.end());
+    return amplitudes[amplitudes.size() / 2];
 }
 
 // Waits for `condition`, checking it each time a short while has passed.
@@ -276,22 +292,25 @@ TEST_F(LiveAudioTest, MicrophoneMixedWithOneApplicationArrivesAtThreeQuarters) {
     Collector heard;
     controller.onPCM16Data = [&](std::span<const std::byte> block) { heard.add(block); };
 
-    // Each source alone first, for its level; then both through the mixer.
+    // Each source alone first, for its level; then both through the mixer. The first half second
+    // after each start is left out: the streams are still getting ready.
     ASSERT_TRUE(controller.start({LiveAudioMode::microphone, std::nullopt, ""}));
-    const auto microphoneAlone = heard.next(48000);
+    heard.next(24000);
+    const auto microphoneAlone = heard.next(96000);
     ASSERT_TRUE(controller.reconfigure({LiveAudioMode::systemAudio, "Alpha Player", "Alpha Player"}));
-    const auto alphaAlone = heard.next(48000);
+    heard.next(24000);
+    const auto alphaAlone = heard.next(96000);
     ASSERT_TRUE(controller.reconfigure({LiveAudioMode::microphoneAndSystemAudio, "Alpha Player", "Alpha Player"}));
-    heard.next(9600);
-    const auto mixed = heard.next(48000);
+    heard.next(24000);
+    const auto mixed = heard.next(96000);
     controller.stop();
 
-    const double microphoneLevel = toneAmplitude(microphoneAlone, microphoneTone);
-    const double alphaLevel = toneAmplitude(alphaAlone, alphaTone);
+    const double microphoneLevel = typicalToneAmplitude(microphoneAlone, microphoneTone);
+    const double alphaLevel = typicalToneAmplitude(alphaAlone, alphaTone);
     ASSERT_GT(microphoneLevel, toneLevel * 0.7);
     ASSERT_GT(alphaLevel, toneLevel * 0.7);
-    EXPECT_NEAR(toneAmplitude(mixed, microphoneTone) / microphoneLevel, 0.75, 0.06);
-    EXPECT_NEAR(toneAmplitude(mixed, alphaTone) / alphaLevel, 0.75, 0.06);
+    EXPECT_NEAR(typicalToneAmplitude(mixed, microphoneTone) / microphoneLevel, 0.75, 0.06);
+    EXPECT_NEAR(typicalToneAmplitude(mixed, alphaTone) / alphaLevel, 0.75, 0.06);
 
     // A change to an application that plays nothing fails and puts the mix back.
     auto failed = controller.start({LiveAudioMode::microphoneAndSystemAudio, "Alpha Player", "Alpha Player"});
@@ -350,9 +369,8 @@ TEST_F(LiveAudioTest, AServerThatDiesMidCaptureIsReportedOnceAndStopStillReturns
     ASSERT_TRUE(heard.waitForError());
     controller.stop();
     const auto errors = heard.errors();
-    ASSERT_GE(errors.size(), 1u);
-    EXPECT_LE(errors.size(), 2u);  // at most one per source
-    for (const auto& error : errors) EXPECT_EQ(error.kind, AudioCaptureError::Kind::connectionLost);
+    ASSERT_EQ(errors.size(), 1u);  // both sources failed; the capture reports once
+    EXPECT_EQ(errors[0].kind, AudioCaptureError::Kind::connectionLost);
     EXPECT_FALSE(controller.isRunning());
 }
 

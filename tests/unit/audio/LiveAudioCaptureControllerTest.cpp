@@ -132,7 +132,7 @@ TEST(LiveAudioCaptureControllerTest, ReconfigureRestoresThePreviousSourceOrStops
     }
 }
 
-TEST(LiveAudioCaptureControllerTest, RunTimeErrorsReachTheMainQueueAndCaptureGoesOn) {
+TEST(LiveAudioCaptureControllerTest, RunTimeErrorsReachTheMainQueueOncePerCaptureAndCaptureGoesOn) {
     World world;
     std::vector<AudioCaptureError> errors;
     world.controller.onError = [&](const AudioCaptureError& e) { errors.push_back(e); };
@@ -140,9 +140,20 @@ TEST(LiveAudioCaptureControllerTest, RunTimeErrorsReachTheMainQueueAndCaptureGoe
     const AudioCaptureError lost{AudioCaptureError::Kind::connectionLost, ""};
     world.microphone.fail(lost);
     EXPECT_TRUE(errors.empty());
+    world.tap.error(lost);  // the server's death fails every source: one report
     world.main.runUntilIdle();
     EXPECT_EQ(errors, std::vector<AudioCaptureError>{lost});
     EXPECT_TRUE(world.controller.isRunning());
+
+    // An error of a capture that has since stopped is dropped; the next capture reports again.
+    world.microphone.fail(lost);
+    world.controller.stop();
+    ASSERT_TRUE(world.controller.start(microphone));
+    world.main.runUntilIdle();
+    EXPECT_EQ(errors.size(), 1u);
+    world.microphone.fail(lost);
+    world.main.runUntilIdle();
+    EXPECT_EQ(errors.size(), 2u);
     EXPECT_EQ(lost.description(), "The connection to the sound server was lost.");
     EXPECT_EQ(description(LiveAudioReconfigureError{LiveAudioCaptureError{noMicrophone, appGone}}),
               "The audio source could not be changed (No microphone is available.), and the previous source could "

@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 
 std::vector<std::byte> bytesOf(const std::vector<std::int16_t>& samples) {
     std::vector<std::byte> bytes(samples.size() * 2);
-    std::memcpy(bytes.data(), samples.data(), bytes.size());
+    if (!bytes.empty()) std::memcpy(bytes.data(), samples.data(), bytes.size());
     return bytes;
 }
 

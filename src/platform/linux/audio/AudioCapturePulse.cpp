@@ -53,7 +53,10 @@ std::expected<void, AudioCaptureError> AudioCapturePulse::startLocked(const std:
     }
     reported_ = false;
     source_ = chosen;
-    stream_->onEnded = [this] { report(AudioCaptureError{Kind::sourceLost, source_}); };
+    stream_->onEnded = [this] {
+        report(connection_->isHealthy() ? AudioCaptureError{Kind::sourceLost, source_}
+                                        : AudioCaptureError{Kind::connectionLost, ""});
+    };
     connection_->onLost = [this] { report(AudioCaptureError{Kind::connectionLost, ""}); };
     return {};
 }
