@@ -25,7 +25,7 @@ struct LiveAudioFileRecorder::State {
     explicit State(Scheduler& q) : queue(q) {}
 
     Scheduler& queue;
-    std::function<void(const LiveAudioFileRecorderError&)> onError;  // set before start
+    std::function<void(const LiveAudioFileRecorderError&)> onError;  // guarded by mutex; copied at each start
     std::atomic<bool> isRecording{false};
     std::atomic<int> appendsInRing{0};
     SampleRing ring{ringCapacity};
@@ -132,6 +132,7 @@ void LiveAudioFileRecorder::drain(const std::shared_ptr<State>& state, std::uint
 void LiveAudioFileRecorder::write(State& state, Recording& recording, bool all) {
     std::vector<std::int16_t> batch;
     std::size_t dropped = 0;
+    std::function<void(const LiveAudioFileRecorderError&)> onError;
     {
         std::lock_guard lock(state.mutex);
         if (recording.pending.size() < (all ? 1 : samplesPerWrite)) return;
@@ -139,6 +140,7 @@ void LiveAudioFileRecorder::write(State& state, Recording& recording, bool all) 
         recording.pending.reserve(batch.capacity());
         dropped = state.ring.droppedSamples() - state.reportedDrops;
         state.reportedDrops += dropped;
+        onError = state.onError;
     }
     if (!recording.file) return;
     auto written = recording.file->write(batch);
@@ -147,7 +149,7 @@ void LiveAudioFileRecorder::write(State& state, Recording& recording, bool all) 
     else if (dropped > 0) failure = "the encoder fell behind and audio was lost";
     if (failure.empty() || recording.hasReportedWriteError) return;
     recording.hasReportedWriteError = true;
-    if (state.onError) state.onError(LiveAudioFileRecorderError{LiveAudioFileRecorderError::Kind::couldNotWrite, failure});
+    if (onError) onError(LiveAudioFileRecorderError{LiveAudioFileRecorderError::Kind::couldNotWrite, failure});
 }
 
 }  // namespace quillon
