@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "InsertionWorld.h"
+#include "core/insertion/BackgroundTextInserter.h"
 
 namespace quillon {
 namespace {
@@ -128,6 +129,47 @@ TEST_F(TextInserterTest, VerificationAllowsOneSwallowedCharacter) {
         w.typingTarget = nullptr;
         EXPECT_EQ(w.inserter.insertText("hello").has_value(), oneMerged);
     }
+}
+
+TEST_F(TextInserterTest, BackgroundInserterWorksOnItsWorkerInOrderAndAnswersOnMain) {
+    auto field = focusField("Hello");
+    ManualScheduler worker;
+    BackgroundTextInserter background{world.accessibility, world.keyboard, world.pasteboard,
+                                      world.applications,  world.pacer,    world.mainQueue,
+                                      worker,              world.settings, world.log.logger(LogCategory::insertion)};
+    std::vector<std::string> answers;
+    std::optional<FocusedTextTarget> target;
+    background.captureFocusedTextTarget([&](TextInsertion::TargetResult result) {
+        answers.push_back(result ? "target" : "no target");
+        if (result) target = *result;
+    });
+    world.mainQueue.runUntilIdle();
+    worker.runUntilIdle();
+    EXPECT_TRUE(answers.empty()) << "answers come on the main queue";
+    world.mainQueue.runUntilIdle();
+    ASSERT_TRUE(target);
+
+    const auto answer = [&](std::string name) {
+        return [&answers, name](TextInsertion::InsertionResult result) {
+            answers.push_back(name + (!result ? " failed" : *result == InsertionOutcome::inserted ? " in" : " held"));
+        };
+    };
+    background.insertText(" one", target, answer("one"));
+    background.insertText(" two", std::nullopt, answer("two"));
+    world.mainQueue.runUntilIdle();
+    EXPECT_TRUE(world.accessibility.writes.empty() && world.pacer.pauses.empty() && world.valueReads() == 0)
+        << "nothing of an insertion runs on the main queue";
+    worker.runUntilIdle();
+    EXPECT_EQ(field->value, "Hello one two");
+    world.mainQueue.runUntilIdle();
+    EXPECT_THAT(answers, ElementsAre("target", "one in", "two in"));
+
+    world.focus(FakeElement::textField("other", ""));
+    background.insertText(" three", target, answer("three"));
+    worker.runUntilIdle();
+    world.mainQueue.runUntilIdle();
+    EXPECT_EQ(answers.back(), "three held") << "a bound field without the focus takes nothing";
+    EXPECT_EQ(field->value, "Hello one two");
 }
 
 // --- Choosing the path ---
