@@ -172,7 +172,11 @@ bool SyntheticKeyboardXTest::typeText(const std::string& text) {
         UChar32 c = 0;
         U8_NEXT(bytes, offset, length, c);
         if (c < 0) continue;  // not UTF-8: skip the byte
-        const auto stroke = strokeFor(keysymForCodePoint(c), lock);
+        // A line break is Shift+Return: toolkits put a line into a multi-line view and nothing
+        // into a single-line entry, while a bare Return submits the entry's form or dialog.
+        const bool lineBreak = c == '\n' || c == '\r';
+        auto stroke = strokeFor(keysymForCodePoint(c), lock);
+        if (stroke && lineBreak && shiftKeycode_ != 0) stroke->shift = true;
         if (!stroke) {
             complete = false;
             break;
