@@ -163,6 +163,10 @@ void SyntheticKeyboardXTest::restoreHeldModifiers(const HeldState& state) {
 bool SyntheticKeyboardXTest::typeText(const std::string& text) {
     if (!display_) return false;
     std::unique_lock lock(mutex_);
+    // The last phrase's restoration waits until this one is done: binding may let go of the lock
+    // while it waits for a keycode to settle, and the restorer must not unmap, meanwhile, keys
+    // this phrase has just bound and pressed.
+    restoreAt_.reset();
     takeMappingChanges();
     const HeldState held = liftHeldModifiers();
     bool complete = true;
