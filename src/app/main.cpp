@@ -23,6 +23,7 @@
 #include "platform/linux/base/StderrLogOutput.h"
 #include "platform/linux/base/SystemWallClock.h"
 #include "platform/linux/clipboard/PasteboardQt.h"
+#include "platform/linux/desktop/UrlOpenerXdg.h"
 #include "platform/linux/settings/KeyValueStoreQSettings.h"
 #include "platform/linux/settings/LoginItemXdgAutostart.h"
 #include "ui/TrayStatusItemQt.h"
@@ -82,7 +83,8 @@ int main(int argc, char** argv) {
     TrayStatusItemQt statusItem(Logger(log, LogCategory::app));
     RunningApplicationsX11 runningApplications;
     AccessibilityAtspi accessibility(runningApplications, Logger(log, LogCategory::insertion));
-    AccessibilityPermission accessibilityPermission(accessibility, Logger(log, LogCategory::app));
+    UrlOpenerXdg urlOpener;
+    AccessibilityPermission accessibilityPermission(accessibility, urlOpener, Logger(log, LogCategory::app));
     AppDelegate delegate(mainScheduler, statusItem, pasteboard, accessibilityPermission, log,
                          [] { QCoreApplication::quit(); });
 

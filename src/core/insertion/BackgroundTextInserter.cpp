@@ -13,8 +13,13 @@ BackgroundTextInserter::BackgroundTextInserter(Accessibility& accessibility, Syn
                                                settings, std::move(logger))) {}
 
 void BackgroundTextInserter::captureFocusedTextTarget(std::function<void(TargetResult)> done) {
-    worker_.post([&main = main_, inserter = inserter_, done = std::move(done)]() mutable {
-        main.post([result = inserter->captureFocusedTextTarget(), done = std::move(done)]() mutable {
+    // The capture asks whether Accessibility is granted before anything else.
+    auto checked = [this](bool granted) {
+        if (onAccessibilityChecked) onAccessibilityChecked(granted);
+    };
+    worker_.post([&main = main_, inserter = inserter_, checked, done = std::move(done)]() mutable {
+        main.post([result = inserter->captureFocusedTextTarget(), checked, done = std::move(done)]() mutable {
+            checked(result || result.error() != TextInsertionError::accessibilityNotGranted);
             done(std::move(result));
         });
     });

@@ -27,6 +27,10 @@ public:
     void insertText(std::string text, std::optional<FocusedTextTarget> onlyInto,
                     std::function<void(InsertionResult)> done) override;
 
+    // Each capture's answer to whether Accessibility is granted, on `main` (for the permission's
+    // published state: a start is when the user may just have changed it).
+    std::function<void(bool granted)> onAccessibilityChecked;
+
 private:
     Scheduler& main_;
     Scheduler& worker_;

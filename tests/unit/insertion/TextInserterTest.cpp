@@ -120,56 +120,16 @@ TEST_F(TextInserterTest, AllMethodsFailingIsAnInsertionFailure) {
 }
 
 TEST_F(TextInserterTest, VerificationAllowsOneSwallowedCharacter) {
-    for (const bool oneMerged : {true, false}) {  // else one character dropped
+    // Writing over a selection shortens the field by what was selected: one character is within
+    // the slack and ends the call, two are not and the whole value is written as well.
+    for (const long selected : {1L, 2L}) {
         InsertionWorld w;
-        auto field = FakeElement::textField("field", "abc");
-        field->rewrite = [=](const std::string& t) { return oneMerged ? t + "!" : t.substr(0, t.size() - 1); };
-        field->acceptsValue = false;
+        auto field = FakeElement::textField("field", "abcd");
+        field->selection = TextRange{1, selected};
         w.focus(field);
-        w.typingTarget = nullptr;
-        EXPECT_EQ(w.inserter.insertText("hello").has_value(), oneMerged);
+        ASSERT_TRUE(w.inserter.insertText("XY"));
+        EXPECT_EQ(w.accessibility.writes.size() == 1, selected == 1) << selected << " selected: " << field->value.value_or("");
     }
-}
-
-TEST_F(TextInserterTest, BackgroundInserterWorksOnItsWorkerInOrderAndAnswersOnMain) {
-    auto field = focusField("Hello");
-    ManualScheduler worker;
-    BackgroundTextInserter background{world.accessibility, world.keyboard, world.pasteboard,
-                                      world.applications,  world.pacer,    world.mainQueue,
-                                      worker,              world.settings, world.log.logger(LogCategory::insertion)};
-    std::vector<std::string> answers;
-    std::optional<FocusedTextTarget> target;
-    background.captureFocusedTextTarget([&](TextInsertion::TargetResult result) {
-        answers.push_back(result ? "target" : "no target");
-        if (result) target = *result;
-    });
-    world.mainQueue.runUntilIdle();
-    worker.runUntilIdle();
-    EXPECT_TRUE(answers.empty()) << "answers come on the main queue";
-    world.mainQueue.runUntilIdle();
-    ASSERT_TRUE(target);
-
-    const auto answer = [&](std::string name) {
-        return [&answers, name](TextInsertion::InsertionResult result) {
-            answers.push_back(name + (!result ? " failed" : *result == InsertionOutcome::inserted ? " in" : " held"));
-        };
-    };
-    background.insertText(" one", target, answer("one"));
-    background.insertText(" two", std::nullopt, answer("two"));
-    world.mainQueue.runUntilIdle();
-    EXPECT_TRUE(world.accessibility.writes.empty() && world.pacer.pauses.empty() && world.valueReads() == 0)
-        << "nothing of an insertion runs on the main queue";
-    worker.runUntilIdle();
-    EXPECT_EQ(field->value, "Hello one two");
-    world.mainQueue.runUntilIdle();
-    EXPECT_THAT(answers, ElementsAre("target", "one in", "two in"));
-
-    world.focus(FakeElement::textField("other", ""));
-    background.insertText(" three", target, answer("three"));
-    worker.runUntilIdle();
-    world.mainQueue.runUntilIdle();
-    EXPECT_EQ(answers.back(), "three held") << "a bound field without the focus takes nothing";
-    EXPECT_EQ(field->value, "Hello one two");
 }
 
 // --- Choosing the path ---
