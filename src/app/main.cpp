@@ -25,6 +25,7 @@
 #include "platform/linux/base/StderrLogOutput.h"
 #include "platform/linux/base/SystemWallClock.h"
 #include "platform/linux/clipboard/PasteboardQt.h"
+#include "platform/linux/desktop/UrlOpenerXdg.h"
 #include "platform/linux/hotkey/HotkeysX11.h"
 #include "platform/linux/hotkey/KeyboardMappingX11.h"
 #include "platform/linux/hotkey/SessionEventsLogind.h"
@@ -87,7 +88,8 @@ int main(int argc, char** argv) {
     TrayStatusItemQt statusItem(Logger(log, LogCategory::app));
     RunningApplicationsX11 runningApplications;
     AccessibilityAtspi accessibility(runningApplications, Logger(log, LogCategory::insertion));
-    AccessibilityPermission accessibilityPermission(accessibility, Logger(log, LogCategory::app));
+    UrlOpenerXdg urlOpener;
+    AccessibilityPermission accessibilityPermission(accessibility, urlOpener, Logger(log, LogCategory::app));
     // The global hotkey and the Caps Lock remap; a changed hotkey is grabbed again at once.
     HotkeysX11 keyEvents(mainScheduler, Logger(log, LogCategory::hotkey));
     KeyboardMappingX11 keyboardMapping(mainScheduler, Logger(log, LogCategory::hotkey));
