@@ -92,6 +92,7 @@ void SpeechTranscriptionSession::cancel() {
 }
 
 void SpeechTranscriptionSession::drainAudio(bool everything) {
+    if (!isRunning()) return;  // after the end, audio still pushed is never read
     reportDroppedAudio(false);
     // Only the blocks there now, unless the input is over: audio that keeps coming signals again,
     // so other tasks on this worker run in between.
