@@ -13,9 +13,17 @@ namespace quillon {
 // A scheduler on virtual time. Nothing runs until the owner calls runUntilIdle() or advance():
 // tests use one of these for every queue so that timers of seconds run instantly and in a
 // deterministic order. Posting is safe from any thread; running belongs to one thread.
+//
+// Lock rules: mutex_ guards the clock and the queue only. No task is run, and no task is
+// destroyed, while it is held: a task's captures may post to this scheduler from their
+// destructors, whether the task ran, was cancelled or is dropped with the scheduler.
 class ManualScheduler final : public Scheduler {
 public:
     explicit ManualScheduler(TimePoint start = TimePoint{} + std::chrono::hours(1));
+    ~ManualScheduler() override;
+
+    ManualScheduler(const ManualScheduler&) = delete;
+    ManualScheduler& operator=(const ManualScheduler&) = delete;
 
     void post(Task task) override;
     TimerHandle postAfter(Duration delay, Task task) override;

@@ -2,8 +2,10 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 
 #include "core/base/TimerHandle.h"
+#include "core/base/Wakeup.h"
 
 namespace quillon {
 
@@ -29,6 +31,13 @@ public:
 
     // This scheduler's clock: monotonic, virtual under test.
     virtual TimePoint now() const = 0;
+
+    // A task that other threads can ask to run again and again (see Wakeup). This default posts
+    // the task at the first signal of each run, so a signal may allocate and take this
+    // scheduler's lock; SerialQueue, which audio threads wake, overrides it with signals that do
+    // neither. The task runs only while the returned wake-up lives; neither may outlive this
+    // scheduler.
+    virtual std::shared_ptr<Wakeup> makeWakeup(Task task);
 };
 
 }  // namespace quillon

@@ -11,6 +11,7 @@ std::string TranscriptionError::description() const {
         case Kind::audioConversionUnavailable: return "Audio could not be converted for speech recognition.";
         case Kind::audioLoadFailed: return "Failed to prepare audio for transcription.";
         case Kind::noAudioTrack: return "This file does not contain an audio track.";
+        case Kind::cancelled: return "Speech transcription was cancelled.";
     }
     return "On-device speech transcription is unavailable.";
 }

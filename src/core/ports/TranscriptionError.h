@@ -14,6 +14,7 @@ struct TranscriptionError {
         audioConversionUnavailable,
         audioLoadFailed,
         noAudioTrack,
+        cancelled,  // the caller cancelled the run; never shown as a failure
     };
 
     Kind kind;
@@ -27,6 +28,7 @@ struct TranscriptionError {
     static TranscriptionError audioConversionUnavailable() { return {Kind::audioConversionUnavailable, {}}; }
     static TranscriptionError audioLoadFailed() { return {Kind::audioLoadFailed, {}}; }
     static TranscriptionError noAudioTrack() { return {Kind::noAudioTrack, {}}; }
+    static TranscriptionError cancelled() { return {Kind::cancelled, {}}; }
 
     std::string description() const;
     bool operator==(const TranscriptionError&) const = default;

@@ -29,8 +29,9 @@ public:
 
     virtual ~SpeechSession() = default;
 
-    // Pushes little-endian 16-bit mono samples at `sampleRate`. Safe from the audio thread; does
-    // not block. A block of fewer than two bytes is dropped silently; an odd trailing byte is dropped.
+    // Pushes little-endian 16-bit mono samples at `sampleRate`. Safe from the audio thread: it does
+    // not allocate, lock or wait, and drops the block when the session cannot keep up. A block of
+    // fewer than two bytes is dropped silently; an odd trailing byte is dropped.
     virtual void appendPCM16(std::span<const std::byte> data, double sampleRate) = 0;
 
     // Ends the audio and waits, without a time-out, until the recogniser has finished; then hands
@@ -38,7 +39,8 @@ public:
     virtual void finishAndWait(FinalTextCompletion completion) = 0;
 
     // Ends the audio and cancels the run: neither onFinished nor onFailure follows, and a completion
-    // given to finishAndWait is never called.
+    // given to finishAndWait, before or after, gets TranscriptionError::cancelled() (unless the run
+    // had already ended, in which case it gets that end).
     virtual void cancel() = 0;
 };
 

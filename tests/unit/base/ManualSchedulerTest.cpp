@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -71,6 +72,32 @@ TEST(ManualScheduler, RunNextJumpsToTheNextTimer) {
     EXPECT_EQ(runs, 1);
     EXPECT_EQ(scheduler.now() - start, 90s);
     EXPECT_FALSE(scheduler.runNext());
+}
+
+// Posts to its scheduler when destroyed, as a session whose last owner is a task does.
+struct PostsWhenDestroyed {
+    Scheduler& scheduler;
+    int& ran;
+    ~PostsWhenDestroyed() {
+        scheduler.post([&ran = ran] { ++ran; });
+    }
+};
+
+TEST(ManualScheduler, CapturesOfDroppedTasksMayPostToTheScheduler) {
+    int ran = 0;
+    {
+        ManualScheduler scheduler;
+        auto cancelled = std::make_shared<PostsWhenDestroyed>(scheduler, ran);
+        scheduler.postAfter(1s, [cancelled] {}).cancel();
+        cancelled.reset();  // the cancelled task holds the last reference
+        scheduler.advance(2s);
+        EXPECT_EQ(ran, 1) << "the post made while the cancelled task was dropped runs";
+
+        auto pending = std::make_shared<PostsWhenDestroyed>(scheduler, ran);
+        scheduler.postAfter(1min, [pending] {});
+        pending.reset();
+    }  // the scheduler drops the pending task, whose capture posts once more: dropped too
+    EXPECT_EQ(ran, 1);
 }
 
 }  // namespace

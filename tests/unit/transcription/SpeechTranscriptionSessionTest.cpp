@@ -166,7 +166,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // ---- cancelling
 
-TEST_F(SpeechTranscriptionSessionTest, CancelStopsEverythingSilently) {
+TEST_F(SpeechTranscriptionSessionTest, CancelStopsEverythingAndEndsEveryWaitWithTheCancellation) {
     h.engine.analyzeBatches = {{volatileResult("one")}, {volatileResult("never")}};
     h.engine.finalizeBatch = {finalResult("never")};
     auto session = h.start();
@@ -176,16 +176,23 @@ TEST_F(SpeechTranscriptionSessionTest, CancelStopsEverythingSilently) {
     session->cancel();
     SessionHarness::push(*session, 10);
     h.worker.runUntilIdle();
+    h.finish(*session);  // a wait that starts after the cancel ends the same way
+    h.worker.runUntilIdle();
 
-    EXPECT_THAT(h.events, ElementsAre("update[||processing]", "update[|one|processing]"));
+    EXPECT_THAT(h.events, ElementsAre("update[||processing]", "update[|one|processing]", "completion", "completion"))
+        << "neither onFinished nor onFailure";
+    ASSERT_TRUE(h.result && !h.result->has_value());
+    EXPECT_EQ(h.result->error(), TranscriptionError::cancelled());
     EXPECT_EQ(h.engine.cancelCalls, 1);
     EXPECT_EQ(h.engine.finalizeCalls, 0);
     EXPECT_EQ(h.engine.analyzersAlive, 0);
 
     SessionHarness early;
-    early.start()->cancel();
+    auto cancelledAtOnce = early.start();
+    cancelledAtOnce->cancel();
+    early.finish(*cancelledAtOnce);
     early.worker.runUntilIdle();
-    EXPECT_THAT(early.events, IsEmpty());
+    EXPECT_THAT(early.events, ElementsAre("completion"));
     EXPECT_THAT(early.engine.presets, IsEmpty()) << "cancelled before the run started, nothing is prepared";
 }
 
@@ -231,6 +238,34 @@ TEST_F(SpeechTranscriptionSessionTest, LiveRateAudioIsConvertedThroughOneConvert
     EXPECT_EQ(std::ranges::count(fed, 5), 134 + 33) << "the converter's phase carries across buffers";
     EXPECT_EQ(std::ranges::count(fed, 9), 30);
     EXPECT_EQ(std::ranges::count(fed, 6), 20);
+}
+
+// ---- the hand-over from the audio thread is bounded
+
+TEST_F(SpeechTranscriptionSessionTest, AudioThatDoesNotFitIsDroppedWholeCountedAndLoggedOnceUntilTheEnd) {
+    auto session = SpeechTranscriptionSession::start(h.support, h.converters, h.worker, h.handlers(),
+                                                     {.samples = 100, .blocks = 3});
+    SessionHarness::push(*session, 60, 1);
+    SessionHarness::push(*session, 60, 2);  // 20 samples short: dropped whole (3.75 ms)
+    SessionHarness::push(*session, 40, 3);  // fills the samples
+    SessionHarness::push(*session, 1, 4);   // no room at all (62 us)
+    h.worker.runUntilIdle();                // the model is ready and the rings drain
+    const auto drops = [&] { return h.log.output.messages(LogLevel::error); };
+    EXPECT_THAT(drops(), ElementsAre("Speech recognition fell behind the audio; 3 ms of audio were dropped so far"));
+
+    for (std::int16_t value = 5; value <= 8; ++value) SessionHarness::push(*session, 1, value);  // 8: no header room
+    SessionHarness::push(*session, 160, 9);  // 10 ms more: counted, not logged yet
+    h.worker.runUntilIdle();
+    EXPECT_EQ(drops().size(), 1u);
+
+    h.finish(*session);
+    h.worker.runUntilIdle();
+    EXPECT_EQ(drops().back(), "Speech recognition dropped 13 ms of audio in all");
+    std::vector<std::int16_t> kept(60, 1);
+    kept.insert(kept.end(), 40, 3);
+    kept.insert(kept.end(), {5, 6, 7});
+    EXPECT_EQ(h.engine.fed, kept) << "the rest went through in order";
+    EXPECT_EQ(h.completions, 1);
 }
 
 }  // namespace

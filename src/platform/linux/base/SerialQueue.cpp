@@ -2,10 +2,37 @@
 
 #include <pthread.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <optional>
+
 namespace quillon {
 
-SerialQueue::SerialQueue(std::string label)
-    : label_(std::move(label)), worker_([this](std::stop_token stop) { run(stop); }) {
+class SerialQueue::QueueWakeup final : public Wakeup {
+public:
+    QueueWakeup(SerialQueue& queue, Task task) : queue_(queue), task_(std::move(task)) {}
+
+    void signal() override {
+        if (fired_.exchange(true, std::memory_order_acq_rel)) return;
+        queue_.wakeupFired_.store(true, std::memory_order_release);
+        queue_.wakeWorker();
+    }
+
+    // Worker: true once per run asked for. Cleared before the run, so that a signal given while
+    // the task runs asks for the next one.
+    bool takeFired() { return fired_.exchange(false, std::memory_order_acq_rel); }
+    void run() { task_(); }
+
+private:
+    SerialQueue& queue_;
+    Task task_;
+    std::atomic<bool> fired_{false};
+};
+
+SerialQueue::SerialQueue(std::string label) : label_(std::move(label)) {
+    sem_init(&wake_, 0, 0);
+    worker_ = std::jthread([this](std::stop_token stop) { run(stop); });
     // Thread names are limited to 15 characters; keep the end of the label, which says the most.
     std::string name = label_.size() > 15 ? label_.substr(label_.size() - 15) : label_;
     pthread_setname_np(worker_.native_handle(), name.c_str());
@@ -13,7 +40,19 @@ SerialQueue::SerialQueue(std::string label)
 
 SerialQueue::~SerialQueue() {
     worker_.request_stop();
-    wake_.notify_all();
+    wakeWorker();
+    worker_.join();
+    // Tasks never run are dropped outside the lock, round after round: what their captures post
+    // on the way out is dropped in the next round.
+    for (;;) {
+        std::map<std::pair<TimePoint, std::uint64_t>, Entry> dropped;
+        {
+            std::lock_guard lock(mutex_);
+            dropped.swap(queue_);
+        }
+        if (dropped.empty()) break;
+    }
+    sem_destroy(&wake_);
 }
 
 void SerialQueue::post(Task task) { enqueue(now(), std::move(task), nullptr); }
@@ -26,35 +65,77 @@ TimerHandle SerialQueue::postAfter(Duration delay, Task task) {
 
 TimePoint SerialQueue::now() const { return std::chrono::steady_clock::now(); }
 
+std::shared_ptr<Wakeup> SerialQueue::makeWakeup(Task task) {
+    auto wakeup = std::make_shared<QueueWakeup>(*this, std::move(task));
+    std::lock_guard lock(mutex_);
+    std::erase_if(wakeups_, [](const auto& weak) { return weak.expired(); });
+    wakeups_.push_back(wakeup);
+    return wakeup;
+}
+
 void SerialQueue::enqueue(TimePoint due, Task task, std::shared_ptr<std::atomic<bool>> cancelled) {
     {
         std::lock_guard lock(mutex_);
         queue_.emplace(std::pair{due, sequence_++}, Entry{std::move(task), std::move(cancelled)});
     }
-    wake_.notify_one();
+    wakeWorker();
 }
 
+void SerialQueue::wakeWorker() { sem_post(&wake_); }
+
 void SerialQueue::run(std::stop_token stop) {
-    std::unique_lock lock(mutex_);
     while (!stop.stop_requested()) {
-        if (queue_.empty()) {
-            wake_.wait(lock, stop, [this] { return !queue_.empty(); });
-            continue;
-        }
-        auto first = queue_.begin();
-        const TimePoint due = first->first.first;
-        if (due > now()) {
-            wake_.wait_until(lock, stop, due, [this, due] { return !queue_.empty() && queue_.begin()->first.first < due; });
-            continue;
-        }
-        Entry entry = std::move(first->second);
-        queue_.erase(first);
-        if (entry.cancelled && entry.cancelled->load()) continue;
-        lock.unlock();
-        entry.task();
-        entry.task = nullptr;  // release captures outside the lock
-        lock.lock();
+        bool ran = runFiredWakeups();
+        ran = runDueTask() || ran;
+        if (!ran) waitForWork();
     }
+}
+
+bool SerialQueue::runFiredWakeups() {
+    if (!wakeupFired_.exchange(false, std::memory_order_acq_rel)) return false;
+    std::vector<std::shared_ptr<QueueWakeup>> fired;  // released after the lock, like any task
+    {
+        std::lock_guard lock(mutex_);
+        for (const auto& weak : wakeups_) {
+            auto wakeup = weak.lock();
+            if (wakeup && wakeup->takeFired()) fired.push_back(std::move(wakeup));
+        }
+    }
+    for (const auto& wakeup : fired) wakeup->run();
+    return !fired.empty();
+}
+
+bool SerialQueue::runDueTask() {
+    Entry entry;  // declared before the lock: destroyed after it is released
+    {
+        std::lock_guard lock(mutex_);
+        if (queue_.empty() || queue_.begin()->first.first > now()) return false;
+        entry = std::move(queue_.begin()->second);
+        queue_.erase(queue_.begin());
+    }
+    if (!entry.cancelled || !entry.cancelled->load()) entry.task();
+    return true;
+}
+
+void SerialQueue::waitForWork() {
+    std::optional<TimePoint> due;
+    {
+        std::lock_guard lock(mutex_);
+        if (!queue_.empty()) due = queue_.begin()->first.first;
+    }
+    // Every post and signal after the look above posts the semaphore, so none is missed; extra
+    // counts only cost an empty turn of the loop.
+    if (!due) {
+        while (sem_wait(&wake_) != 0 && errno == EINTR) {}
+        return;
+    }
+    // steady_clock is CLOCK_MONOTONIC on Linux.
+    const auto since = due->time_since_epoch();
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(since);
+    timespec deadline{};
+    deadline.tv_sec = static_cast<time_t>(seconds.count());
+    deadline.tv_nsec = static_cast<long>(std::chrono::duration_cast<std::chrono::nanoseconds>(since - seconds).count());
+    while (sem_clockwait(&wake_, CLOCK_MONOTONIC, &deadline) != 0 && errno == EINTR) {}
 }
 
 }  // namespace quillon

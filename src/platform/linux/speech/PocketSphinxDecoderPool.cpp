@@ -59,7 +59,6 @@ PocketSphinxDecoderPool::~PocketSphinxDecoderPool() {
     std::lock_guard lock(mutex_);
     idle_.clear();
     initialCmn_.clear();
-    if (languageModel_) ngram_model_free(languageModel_);
 }
 
 PocketSphinxDecoderPool::Lease PocketSphinxDecoderPool::acquire(TranscriberPreset preset) {
@@ -144,18 +143,20 @@ PocketSphinxDecoderPool::Decoder PocketSphinxDecoderPool::makeDecoder(Transcribe
         loadFailed_ = true;
         return nullptr;
     }
-    if (!languageModel_) {
-        cmd_ln_t* decoderConfig = ps_get_config(decoder.get());
-        languageModel_ = ngram_model_read(decoderConfig, paths_.languageModel.string().c_str(), NGRAM_AUTO,
-                                          ps_get_logmath(decoder.get()));
-        if (!languageModel_) {
-            logger_.error("PocketSphinx could not read the language model " + paths_.languageModel.string() +
-                          "; reinstall the Debian package pocketsphinx-en-us");
-            loadFailed_ = true;
-            return nullptr;
-        }
+    // Each decoder reads its own language model: sphinxbase's trie keeps the last lookup's history
+    // inside the model, so decoders sharing one on two threads corrupt each other's scores.
+    ngram_model_t* languageModel = ngram_model_read(ps_get_config(decoder.get()), paths_.languageModel.string().c_str(),
+                                                    NGRAM_AUTO, ps_get_logmath(decoder.get()));
+    if (!languageModel) {
+        logger_.error("PocketSphinx could not read the language model " + paths_.languageModel.string() +
+                      "; reinstall the Debian package pocketsphinx-en-us");
+        loadFailed_ = true;
+        return nullptr;
     }
-    if (ps_set_lm(decoder.get(), "language", languageModel_) < 0 || ps_set_search(decoder.get(), "language") < 0) {
+    const bool attached = ps_set_lm(decoder.get(), "language", languageModel) >= 0 &&
+                          ps_set_search(decoder.get(), "language") >= 0;
+    ngram_model_free(languageModel);  // the decoder holds its own reference
+    if (!attached) {
         logger_.error("PocketSphinx could not attach the language model");
         return nullptr;
     }

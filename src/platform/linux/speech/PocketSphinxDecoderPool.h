@@ -14,13 +14,13 @@
 
 namespace quillon {
 
-// PocketSphinx decoders ready to use, one kind per preset. The language model, the largest part
-// of the model, is read once and shared by every decoder; a decoder that a session has finished
-// with goes back to the pool, and after each hand-out a spare is prepared on the pool's own
-// thread, so the next session finds one ready instead of waiting for a load.
+// PocketSphinx decoders ready to use, one kind per preset. Each decoder has its own language
+// model (sphinxbase caches lookups inside the model, so a shared one races between threads); a
+// decoder that a session has finished with goes back to the pool, and after each hand-out a spare
+// is prepared on the pool's own thread, so the next session finds one ready instead of waiting.
 //
-// Lock rules: mutex_ guards the shared model and the idle lists, and is held while a decoder is
-// made or freed (the shared model's reference counts are not atomic). It is never held while a
+// Lock rules: mutex_ guards the idle lists and the load state, and is held while a decoder is
+// made or freed, so that loads run one at a time. It is never held while a
 // decoder decodes; a leased decoder belongs to its lease's thread alone.
 class PocketSphinxDecoderPool {
 public:
@@ -86,7 +86,6 @@ private:
     ModelPaths paths_;
     Logger logger_;
     mutable std::mutex mutex_;
-    ngram_model_t* languageModel_ = nullptr;
     bool loadFailed_ = false;
     bool prepareSpares_;
     std::map<TranscriberPreset, std::vector<Decoder>> idle_;
