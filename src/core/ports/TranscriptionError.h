@@ -14,10 +14,11 @@ struct TranscriptionError {
         audioConversionUnavailable,
         audioLoadFailed,
         noAudioTrack,
+        unreadableFile,
     };
 
     Kind kind;
-    std::string localeIdentifier;  // for unsupportedLocale only
+    std::string detail;  // the locale of unsupportedLocale; the system's reason of unreadableFile
 
     static TranscriptionError unsupportedLocale(std::string identifier) {
         return {Kind::unsupportedLocale, std::move(identifier)};
@@ -27,6 +28,8 @@ struct TranscriptionError {
     static TranscriptionError audioConversionUnavailable() { return {Kind::audioConversionUnavailable, {}}; }
     static TranscriptionError audioLoadFailed() { return {Kind::audioLoadFailed, {}}; }
     static TranscriptionError noAudioTrack() { return {Kind::noAudioTrack, {}}; }
+    // A file that cannot be opened at all, in the system's own words ("No such file or directory").
+    static TranscriptionError unreadableFile(std::string reason) { return {Kind::unreadableFile, std::move(reason)}; }
 
     std::string description() const;
     bool operator==(const TranscriptionError&) const = default;
