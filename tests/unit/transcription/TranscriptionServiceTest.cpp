@@ -77,6 +77,9 @@ TEST_F(TranscriptionServiceTest, JoinsFinalResultsCorrectsTheWholeTextAndQuotesT
     EXPECT_THAT(records(), ElementsAre(R"(BEGIN file="/music/a \"b\"\nc.wav")", R"(result="OpenAI said, \"twice\" done.")",
                                        "END"));
     EXPECT_TRUE(h.log.output.contains(LogLevel::info, "On-device file transcription complete (26 characters)"));
+    for (const auto& entry : h.log.output.entries()) {
+        EXPECT_EQ(entry.message.find("said"), std::string::npos) << "no transcript text in the log: " << entry.message;
+    }
 }
 
 TEST_F(TranscriptionServiceTest, ExtractedAudioIsCleanedUpAndProgressFollowsTheAudioRead) {
