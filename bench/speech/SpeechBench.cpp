@@ -23,6 +23,8 @@
 #include "core/transcription/TranscriptionService.h"
 #include "fakes/FakeWallClock.h"
 #include "platform/linux/base/SerialQueue.h"
+#include "platform/linux/base/BackgroundJobsThreads.h"
+#include "platform/linux/base/TemporaryFilesPosix.h"
 #include "platform/linux/media/MediaImportFFmpeg.h"
 
 namespace quillon {
@@ -193,10 +195,11 @@ int run(bool show) {
 
     // File transcription with the accurate preset, on a warm engine.
     testing::FakeWallClock clock;
-    MediaImportFFmpeg media(scratch.path(), world.log.logger(LogCategory::transcription));
-    TranscriptionDiagnostics diagnostics(scratch.path(), clock);
-    SerialQueue fileWorker("bench-file");
-    TranscriptionService service(world.support, media, diagnostics, fileWorker, world.log.logger(LogCategory::transcription));
+    TemporaryFilesPosix temporaryFiles(scratch.path().string(), scratch.path(), world.log.logger(LogCategory::transcription));
+    MediaImportFFmpeg media(temporaryFiles, world.log.logger(LogCategory::transcription));
+    TranscriptionDiagnostics diagnostics(temporaryFiles, clock);
+    BackgroundJobsThreads fileJobs;
+    TranscriptionService service(world.support, media, diagnostics, fileJobs, world.log.logger(LogCategory::transcription));
     const auto transcribe = [&](const std::filesystem::path& file) {
         std::promise<std::string> done;
         auto result = done.get_future();

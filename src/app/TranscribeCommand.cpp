@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -21,9 +20,11 @@
 #include "core/transcription/SpeechTranscriptionSupport.h"
 #include "core/transcription/TranscriptionDiagnostics.h"
 #include "core/transcription/TranscriptionService.h"
+#include "platform/linux/base/BackgroundJobsThreads.h"
 #include "platform/linux/base/SerialQueue.h"
 #include "platform/linux/base/StderrLogOutput.h"
 #include "platform/linux/base/SystemWallClock.h"
+#include "platform/linux/base/TemporaryFilesPosix.h"
 #include "platform/linux/media/MediaImportFFmpeg.h"
 #include "platform/linux/settings/KeyValueStoreQSettings.h"
 #include "platform/linux/settings/LoginItemXdgAutostart.h"
@@ -59,16 +60,6 @@ std::filesystem::path executablePath() {
     std::error_code error;
     auto path = std::filesystem::read_symlink("/proc/self/exe", error);
     return error ? std::filesystem::path("quillon") : path;
-}
-
-// The system's words for a file that cannot be opened at all, or nothing when it can.
-std::optional<std::string> openProblem(const std::filesystem::path& file) {
-    std::error_code error;
-    const auto status = std::filesystem::status(file, error);
-    if (error) return error.message();
-    if (std::filesystem::is_directory(status)) return std::make_error_code(std::errc::is_a_directory).message();
-    if (::access(file.c_str(), R_OK) != 0) return std::error_code(errno, std::generic_category()).message();
-    return std::nullopt;
 }
 
 // Shows "Transcribing NAME: 42%" on a terminal, rewriting one line; elsewhere a line each tenth.
@@ -129,7 +120,6 @@ int runTranscribeCommand(int argc, char** argv) {
         return 2;
     }
 
-    const auto temporaryDirectory = std::filesystem::temp_directory_path();
     SystemWallClock clock;
     SerialQueue logQueue("com.lanternmoth.Quillon.logging");
     StderrLogOutput stderrOutput(LogLevel::debug);
@@ -146,22 +136,20 @@ int runTranscribeCommand(int argc, char** argv) {
     SpeechEnginePocketSphinx engine(PocketSphinxDecoderPool::ModelPaths::debianEnglish(),
                                     Logger(log, LogCategory::transcription), false);
     SpeechTranscriptionSupport support(engine, rules, currentLocaleIdentifier, Logger(log, LogCategory::transcription));
-    MediaImportFFmpeg media(temporaryDirectory, Logger(log, LogCategory::transcription));
-    TranscriptionDiagnostics diagnostics(temporaryDirectory, clock);
-    SerialQueue worker("com.lanternmoth.Quillon.file-transcription");
-    TranscriptionService service(support, media, diagnostics, worker, Logger(log, LogCategory::transcription));
+    TemporaryFilesPosix temporaryFiles(Logger(log, LogCategory::transcription));
+    MediaImportFFmpeg media(temporaryFiles, Logger(log, LogCategory::transcription));
+    TranscriptionDiagnostics diagnostics(temporaryFiles, clock);
+    BackgroundJobsThreads jobs;
+    TranscriptionService service(support, media, diagnostics, jobs, Logger(log, LogCategory::transcription));
 
     int status = 0;
     const bool headers = files.size() > 1;
     bool first = true;
     for (const auto& file : files) {
         const std::string name = file.string();
-        if (auto problem = openProblem(file)) {
-            std::fprintf(stderr, "quillon: %s: %s\n", name.c_str(), problem->c_str());
-            status = 1;
-            continue;
-        }
-        if (!service.isSupportedMediaURL(file)) {
+        // What is not a file at all goes to the service, which says why in the system's words.
+        std::error_code notAFile;
+        if (std::filesystem::is_regular_file(file, notAFile) && !service.isSupportedMediaURL(file)) {
             std::fprintf(stderr, "quillon: %s: Unsupported file type. Drop an audio or video file.\n", name.c_str());
             status = 1;
             continue;

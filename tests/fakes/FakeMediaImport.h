@@ -33,25 +33,29 @@ public:
         files[file.string() + ".m4a"] = found->second;
         return PreparedAudioInput{file.string() + ".m4a", [this] { ++cleanups; }};
     }
-    std::expected<std::unique_ptr<AudioFileReader>, TranscriptionError> openAudioFile(const std::filesystem::path& file,
-                                                                                      AudioFormat format) override {
+    std::expected<std::unique_ptr<AudioFileReader>, TranscriptionError> openAudioFile(
+        const std::filesystem::path& file) override {
         opened.push_back(file);
-        openedFormats.push_back(format);
         const auto found = files.find(file);
         if (found == files.end()) return std::unexpected(TranscriptionError::audioLoadFailed());
         if (found->second.openError) return std::unexpected(*found->second.openError);
-        return std::make_unique<Reader>(found->second);
+        return std::make_unique<Reader>(found->second, openedFormats);
     }
 
 private:
     struct Reader final : AudioFileReader {
-        explicit Reader(File f) : file(std::move(f)) {}
+        Reader(File f, std::vector<AudioFormat>& sink) : file(std::move(f)), formats(sink) {}
         std::optional<double> durationSeconds() const override { return file.durationSeconds; }
+        std::expected<void, TranscriptionError> setOutputFormat(AudioFormat format) override {
+            formats.push_back(format);
+            return {};
+        }
         std::expected<std::vector<std::int16_t>, TranscriptionError> read() override {
             if (file.failReadAtBlock == next) return std::unexpected(TranscriptionError::audioLoadFailed());
             return next < file.blocks.size() ? file.blocks[next++] : std::vector<std::int16_t>{};
         }
         File file;
+        std::vector<AudioFormat>& formats;
         std::size_t next = 0;
     };
 };

@@ -1,7 +1,6 @@
 #include "core/audio/LiveAudioFileRecorder.h"
 
 #include <mutex>
-#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -46,11 +45,11 @@ struct LiveAudioFileRecorder::State {
 };
 
 LiveAudioFileRecorder::LiveAudioFileRecorder(Scheduler& mainQueue, Scheduler& queue, AudioFileWriterFactory& files,
-                                             std::filesystem::path temporaryDirectory)
+                                             TemporaryFiles& temporaryFiles)
     : mainQueue_(mainQueue),
       queue_(queue),
       files_(files),
-      temporaryDirectory_(std::move(temporaryDirectory)),
+      temporaryFiles_(temporaryFiles),
       state_(std::make_shared<State>(queue)) {}
 
 LiveAudioFileRecorder::~LiveAudioFileRecorder() {
@@ -62,11 +61,17 @@ bool LiveAudioFileRecorder::isRecording() const { return state_->isRecording.loa
 
 std::expected<void, LiveAudioFileRecorderError> LiveAudioFileRecorder::start() {
     if (isRecording()) return {};
-    const auto path = temporaryDirectory_ / ("Quillon Live Recording " + Uuid::random().toString() + ".m4a");
+    // In the private folder; the writer makes the file itself (0600, never through a link).
+    const std::string name = "Quillon Live Recording " + Uuid::random().toString() + ".m4a";
+    const auto folder = temporaryFiles_.directory();
+    if (folder.empty()) {
+        return std::unexpected(LiveAudioFileRecorderError{LiveAudioFileRecorderError::Kind::couldNotStart,
+                                                          "there is no private folder for temporary files"});
+    }
+    const auto path = folder / name;
     auto opened = files_.open(path);
     if (!opened) {
-        std::error_code ignored;
-        std::filesystem::remove(path, ignored);
+        (void)temporaryFiles_.remove(name);  // a failed deletion is not reported
         return std::unexpected(LiveAudioFileRecorderError{LiveAudioFileRecorderError::Kind::couldNotStart, opened.error()});
     }
     auto recording = std::make_shared<Recording>();

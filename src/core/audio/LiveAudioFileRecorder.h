@@ -12,6 +12,7 @@
 
 #include "core/base/Scheduler.h"
 #include "core/ports/AudioFileWriter.h"
+#include "core/ports/TemporaryFiles.h"
 
 namespace quillon {
 
@@ -48,7 +49,7 @@ public:
     static constexpr Duration drainInterval = std::chrono::milliseconds(100);
 
     LiveAudioFileRecorder(Scheduler& mainQueue, Scheduler& queue, AudioFileWriterFactory& files,
-                          std::filesystem::path temporaryDirectory);
+                          TemporaryFiles& temporaryFiles);
     ~LiveAudioFileRecorder();
     LiveAudioFileRecorder(const LiveAudioFileRecorder&) = delete;
     LiveAudioFileRecorder& operator=(const LiveAudioFileRecorder&) = delete;
@@ -72,7 +73,7 @@ private:
     Scheduler& mainQueue_;
     Scheduler& queue_;
     AudioFileWriterFactory& files_;
-    std::filesystem::path temporaryDirectory_;
+    TemporaryFiles& temporaryFiles_;
     std::shared_ptr<State> state_;  // shared with the queued work, which may outlive the recorder
 };
 

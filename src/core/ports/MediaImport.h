@@ -27,7 +27,10 @@ public:
     // The duration of the audio when the file says so.
     virtual std::optional<double> durationSeconds() const = 0;
 
-    // The next block of samples in the requested format; an empty block at the end.
+    // The format of the blocks that read() gives; called once, before the first read().
+    virtual std::expected<void, TranscriptionError> setOutputFormat(AudioFormat format) = 0;
+
+    // The next block of samples in the output format; an empty block at the end.
     virtual std::expected<std::vector<std::int16_t>, TranscriptionError> read() = 0;
 };
 
@@ -41,12 +44,13 @@ public:
     virtual bool isSupportedMedia(const std::filesystem::path& file) const = 0;
 
     // The file itself when the audio layer reads it directly; otherwise its audio track extracted
-    // to a temporary file. A file without audio fails with `noAudioTrack`.
+    // to a private temporary file. A file that cannot be opened at all fails with `unreadableFile`
+    // and the system's reason; a file without audio with `noAudioTrack`.
     virtual std::expected<PreparedAudioInput, TranscriptionError> prepareAudioInput(const std::filesystem::path& file) = 0;
 
-    // Opens a prepared file for reading in `format`.
+    // Opens a prepared file for reading.
     virtual std::expected<std::unique_ptr<AudioFileReader>, TranscriptionError> openAudioFile(
-        const std::filesystem::path& file, AudioFormat format) = 0;
+        const std::filesystem::path& file) = 0;
 };
 
 }  // namespace quillon

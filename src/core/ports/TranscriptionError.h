@@ -15,10 +15,11 @@ struct TranscriptionError {
         audioLoadFailed,
         noAudioTrack,
         cancelled,  // the caller cancelled the run; never shown as a failure
+        unreadableFile,
     };
 
     Kind kind;
-    std::string localeIdentifier;  // for unsupportedLocale only
+    std::string detail;  // the locale of unsupportedLocale; the system's reason of unreadableFile
 
     static TranscriptionError unsupportedLocale(std::string identifier) {
         return {Kind::unsupportedLocale, std::move(identifier)};
@@ -29,6 +30,8 @@ struct TranscriptionError {
     static TranscriptionError audioLoadFailed() { return {Kind::audioLoadFailed, {}}; }
     static TranscriptionError noAudioTrack() { return {Kind::noAudioTrack, {}}; }
     static TranscriptionError cancelled() { return {Kind::cancelled, {}}; }
+    // A file that cannot be opened at all, in the system's own words ("No such file or directory").
+    static TranscriptionError unreadableFile(std::string reason) { return {Kind::unreadableFile, std::move(reason)}; }
 
     std::string description() const;
     bool operator==(const TranscriptionError&) const = default;

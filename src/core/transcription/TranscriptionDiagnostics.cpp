@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <string>
 
 #include "core/base/Json.h"
 
@@ -26,8 +27,9 @@ std::string timestamp(std::chrono::system_clock::time_point when) {
 
 }  // namespace
 
-TranscriptionDiagnostics::TranscriptionDiagnostics(const std::filesystem::path& directory, const WallClock& clock)
-    : filePath_(directory / fileName), clock_(clock) {}
+TranscriptionDiagnostics::TranscriptionDiagnostics(TemporaryFiles& files, const WallClock& clock,
+                                                   std::uintmax_t capacity)
+    : files_(files), clock_(clock), capacity_(capacity) {}
 
 void TranscriptionDiagnostics::append(const Uuid& runID, std::string_view message) noexcept {
     try {
@@ -36,14 +38,26 @@ void TranscriptionDiagnostics::append(const Uuid& runID, std::string_view messag
         record.append(message);
         record.push_back('\n');
 
-        // Append mode creates a missing file, so a file deleted between runs comes back.
-        std::FILE* file = std::fopen(filePath_.c_str(), "ab");
-        if (!file) return;
-        std::fwrite(record.data(), 1, record.size(), file);
-        std::fclose(file);  // a failed write or close loses the record, nothing more
+        // A file deleted between runs comes back; a failed write loses the record, nothing more.
+        const auto size = files_.append(fileName, record);
+        if (size && *size > capacity_) trim();
     } catch (...) {
         // Out of memory or a clock beyond the calendar: diagnostics never disturb a transcription.
     }
+}
+
+void TranscriptionDiagnostics::trim() {
+    auto content = files_.read(fileName);
+    if (!content) return;
+    // Whole records from the oldest on, until the rest fits in three quarters of the cap. A single
+    // record longer than that goes too: the cap holds whatever was written.
+    const std::uintmax_t target = capacity_ / 4 * 3;
+    std::size_t start = 0;
+    while (start < content->size() && content->size() - start > target) {
+        const auto end = content->find('\n', start);
+        start = end == std::string::npos ? content->size() : end + 1;
+    }
+    (void)files_.replace(fileName, std::string_view(*content).substr(start));
 }
 
 std::string TranscriptionDiagnostics::quoted(std::string_view text) {

@@ -8,15 +8,15 @@
 namespace quillon {
 
 TranscriptionService::TranscriptionService(const SpeechTranscriptionSupport& support, MediaImport& media,
-                                           TranscriptionDiagnostics& diagnostics, Scheduler& worker, Logger logger)
-    : support_(support), media_(media), diagnostics_(diagnostics), worker_(worker), logger_(std::move(logger)) {}
+                                           TranscriptionDiagnostics& diagnostics, BackgroundJobs& jobs, Logger logger)
+    : support_(support), media_(media), diagnostics_(diagnostics), jobs_(jobs), logger_(std::move(logger)) {}
 
 void TranscriptionService::transcribe(const std::filesystem::path& file, Completion completion) {
     transcribe(file, nullptr, std::move(completion));
 }
 
 void TranscriptionService::transcribe(const std::filesystem::path& file, Progress progress, Completion completion) {
-    worker_.post([this, file, progress = std::move(progress), completion = std::move(completion)] {
+    jobs_.start([this, file, progress = std::move(progress), completion = std::move(completion)] {
         const Uuid runID = Uuid::random();
         auto result = run(file, runID, progress);
         if (completion) completion(std::move(result));
@@ -38,7 +38,12 @@ std::expected<std::string, TranscriptionError> TranscriptionService::run(const s
         return std::unexpected(prepared.error());
     }
 
-    auto text = analyze(*prepared, progress);
+    std::expected<std::string, TranscriptionError> text;
+    if (auto reader = media_.openAudioFile(prepared->path); reader) {
+        text = analyze(**reader, progress);
+    } else {
+        text = std::unexpected(reader.error());
+    }  // the file is closed before its cleanup
     if (text) {
         diagnostics_.append(runID, "result=" + TranscriptionDiagnostics::quoted(*text));
         logger_.info("On-device file transcription complete (" + std::to_string(unicode::graphemeCount(*text)) +
@@ -51,15 +56,13 @@ std::expected<std::string, TranscriptionError> TranscriptionService::run(const s
     return text;
 }
 
-std::expected<std::string, TranscriptionError> TranscriptionService::analyze(const PreparedAudioInput& input,
+std::expected<std::string, TranscriptionError> TranscriptionService::analyze(AudioFileReader& reader,
                                                                             const Progress& progress) {
     auto transcriber = support_.makeTranscriber(TranscriberPreset::transcription);
     if (!transcriber) return std::unexpected(transcriber.error());
     const auto format = (*transcriber)->bestAvailableAudioFormat();
     if (!format) return std::unexpected(TranscriptionError::noCompatibleAudioFormat());
-
-    auto reader = media_.openAudioFile(input.path, *format);
-    if (!reader) return std::unexpected(reader.error());
+    if (auto set = reader.setOutputFormat(*format); !set) return std::unexpected(set.error());
 
     auto analyzer = (*transcriber)->makeAnalyzer();
     if (!analyzer) return std::unexpected(TranscriptionError::unavailable());
@@ -73,11 +76,11 @@ std::expected<std::string, TranscriptionError> TranscriptionService::analyze(con
         joined = appendingTranscript(joined, result.text);
     };
 
-    const auto duration = (*reader)->durationSeconds();
+    const auto duration = reader.durationSeconds();
     const double framesPerSecond = format->sampleRate * format->channelCount;
     std::size_t samplesRead = 0;
     for (;;) {
-        auto block = (*reader)->read();
+        auto block = reader.read();
         if (!block) {
             analyzer->cancelAndFinishNow();
             return std::unexpected(block.error());

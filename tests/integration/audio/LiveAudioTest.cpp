@@ -25,11 +25,14 @@
 
 #include "core/audio/LiveAudioCaptureController.h"
 #include "core/audio/LiveAudioFileRecorder.h"
+#include "core/base/ManualScheduler.h"
+#include "fakes/TestLog.h"
 #include "platform/linux/apps/DesktopEntryIndex.h"
 #include "platform/linux/audio/AudioCapturePulse.h"
 #include "platform/linux/audio/SystemAudioProcessesPulse.h"
 #include "platform/linux/audio/SystemAudioTapPulse.h"
 #include "platform/linux/base/SerialQueue.h"
+#include "platform/linux/base/TemporaryFilesPosix.h"
 #include "platform/linux/media/AudioFileWriterFFmpeg.h"
 
 extern char** environ;
@@ -380,7 +383,10 @@ TEST_F(LiveAudioTest, ATenSecondRecordingPlaysBackForTenSeconds) {
     SerialQueue main("com.lanternmoth.Quillon.test-main");
     SerialQueue fileQueue("com.lanternmoth.Quillon.live-audio-file-recorder");
     AudioFileWriterFFmpeg files;
-    LiveAudioFileRecorder recorder(main, fileQueue, files, directory_);
+    ManualScheduler logQueue;
+    testing::TestLog log(logQueue);
+    TemporaryFilesPosix temporaryFiles(directory_.string(), directory_, log.logger(LogCategory::audio));
+    LiveAudioFileRecorder recorder(main, fileQueue, files, temporaryFiles);
     SystemAudioTapPulse tap(index_);
     Collector heard;
     std::size_t fed = 0;

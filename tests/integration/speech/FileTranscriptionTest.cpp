@@ -8,7 +8,8 @@
 #include "SpeechWorld.h"
 #include "core/transcription/TranscriptionService.h"
 #include "fakes/FakeWallClock.h"
-#include "platform/linux/base/SerialQueue.h"
+#include "platform/linux/base/BackgroundJobsThreads.h"
+#include "platform/linux/base/TemporaryFilesPosix.h"
 #include "platform/linux/media/MediaImportFFmpeg.h"
 
 namespace quillon {
@@ -38,11 +39,12 @@ protected:
     testing::ScratchDirectory temporary_;
     testing::SpeechWorld world_;
     testing::FakeWallClock clock_;
-    MediaImportFFmpeg mediaImport_{temporary_.path(), world_.log.logger(LogCategory::transcription)};
-    TranscriptionDiagnostics diagnostics_{temporary_.path(), clock_};
-    SerialQueue worker_{"file-transcription-test"};
-    TranscriptionService service_{world_.support, mediaImport_, diagnostics_, worker_,
+    TemporaryFilesPosix files_{temporary_.path().string(), temporary_.path(), world_.log.logger(LogCategory::transcription)};
+    MediaImportFFmpeg mediaImport_{files_, world_.log.logger(LogCategory::transcription)};
+    TranscriptionDiagnostics diagnostics_{files_, clock_};
+    TranscriptionService service_{world_.support, mediaImport_, diagnostics_, jobs_,
                                   world_.log.logger(LogCategory::transcription)};
+    BackgroundJobsThreads jobs_;  // declared last: its jobs end before the service goes
 };
 
 TEST_F(FileTranscriptionTest, ADebianRecordingIsTranscribed) {
@@ -69,10 +71,10 @@ TEST_F(FileTranscriptionTest, FilesAreTypedByContentAndGiveTheirTextOrTheSystems
     };
     const auto loadFailed = TranscriptionError::audioLoadFailed();
     const std::vector<Case> cases{
-        {dropped / "missing.wav", false, loadFailed},
+        {dropped / "missing.wav", false, TranscriptionError::unreadableFile("No such file or directory")},
         {dropped / "zero.mp3", true, loadFailed},
         {dropped / "report.mp3", false, loadFailed},
-        {dropped.path(), false, loadFailed},
+        {dropped.path(), false, TranscriptionError::unreadableFile("Is a directory")},
         {media("mute.mp4"), true, TranscriptionError::noAudioTrack()},
         {media("silence.wav"), true, std::nullopt, "^$"},
         {dropped / "truncated.wav", true, std::nullopt, "^please call"},
@@ -95,12 +97,13 @@ TEST_F(FileTranscriptionTest, FilesAreTypedByContentAndGiveTheirTextOrTheSystems
     EXPECT_FALSE(world_.log.output.contains(LogLevel::info, extracting + media("call.m4a").string()));
     EXPECT_TRUE(world_.log.output.contains(LogLevel::info, extracting + media("call.mov").string()));
     std::vector<std::string> records;
-    std::ifstream in(temporary_ / diagnosticsName);
+    std::ifstream in(temporary_ / "quillon" / diagnosticsName);
     for (std::string line; std::getline(in, line);) records.push_back(line.substr(line.find("] ", line.find("] ") + 2) + 2));
     EXPECT_EQ(std::ranges::count(records, "BEGIN file=\"" + media("silence.wav").string() + "\""), 1);
     EXPECT_EQ(std::ranges::count(records, std::string("result=\"\"")), 1) << "silence is an empty transcript";
     EXPECT_EQ(std::ranges::count(records, std::string("END")), std::ssize(cases));
-    EXPECT_THAT(temporary_.entries(), ElementsAre(diagnosticsName)) << "no extracted audio is left behind";
+    EXPECT_THAT(testing::ScratchDirectory::entriesOf(temporary_ / "quillon"), ElementsAre(diagnosticsName))
+        << "no extracted audio is left behind";
 }
 
 }  // namespace

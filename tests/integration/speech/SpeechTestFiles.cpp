@@ -23,9 +23,9 @@ ScratchDirectory::ScratchDirectory()
     std::filesystem::create_directories(path_);
 }
 
-std::vector<std::string> ScratchDirectory::entries() const {
+std::vector<std::string> ScratchDirectory::entriesOf(const std::filesystem::path& folder) {
     std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(path_)) names.push_back(entry.path().filename());
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) names.push_back(entry.path().filename());
     std::ranges::sort(names);
     return names;
 }

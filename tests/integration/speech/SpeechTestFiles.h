@@ -20,7 +20,7 @@ public:
 
     const std::filesystem::path& path() const { return path_; }
     std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
-    std::vector<std::string> entries() const;  // names directly inside, sorted
+    static std::vector<std::string> entriesOf(const std::filesystem::path& folder);  // names inside, sorted
 
 private:
     std::filesystem::path path_;

@@ -39,6 +39,10 @@ protected:
 
     static std::string path(const std::string& name) { return media(name).string(); }
 
+    // Where the command keeps its temporary files without a runtime folder: a private folder of the
+    // user's own under TMPDIR.
+    std::filesystem::path privateFolder() const { return home_ / "tmp" / ("quillon-" + std::to_string(::geteuid())); }
+
     testing::ScratchDirectory home_;
 };
 
@@ -48,7 +52,11 @@ TEST_F(TranscribeCommandTest, PrintsTheCorrectedTranscript) {
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_EQ(result.out, "please call Mum tomorrow morning\n");
     EXPECT_EQ(result.err, "") << "no progress for a short file, and the log stays quiet";
-    EXPECT_TRUE(std::filesystem::exists(home_ / "tmp" / "Quillon-transcription-diagnostics.log"));
+    using std::filesystem::perms;
+    const auto diagnostics = privateFolder() / "Quillon-transcription-diagnostics.log";
+    ASSERT_TRUE(std::filesystem::exists(diagnostics));
+    EXPECT_EQ(std::filesystem::status(diagnostics).permissions(), perms::owner_read | perms::owner_write);
+    EXPECT_EQ(std::filesystem::status(privateFolder()).permissions(), perms::owner_all);
 }
 
 TEST_F(TranscribeCommandTest, SeveralFilesEachUnderTheirNameAndFailuresDoNotStopTheOthers) {
@@ -73,7 +81,10 @@ TEST_F(TranscribeCommandTest, SeveralFilesEachUnderTheirNameAndFailuresDoNotStop
                               "quillon: " + home_.path().string() + ": Is a directory\n" +
                               (root ? "quillon: " + path("absent.wav") + ": No such file or directory\n"
                                     : "quillon: " + locked.string() + ": Permission denied\n"));
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(home_ / "tmp"), {}), 1) << "diagnostics only";
+    EXPECT_THAT(testing::ScratchDirectory::entriesOf(home_ / "tmp"), ::testing::ElementsAre(privateFolder().filename()));
+    EXPECT_THAT(testing::ScratchDirectory::entriesOf(privateFolder()),
+                ::testing::ElementsAre("Quillon-transcription-diagnostics.log"))
+        << "no extracted audio is left behind";
 }
 
 TEST_F(TranscribeCommandTest, UsageAndLanguageErrors) {

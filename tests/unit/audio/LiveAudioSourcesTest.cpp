@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "core/audio/LiveAudioFileRecorder.h"
+#include "fakes/FakeTemporaryFiles.h"
 #include "core/audio/LiveAudioPreferences.h"
 #include "core/audio/SystemAudioSourceCatalog.h"
 #include "core/base/ManualScheduler.h"
@@ -78,7 +79,8 @@ struct RecorderWorld {
     ManualScheduler main;
     ManualScheduler queue;
     testing::FakeAudioFileWriterFactory files;
-    LiveAudioFileRecorder recorder{main, queue, files, "/tmp/quillon-test"};
+    testing::FakeTemporaryFiles temporaryFiles;
+    LiveAudioFileRecorder recorder{main, queue, files, temporaryFiles};
     std::vector<LiveAudioFileRecorderError> errors;
     std::vector<std::optional<std::filesystem::path>> finished;
 
@@ -120,6 +122,7 @@ TEST(LiveAudioFileRecorderTest, WritesInBatchesOfAtLeastATenthOfASecondAndFlushe
         ASSERT_EQ(world.finished.size(), 1u);
         EXPECT_EQ(world.finished[0], file.path);
         EXPECT_TRUE(file.path.filename().string().starts_with("Quillon Live Recording "));
+        EXPECT_EQ(file.path.parent_path(), world.temporaryFiles.folder);
         EXPECT_EQ(file.path.extension(), ".m4a");
         world.recorder.appendPCM16(std::vector<std::byte>(9600));  // after finish: dropped
         world.queue.advance(1s);

@@ -2,85 +2,77 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <thread>
 #include <vector>
 
+#include "fakes/FakeTemporaryFiles.h"
 #include "fakes/FakeWallClock.h"
 
 namespace quillon {
 namespace {
 
-namespace fs = std::filesystem;
 using namespace std::chrono;
-
-std::string contents(const fs::path& file) {
-    std::stringstream text;
-    text << std::ifstream(file, std::ios::binary).rdbuf();
-    return text.str();
-}
 
 class TranscriptionDiagnosticsTest : public ::testing::Test {
 protected:
-    TranscriptionDiagnosticsTest() {
-        fs::create_directories(directory_);
-        clock_.set(sys_days{year{2026} / 11 / 22} + 4h + 39min + 41s + 750ms);
-    }
-    ~TranscriptionDiagnosticsTest() override {
-        std::error_code ignored;
-        fs::remove_all(directory_, ignored);
-    }
+    TranscriptionDiagnosticsTest() { clock_.set(sys_days{year{2026} / 11 / 22} + 4h + 39min + 41s + 750ms); }
 
-    const fs::path directory_ = fs::temp_directory_path() / ("quillon-diagnostics-" + Uuid::random().toString());
+    std::string log() const { return files_.content(std::string(TranscriptionDiagnostics::fileName)); }
+
+    testing::FakeTemporaryFiles files_;
     testing::FakeWallClock clock_;
     const Uuid run_ = *Uuid::parse("6F9619FF-8B86-4011-B42D-00CF4FC964FF");
     const std::string prefix_ = "[2026-11-22T04:39:41Z] [6F9619FF-8B86-4011-B42D-00CF4FC964FF] ";
 };
 
 TEST_F(TranscriptionDiagnosticsTest, RecordsOfEveryRunAndLaunchAppendToOneFile) {
-    TranscriptionDiagnostics diagnostics(directory_, clock_);
+    TranscriptionDiagnostics diagnostics(files_, clock_);
     diagnostics.append(run_, "BEGIN file=" + TranscriptionDiagnostics::quoted("/home/me/talk.mov"));
     clock_.advance(2s);
     const Uuid second = Uuid::random();
-    TranscriptionDiagnostics(directory_, clock_).append(second, "END");  // a later launch
-    EXPECT_EQ(contents(directory_ / "Quillon-transcription-diagnostics.log"),
-              prefix_ + "BEGIN file=\"/home/me/talk.mov\"\n[2026-11-22T04:39:43Z] [" + second.toString() + "] END\n");
+    TranscriptionDiagnostics(files_, clock_).append(second, "END");  // a later launch
+    EXPECT_EQ(log(), prefix_ + "BEGIN file=\"/home/me/talk.mov\"\n[2026-11-22T04:39:43Z] [" + second.toString() + "] END\n");
+    EXPECT_EQ(diagnostics.filePath(), files_.folder / "Quillon-transcription-diagnostics.log");
 
-    ASSERT_TRUE(fs::remove(diagnostics.filePath()));  // deleted between runs: made afresh
-    clock_.set(clock_.now() - 2s);
-    diagnostics.append(run_, "END");
-    EXPECT_EQ(contents(diagnostics.filePath()), prefix_ + "END\n");
+    files_.failure = std::make_error_code(std::errc::no_space_on_device);
+    diagnostics.append(run_, "lost");  // silently
+    files_.failure.reset();
+    EXPECT_EQ(log().find("lost"), std::string::npos);
 }
 
-TEST_F(TranscriptionDiagnosticsTest, UnwritablePlacesLoseRecordsSilently) {
-    // A directory that is a file, a directory that does not exist, and a log path that is a directory.
-    std::ofstream(directory_ / "plain-file") << "x";
-    fs::create_directories(directory_ / "blocked" / TranscriptionDiagnostics::fileName);
-    for (const auto& place : {directory_ / "plain-file", directory_ / "missing" / "deeper", directory_ / "blocked"}) {
-        TranscriptionDiagnostics(place, clock_).append(run_, "END");
+TEST_F(TranscriptionDiagnosticsTest, TheOldestRecordsGoOnceTheCapIsPassed) {
+    const std::size_t record = prefix_.size() + 10 + 1;  // "message-NN" and the line break
+    TranscriptionDiagnostics diagnostics(files_, clock_, 8 * record);
+    for (int i = 10; i < 40; ++i) {
+        diagnostics.append(run_, "message-" + std::to_string(i));
+        ASSERT_LE(log().size(), 8 * record);
     }
-    EXPECT_FALSE(fs::exists(directory_ / "missing"));
-    EXPECT_TRUE(fs::is_directory(directory_ / "blocked" / TranscriptionDiagnostics::fileName));
-    EXPECT_EQ(contents(directory_ / "plain-file"), "x");
+    // Trimmed to three quarters of the cap (six records) whenever a record passes it.
+    std::istringstream lines(log());
+    std::vector<std::string> kept;
+    for (std::string line; std::getline(lines, line);) kept.push_back(line.substr(prefix_.size()));
+    ASSERT_FALSE(kept.empty());
+    EXPECT_EQ(kept.back(), "message-39") << "the newest record stays";
+    EXPECT_GE(kept.size(), 6u);
+    for (std::size_t i = 1; i < kept.size(); ++i) EXPECT_LT(kept[i - 1], kept[i]) << "whole records, in order";
 }
 
 TEST_F(TranscriptionDiagnosticsTest, ConcurrentRunsNeverMixTheirRecords) {
-    TranscriptionDiagnostics diagnostics(directory_, clock_);
+    TranscriptionDiagnostics diagnostics(files_, clock_);
     const std::string payload(300, 'p');
     {
         std::vector<std::jthread> threads;
         for (int t = 0; t < 4; ++t) {
             threads.emplace_back([&] {
-                for (int i = 0; i < 250; ++i) diagnostics.append(run_, payload);
+                for (int i = 0; i < 100; ++i) diagnostics.append(run_, payload);
             });
         }
     }
-    std::istringstream lines(contents(diagnostics.filePath()));
+    std::istringstream lines(log());
     int count = 0;
     for (std::string line; std::getline(lines, line); ++count) ASSERT_EQ(line, prefix_ + payload);
-    EXPECT_EQ(count, 1000);
+    EXPECT_EQ(count, 400);
 }
 
 TEST(TranscriptionDiagnosticsQuotingTest, KeepsARecordOnOneLine) {

@@ -1,13 +1,16 @@
 #include "core/transcription/TranscriptionService.h"
 
-#include <fstream>
+#include <set>
+#include <sstream>
 #include <regex>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "SessionHarness.h"
+#include "fakes/FakeBackgroundJobs.h"
 #include "fakes/FakeMediaImport.h"
+#include "fakes/FakeTemporaryFiles.h"
 #include "fakes/FakeWallClock.h"
 
 namespace quillon {
@@ -21,21 +24,18 @@ using testing::volatileResult;
 
 class TranscriptionServiceTest : public ::testing::Test {
 protected:
-    TranscriptionServiceTest() { std::filesystem::create_directories(directory_); }
-    ~TranscriptionServiceTest() override { std::filesystem::remove_all(directory_); }
-
     std::expected<std::string, TranscriptionError> transcribe(const std::filesystem::path& file,
                                                              TranscriptionService::Progress progress = nullptr) {
         std::optional<std::expected<std::string, TranscriptionError>> result;
         service_.transcribe(file, std::move(progress), [&](auto r) { result = std::move(r); });
-        h.worker.runUntilIdle();
+        jobs_.runAll();
         EXPECT_TRUE(result) << "the completion must come";
         return result.value_or(std::unexpected(TranscriptionError::unavailable()));
     }
 
     // The diagnostics records as "message" strings, after checking that each carries one run id.
     std::vector<std::string> records() {
-        std::ifstream in(diagnostics_.filePath());
+        std::istringstream in(files_.content(std::string(TranscriptionDiagnostics::fileName)));
         std::vector<std::string> messages;
         std::set<std::string> runs;
         static const std::regex shape(R"(^\[[0-9T:\-]+Z\] \[([0-9A-F\-]{36})\] (.*)$)");
@@ -52,10 +52,10 @@ protected:
     SessionHarness h;
     FakeMediaImport media;
     testing::FakeWallClock clock_;
-    std::filesystem::path directory_ =
-        std::filesystem::temp_directory_path() / ("quillon-service-test-" + Uuid::random().toString());
-    TranscriptionDiagnostics diagnostics_{directory_, clock_};
-    TranscriptionService service_{h.support, media, diagnostics_, h.worker, h.log.logger(LogCategory::transcription)};
+    testing::FakeTemporaryFiles files_;
+    testing::FakeBackgroundJobs jobs_;
+    TranscriptionDiagnostics diagnostics_{files_, clock_};
+    TranscriptionService service_{h.support, media, diagnostics_, jobs_, h.log.logger(LogCategory::transcription)};
 };
 
 TEST_F(TranscriptionServiceTest, JoinsFinalResultsCorrectsTheWholeTextAndQuotesTheDiagnostics) {
@@ -77,6 +77,9 @@ TEST_F(TranscriptionServiceTest, JoinsFinalResultsCorrectsTheWholeTextAndQuotesT
     EXPECT_THAT(records(), ElementsAre(R"(BEGIN file="/music/a \"b\"\nc.wav")", R"(result="OpenAI said, \"twice\" done.")",
                                        "END"));
     EXPECT_TRUE(h.log.output.contains(LogLevel::info, "On-device file transcription complete (26 characters)"));
+    for (const auto& entry : h.log.output.entries()) {
+        EXPECT_EQ(entry.message.find("said"), std::string::npos) << "no transcript text in the log: " << entry.message;
+    }
 }
 
 TEST_F(TranscriptionServiceTest, ExtractedAudioIsCleanedUpAndProgressFollowsTheAudioRead) {
@@ -100,11 +103,23 @@ TEST_F(TranscriptionServiceTest, ExtractedAudioIsCleanedUpAndProgressFollowsTheA
     EXPECT_TRUE(fractions.empty()) << "no duration, no progress";
 }
 
+TEST_F(TranscriptionServiceTest, EachFileIsAJobOfItsOwn) {
+    media.files["/a.wav"].blocks = {{1}};
+    media.files["/b.wav"].blocks = {{2}};
+    std::vector<std::string> done;
+    service_.transcribe("/a.wav", [&](auto text) { done.push_back("a:" + text.value_or("failed")); });
+    service_.transcribe("/b.wav", [&](auto text) { done.push_back("b:" + text.value_or("failed")); });
+    EXPECT_EQ(jobs_.jobs.size(), 2u) << "the second file does not wait for the first";
+    jobs_.runAll();
+    EXPECT_THAT(done, ElementsAre("b:", "a:"));
+}
+
 struct FileFailure {
     const char* name;
     std::function<void(SessionHarness&, FakeMediaImport::File&)> arrange;
     TranscriptionError error;
     int cleanups;
+    bool beforeRecogniser = false;  // the file fails before any recogniser is made
 };
 
 class TranscriptionServiceFailureTest : public TranscriptionServiceTest,
@@ -122,6 +137,9 @@ TEST_P(TranscriptionServiceFailureTest, EveryBeginHasItsEndAndTheExtractionIsCle
     EXPECT_EQ(text.error(), GetParam().error);
     EXPECT_EQ(media.cleanups, GetParam().cleanups);
     EXPECT_EQ(h.engine.analyzersAlive, 0);
+    if (GetParam().beforeRecogniser) {
+        EXPECT_TRUE(h.engine.presets.empty()) << "the file is opened first";
+    }
     EXPECT_THAT(records(), ElementsAre("BEGIN file=\"/in.mkv\"", "END"));
     EXPECT_TRUE(h.log.output.contains(LogLevel::error, "On-device file transcription failed: " +
                                                            GetParam().error.description()));
@@ -132,10 +150,15 @@ using File = FakeMediaImport::File;
 INSTANTIATE_TEST_SUITE_P(
     Steps, TranscriptionServiceFailureTest,
     ::testing::Values(
+        FileFailure{"missing",
+                    [](SessionHarness&, File& f) {
+                        f.prepareError = TranscriptionError::unreadableFile("No such file or directory");
+                    },
+                    TranscriptionError::unreadableFile("No such file or directory"), 0, true},
         FileFailure{"noAudioTrack", [](SessionHarness&, File& f) { f.prepareError = TranscriptionError::noAudioTrack(); },
-                    TranscriptionError::noAudioTrack(), 0},
+                    TranscriptionError::noAudioTrack(), 0, true},
         FileFailure{"unopenable", [](SessionHarness&, File& f) { f.openError = TranscriptionError::audioLoadFailed(); },
-                    TranscriptionError::audioLoadFailed(), 1},
+                    TranscriptionError::audioLoadFailed(), 1, true},
         FileFailure{"readFails", [](SessionHarness&, File& f) { f.failReadAtBlock = 1; },
                     TranscriptionError::audioLoadFailed(), 1},
         FileFailure{"engineUnavailable", [](SessionHarness& h, File&) { h.engine.available = false; },

@@ -12,7 +12,10 @@ constexpr std::size_t blockSamples = 8000;
 }  // namespace
 
 std::expected<std::unique_ptr<AudioFileReaderFFmpeg>, TranscriptionError> AudioFileReaderFFmpeg::open(
-    const std::filesystem::path& file, AudioFormat format, Logger logger) {
+    const std::filesystem::path& file, Logger logger) {
+    if (auto reason = ffmpeg::unreadableReason(file.c_str())) {
+        return std::unexpected(TranscriptionError::unreadableFile(std::move(*reason)));
+    }
     ffmpeg::OpenFailure failure{};
     auto input = ffmpeg::openAudioInput(file.c_str(), failure);
     if (!input) {
@@ -20,29 +23,29 @@ std::expected<std::unique_ptr<AudioFileReaderFFmpeg>, TranscriptionError> AudioF
         logger.error("Could not open the audio of " + file.string());
         return std::unexpected(TranscriptionError::audioLoadFailed());
     }
+    return std::make_unique<AudioFileReaderFFmpeg>(std::move(input), std::move(logger));
+}
+
+AudioFileReaderFFmpeg::AudioFileReaderFFmpeg(std::unique_ptr<ffmpeg::AudioInput> input, Logger logger)
+    : input_(std::move(input)), logger_(std::move(logger)), packet_(av_packet_alloc()), frame_(av_frame_alloc()) {}
+
+std::expected<void, TranscriptionError> AudioFileReaderFFmpeg::setOutputFormat(AudioFormat format) {
     AVChannelLayout outLayout;
     av_channel_layout_default(&outLayout, format.channelCount);
     SwrContext* raw = nullptr;
-    AVCodecContext* decoder = input->decoder.get();
+    AVCodecContext* decoder = input_->decoder.get();
     const int made = swr_alloc_set_opts2(&raw, &outLayout, AV_SAMPLE_FMT_S16, static_cast<int>(format.sampleRate),
                                          &decoder->ch_layout, decoder->sample_fmt, decoder->sample_rate, 0, nullptr);
     av_channel_layout_uninit(&outLayout);
-    ffmpeg::Resampler resampler(raw);
-    if (made < 0 || !resampler || swr_init(resampler.get()) < 0) {
-        logger.error("Could not set up the conversion of " + file.string());
+    resampler_.reset(raw);
+    if (made < 0 || !resampler_ || swr_init(resampler_.get()) < 0) {
+        resampler_.reset();
+        logger_.error("Could not set up the conversion of an opened media file");
         return std::unexpected(TranscriptionError::audioConversionUnavailable());
     }
-    return std::make_unique<AudioFileReaderFFmpeg>(std::move(input), std::move(resampler), format, std::move(logger));
+    format_ = format;
+    return {};
 }
-
-AudioFileReaderFFmpeg::AudioFileReaderFFmpeg(std::unique_ptr<ffmpeg::AudioInput> input, ffmpeg::Resampler resampler,
-                                             AudioFormat format, Logger logger)
-    : input_(std::move(input)),
-      resampler_(std::move(resampler)),
-      format_(format),
-      logger_(std::move(logger)),
-      packet_(av_packet_alloc()),
-      frame_(av_frame_alloc()) {}
 
 std::optional<double> AudioFileReaderFFmpeg::durationSeconds() const {
     const AVFormatContext* format = input_->format.get();
@@ -59,6 +62,7 @@ std::optional<double> AudioFileReaderFFmpeg::durationSeconds() const {
 std::expected<std::vector<std::int16_t>, TranscriptionError> AudioFileReaderFFmpeg::read() {
     std::vector<std::int16_t> block;
     if (!packet_ || !frame_) return std::unexpected(TranscriptionError::audioLoadFailed());
+    if (!resampler_) return std::unexpected(TranscriptionError::noCompatibleAudioFormat());
     block.reserve(blockSamples + 4096);
     while (!finished_ && block.size() < blockSamples) {
         if (!receiveFrames(block)) return std::unexpected(TranscriptionError::audioConversionUnavailable());

@@ -8,7 +8,7 @@
 
 namespace quillon {
 
-// Decodes a file's best audio stream block by block and resamples it to the requested format.
+// Decodes a file's best audio stream block by block and resamples it to the output format.
 // Memory stays bounded by one block, whatever the file's length. A damaged packet is skipped as
 // players do, so a truncated file gives the audio that is there.
 //
@@ -16,13 +16,13 @@ namespace quillon {
 class AudioFileReaderFFmpeg final : public AudioFileReader {
 public:
     static std::expected<std::unique_ptr<AudioFileReaderFFmpeg>, TranscriptionError> open(
-        const std::filesystem::path& file, AudioFormat format, Logger logger);
+        const std::filesystem::path& file, Logger logger);
 
     std::optional<double> durationSeconds() const override;
+    std::expected<void, TranscriptionError> setOutputFormat(AudioFormat format) override;
     std::expected<std::vector<std::int16_t>, TranscriptionError> read() override;
 
-    AudioFileReaderFFmpeg(std::unique_ptr<ffmpeg::AudioInput> input, ffmpeg::Resampler resampler, AudioFormat format,
-                          Logger logger);
+    AudioFileReaderFFmpeg(std::unique_ptr<ffmpeg::AudioInput> input, Logger logger);
 
 private:
     bool receiveFrames(std::vector<std::int16_t>& block);
@@ -30,7 +30,7 @@ private:
 
     std::unique_ptr<ffmpeg::AudioInput> input_;
     ffmpeg::Resampler resampler_;
-    AudioFormat format_;
+    AudioFormat format_{};
     Logger logger_;
     ffmpeg::Packet packet_;
     ffmpeg::Frame frame_;

@@ -1,7 +1,5 @@
 #include "platform/linux/media/AudioTrackExtractorFFmpeg.h"
 
-#include <system_error>
-
 namespace quillon {
 
 namespace {
@@ -41,8 +39,6 @@ std::expected<void, TranscriptionError> AudioTrackExtractorFFmpeg::extract(ffmpe
         }
     }  // closes the file before it may be deleted
     if (!written) {
-        std::error_code ignored;
-        std::filesystem::remove(path, ignored);
         logger_.error("Could not extract the audio track to " + path.string());
         return std::unexpected(TranscriptionError::audioLoadFailed());
     }

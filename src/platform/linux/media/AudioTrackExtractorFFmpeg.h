@@ -10,8 +10,8 @@
 namespace quillon {
 
 // Writes the audio track of a media container to an AAC .m4a file (mono, 16 kHz: the speech
-// recogniser's rate, so nothing it could use is lost), streaming packet by packet. A partial
-// output is deleted when the extraction fails.
+// recogniser's rate, so nothing it could use is lost), streaming packet by packet, into a file
+// the caller made. The caller deletes a partial output when the extraction fails.
 class AudioTrackExtractorFFmpeg {
 public:
     explicit AudioTrackExtractorFFmpeg(Logger logger) : logger_(std::move(logger)) {}

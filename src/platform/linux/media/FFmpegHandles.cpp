@@ -1,10 +1,27 @@
 #include "platform/linux/media/FFmpegHandles.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
 extern "C" {
 #include <libavutil/log.h>
 }
 
 namespace quillon::ffmpeg {
+
+std::optional<std::string> unreadableReason(const char* path) {
+    const int fd = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0) return std::error_code(errno, std::system_category()).message();
+    struct stat info {};
+    const bool isFolder = ::fstat(fd, &info) == 0 && S_ISDIR(info.st_mode);
+    ::close(fd);
+    if (isFolder) return std::make_error_code(std::errc::is_a_directory).message();
+    return std::nullopt;
+}
 
 std::unique_ptr<AudioInput> openAudioInput(const char* path, OpenFailure& failure) {
     av_log_set_level(AV_LOG_QUIET);

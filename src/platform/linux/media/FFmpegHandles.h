@@ -1,6 +1,8 @@
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <string>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -46,6 +48,10 @@ struct AudioInput {
     CodecContext decoder;
     bool hasVideo = false;
 };
+
+// The system's words for a file that cannot be opened for reading at all ("No such file or
+// directory", "Permission denied", "Is a directory"), or nothing when it can.
+std::optional<std::string> unreadableReason(const char* path);
 
 enum class OpenFailure { unreadable, noAudioTrack };
 

@@ -29,8 +29,8 @@ bool saysNothing(const QMimeType& type) {
 
 }  // namespace
 
-MediaImportFFmpeg::MediaImportFFmpeg(std::filesystem::path temporaryDirectory, Logger logger)
-    : temporaryDirectory_(std::move(temporaryDirectory)), logger_(std::move(logger)) {}
+MediaImportFFmpeg::MediaImportFFmpeg(TemporaryFiles& temporaryFiles, Logger logger)
+    : temporaryFiles_(temporaryFiles), logger_(std::move(logger)) {}
 
 bool MediaImportFFmpeg::isSupportedMedia(const std::filesystem::path& file) const {
     std::error_code error;
@@ -44,6 +44,9 @@ bool MediaImportFFmpeg::isSupportedMedia(const std::filesystem::path& file) cons
 
 std::expected<PreparedAudioInput, TranscriptionError> MediaImportFFmpeg::prepareAudioInput(
     const std::filesystem::path& file) {
+    if (auto reason = ffmpeg::unreadableReason(file.c_str())) {
+        return std::unexpected(TranscriptionError::unreadableFile(std::move(*reason)));
+    }
     ffmpeg::OpenFailure failure{};
     auto input = ffmpeg::openAudioInput(file.c_str(), failure);
     if (!input) {
@@ -54,18 +57,24 @@ std::expected<PreparedAudioInput, TranscriptionError> MediaImportFFmpeg::prepare
     if (!input->hasVideo) return PreparedAudioInput{file, [] {}};
 
     logger_.info("Extracting the audio track from imported media: " + file.string());
-    auto output = temporaryDirectory_ / ("transcription-import-" + Uuid::random().toString() + ".m4a");
+    const std::string name = "transcription-import-" + Uuid::random().toString() + ".m4a";
+    auto output = temporaryFiles_.createFile(name);
+    if (!output) {
+        logger_.error("Could not make a private temporary file for the extracted audio: " + output.error().message());
+        return std::unexpected(TranscriptionError::audioLoadFailed());
+    }
     AudioTrackExtractorFFmpeg extractor(logger_);
-    if (auto extracted = extractor.extract(*input, output); !extracted) return std::unexpected(extracted.error());
-    return PreparedAudioInput{output, [output] {
-                                  std::error_code ignored;  // a failed deletion is not reported
-                                  std::filesystem::remove(output, ignored);
-                              }};
+    TemporaryFiles& files = temporaryFiles_;
+    if (auto extracted = extractor.extract(*input, *output); !extracted) {
+        (void)files.remove(name);  // a failed deletion is not reported
+        return std::unexpected(extracted.error());
+    }
+    return PreparedAudioInput{*output, [&files, name] { (void)files.remove(name); }};
 }
 
 std::expected<std::unique_ptr<AudioFileReader>, TranscriptionError> MediaImportFFmpeg::openAudioFile(
-    const std::filesystem::path& file, AudioFormat format) {
-    auto reader = AudioFileReaderFFmpeg::open(file, format, logger_);
+    const std::filesystem::path& file) {
+    auto reader = AudioFileReaderFFmpeg::open(file, logger_);
     if (!reader) return std::unexpected(reader.error());
     return std::unique_ptr<AudioFileReader>(std::move(*reader));
 }

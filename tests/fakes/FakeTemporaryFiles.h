@@ -1,0 +1,67 @@
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "core/ports/TemporaryFiles.h"
+
+namespace quillon::testing {
+
+// Temporary files held in memory under a made-up folder. `failure`, when set, fails every
+// operation with that error, as a full disk or a folder that could not be made would.
+class FakeTemporaryFiles final : public TemporaryFiles {
+public:
+    std::filesystem::path folder = "/run/user/1000/quillon";
+    std::optional<std::error_code> failure;
+
+    bool exists(const std::string& name) const {
+        std::lock_guard lock(mutex_);
+        return files_.contains(name);
+    }
+    std::string content(const std::string& name) const {
+        std::lock_guard lock(mutex_);
+        const auto found = files_.find(name);
+        return found == files_.end() ? std::string() : found->second;
+    }
+
+    std::filesystem::path directory() const override { return folder; }
+
+    std::expected<std::filesystem::path, std::error_code> createFile(std::string_view name) override {
+        std::lock_guard lock(mutex_);
+        if (failure) return std::unexpected(*failure);
+        if (!files_.emplace(name, "").second) return std::unexpected(std::make_error_code(std::errc::file_exists));
+        return folder / name;
+    }
+    std::expected<std::uintmax_t, std::error_code> append(std::string_view name, std::string_view bytes) override {
+        std::lock_guard lock(mutex_);
+        if (failure) return std::unexpected(*failure);
+        return (files_[std::string(name)] += bytes).size();
+    }
+    std::expected<std::string, std::error_code> read(std::string_view name) const override {
+        std::lock_guard lock(mutex_);
+        if (failure) return std::unexpected(*failure);
+        const auto found = files_.find(std::string(name));
+        if (found == files_.end()) return std::unexpected(std::make_error_code(std::errc::no_such_file_or_directory));
+        return found->second;
+    }
+    std::expected<void, std::error_code> replace(std::string_view name, std::string_view bytes) override {
+        std::lock_guard lock(mutex_);
+        if (failure) return std::unexpected(*failure);
+        files_[std::string(name)] = bytes;
+        return {};
+    }
+    std::expected<void, std::error_code> remove(std::string_view name) override {
+        std::lock_guard lock(mutex_);
+        if (failure) return std::unexpected(*failure);
+        files_.erase(std::string(name));
+        return {};
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::map<std::string, std::string, std::less<>> files_;
+};
+
+}  // namespace quillon::testing
