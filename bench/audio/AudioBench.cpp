@@ -189,8 +189,8 @@ void delayFigures(DesktopEntryIndex& index) {
     if (!tap.start(std::nullopt)) return;
     {
         PulseConnection::Locked lock(connection);
-        const pa_sample_spec spec{PA_SAMPLE_S16LE, 48000, 1};
-        player.stream = pa_stream_new(connection.context(), "Delay bench", &spec, nullptr);
+        const pa_sample_spec sampleFormat{PA_SAMPLE_S16LE, 48000, 1};
+        player.stream = pa_stream_new(connection.context(), "Delay bench", &sampleFormat, nullptr);
         const pa_buffer_attr attributes{static_cast<std::uint32_t>(-1), 48000 * 2 / 50, static_cast<std::uint32_t>(-1),
                                         static_cast<std::uint32_t>(-1), static_cast<std::uint32_t>(-1)};
         pa_stream_set_write_callback(

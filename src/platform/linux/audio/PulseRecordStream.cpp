@@ -4,8 +4,8 @@ namespace quillon {
 
 PulseRecordStream::PulseRecordStream(PulseConnection& connection, const char* name, int sampleRate)
     : connection_(connection), sampleRate_(sampleRate) {
-    const pa_sample_spec spec{PA_SAMPLE_S16LE, static_cast<std::uint32_t>(sampleRate), 1};
-    stream_ = pa_stream_new(connection.context(), name, &spec, nullptr);
+    const pa_sample_spec sampleFormat{PA_SAMPLE_S16LE, static_cast<std::uint32_t>(sampleRate), 1};
+    stream_ = pa_stream_new(connection.context(), name, &sampleFormat, nullptr);
     if (!stream_) return;
     pa_stream_set_state_callback(stream_, &PulseRecordStream::stateChanged, this);
     pa_stream_set_read_callback(stream_, &PulseRecordStream::readable, this);
