@@ -12,7 +12,9 @@ extern "C" {
 namespace quillon {
 
 RealFFTAvTx::RealFFTAvTx(std::size_t size) : size_(size) {
-    const float scale = 2.0f;
+    // Unscaled: libavutil 57 leaves the Nyquist term out of its scaling, so the factor of 2 is
+    // applied below, to every term alike.
+    const float scale = 1.0f;
     av_tx_fn transform = nullptr;
     if (av_tx_init(&context_, &transform, AV_TX_FLOAT_RDFT, 0, static_cast<int>(size), &scale, 0) < 0) {
         std::fputs("Failed to create FFT setup\n", stderr);
@@ -38,11 +40,12 @@ void RealFFTAvTx::squaredMagnitudes(std::span<const float> samples, std::span<fl
     transform_(context_, output_, input_, sizeof(float));
     const std::size_t half = size_ / 2;
     // Packed form of bin 0: the constant term as the real part, the Nyquist term as the imaginary.
-    squaredMagnitudes[0] = output_[0] * output_[0] + output_[2 * half] * output_[2 * half];
+    // |2 z|^2 = 4 |z|^2.
+    squaredMagnitudes[0] = 4.0f * (output_[0] * output_[0] + output_[2 * half] * output_[2 * half]);
     for (std::size_t k = 1; k < half; ++k) {
         const float re = output_[2 * k];
         const float im = output_[2 * k + 1];
-        squaredMagnitudes[k] = re * re + im * im;
+        squaredMagnitudes[k] = 4.0f * (re * re + im * im);
     }
 }
 

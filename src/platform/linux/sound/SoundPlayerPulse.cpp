@@ -173,7 +173,11 @@ std::shared_ptr<Sound> SoundPlayerPulse::loadSound(const std::filesystem::path& 
     if (found == samples_.end()) {
         auto reader = AudioFileReaderFFmpeg::open(file, sampleFormat, logger_);
         if (!reader) return nullptr;
-        auto sample = std::make_shared<Sample>(Sample{cacheName(file), {}, logger_});
+        auto sample = std::make_shared<Sample>(Sample{.name = cacheName(file),
+                                                      .samples = {},
+                                                      .logger = logger_,
+                                                      .connectionsLost = connectionsLost_,
+                                                      .uploadedIn = connectionsLost_->load()});
         while (true) {
             auto block = (*reader)->read();
             if (!block) return nullptr;
@@ -181,8 +185,6 @@ std::shared_ptr<Sound> SoundPlayerPulse::loadSound(const std::filesystem::path& 
             sample->samples.insert(sample->samples.end(), block->begin(), block->end());
         }
         if (sample->samples.empty()) return nullptr;
-        sample->connectionsLost = connectionsLost_;
-        sample->uploadedIn = connectionsLost_->load();
         found = samples_.emplace(file, std::move(sample)).first;
     }
     // Uploads now, so that the first play finds the sound in the server's cache.
