@@ -36,6 +36,11 @@ MicrophoneAccessPulse::MicrophoneAccessPulse(PulseConnection& connection) : conn
     });
 }
 
+RecordPermission MicrophoneAccessPulse::recordPermission() const {
+    if (connection_.state() == PulseConnection::State::failed) connection_.connect();
+    return permission_->load();
+}
+
 void MicrophoneAccessPulse::requestRecordPermission(std::function<void(bool granted)> completion) {
     connection_.withContext([permission = permission_, completion = std::move(completion)](pa_context* context) mutable {
         if (!context) {

@@ -17,7 +17,9 @@ class MicrophoneAccessPulse final : public MicrophoneAccess {
 public:
     explicit MicrophoneAccessPulse(PulseConnection& connection);
 
-    RecordPermission recordPermission() const override { return permission_->load(); }
+    // A denial because the server could not be reached starts a new attempt, so that the next
+    // check sees a server that has started since.
+    RecordPermission recordPermission() const override;
     void requestRecordPermission(std::function<void(bool granted)> completion) override;
     std::expected<void, std::string> openSettings() override;
 
