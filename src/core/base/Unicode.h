@@ -16,6 +16,10 @@ std::size_t graphemeCount(std::string_view text);
 // of both.
 std::size_t commonPrefixLength(std::string_view a, std::string_view b);
 
+// The byte length of the longest common suffix of `a` and `b` that starts on a grapheme boundary
+// of both and reaches no further into either text than `excludingPrefix` bytes from its start.
+std::size_t commonSuffixLength(std::string_view a, std::string_view b, std::size_t excludingPrefix = 0);
+
 // White space and newlines (Unicode White_Space) at the start and end removed.
 std::string_view trimmed(std::string_view text);
 
