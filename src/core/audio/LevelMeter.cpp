@@ -22,7 +22,8 @@ LevelMeter::LevelMeter(RealFFT& fft, Scheduler& main, const WallClock& clock)
       window_(fftSize),
       windowed_(fftSize),
       magnitudes_(fftSize / 2),
-      converted_(fftSize) {
+      converted_(fftSize),
+      gathered_(fftSize) {
     // The denormalised Hann window over the whole block: 0 at the first sample, 1 in the middle.
     for (std::size_t n = 0; n < fftSize; ++n) {
         const double phase = 2.0 * std::numbers::pi * static_cast<double>(n) / static_cast<double>(fftSize);
@@ -54,6 +55,19 @@ void LevelMeter::updateAudioLevels(std::span<const std::int16_t> samples, float 
     std::ranges::transform(newest, converted_.begin(),
                            [](std::int16_t sample) { return static_cast<float>(sample) / 32768.0f; });
     publish(spectralBandLevels(std::span<const float>(converted_).first(newest.size()), sampleRate, overallLevel(rms)));
+}
+
+void LevelMeter::accumulateAudioLevels(std::span<const std::int16_t> samples, float sampleRate) {
+    while (!samples.empty()) {
+        const std::size_t taken = std::min(samples.size(), fftSize - gatheredCount_);
+        std::ranges::copy(samples.first(taken), gathered_.begin() + static_cast<std::ptrdiff_t>(gatheredCount_));
+        gatheredCount_ += taken;
+        samples = samples.subspan(taken);
+        if (gatheredCount_ == fftSize) {
+            updateAudioLevels(std::span<const std::int16_t>(gathered_), sampleRate);
+            gatheredCount_ = 0;
+        }
+    }
 }
 
 std::array<float, LevelMeter::visualizationBandCount> LevelMeter::spectralBandLevels(std::span<const float> samples,

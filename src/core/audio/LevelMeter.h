@@ -50,6 +50,10 @@ public:
     void updateAudioLevels(std::span<const float> samples, float sampleRate);
     void updateAudioLevels(std::span<const std::int16_t> samples, float sampleRate);
 
+    // Audio thread. For capture that delivers small blocks (10-20 ms): gathers them into blocks of
+    // fftSize samples and measures each full one, so the spectrum always has a whole window.
+    void accumulateAudioLevels(std::span<const std::int16_t> samples, float sampleRate);
+
     // The band levels of the newest fftSize samples; fewer samples give the overall level, scaled.
     // Audio thread (it uses the meter's own work buffers).
     std::array<float, visualizationBandCount> spectralBandLevels(std::span<const float> samples, float sampleRate,
@@ -84,6 +88,8 @@ private:
     std::vector<float> windowed_;
     std::vector<float> magnitudes_;
     std::vector<float> converted_;
+    std::vector<std::int16_t> gathered_;
+    std::size_t gatheredCount_ = 0;
 
     // The one-writer slot: odd while the audio thread writes.
     std::atomic<std::uint64_t> sequence_{0};

@@ -86,6 +86,20 @@ TEST(LevelMeter, SpectrumTakesTheNewestSamplesThroughAHannWindow) {
     EXPECT_NEAR(world.fft.lastInput[768], 0.5f, 1e-6f);
 }
 
+TEST(LevelMeter, SmallBlocksAreGatheredIntoWholeWindows) {
+    MeterWorld world;
+    std::vector<std::int16_t> block(480);
+    int transforms = 0;
+    for (int i = 0; i < 10; ++i) {
+        std::ranges::fill(block, static_cast<std::int16_t>(i));
+        world.meter.accumulateAudioLevels(block, 48000.0f);
+        if (world.fft.lastInput.empty()) continue;
+        ++transforms;
+        world.fft.lastInput.clear();
+    }
+    EXPECT_EQ(transforms, 4);  // 4800 samples make four windows of 1024
+}
+
 TEST(LevelMeter, SmoothingAttacksFastReleasesSlowlyAndStopsWithItsTimer) {
     MeterWorld world;
     world.fft.spectrum.assign(512, 1.0f);
