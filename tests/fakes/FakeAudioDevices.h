@@ -3,7 +3,6 @@
 #include <vector>
 
 #include "core/ports/AudioDevices.h"
-#include "core/ports/MicrophoneAccess.h"
 
 namespace quillon::testing {
 
@@ -32,29 +31,6 @@ public:
     std::string failure;
     std::vector<ListCompletion> requests;
     std::function<void()> onDevicesChanged;
-};
-
-// Microphone access in a state a test sets; requests wait until the test answers them.
-class FakeMicrophoneAccess final : public quillon::MicrophoneAccess {
-public:
-    quillon::RecordPermission recordPermission() const override { return permission; }
-    void requestRecordPermission(std::function<void(bool)> completion) override { requests.push_back(std::move(completion)); }
-    std::expected<void, std::string> openSettings() override {
-        ++settingsOpened;
-        if (!openFailure.empty()) return std::unexpected(openFailure);
-        return {};
-    }
-
-    void answer(bool granted) {
-        auto waiting = std::move(requests);
-        requests.clear();
-        for (auto& completion : waiting) completion(granted);
-    }
-
-    quillon::RecordPermission permission = quillon::RecordPermission::undetermined;
-    std::vector<std::function<void(bool)>> requests;
-    std::string openFailure;
-    int settingsOpened = 0;
 };
 
 }  // namespace quillon::testing

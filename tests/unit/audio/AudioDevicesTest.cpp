@@ -3,6 +3,7 @@
 #include "core/audio/AudioDeviceManager.h"
 #include "core/audio/MicrophonePermission.h"
 #include "fakes/FakeAudioDevices.h"
+#include "fakes/FakeMicrophoneAccess.h"
 #include "fakes/TestLog.h"
 
 namespace quillon {
