@@ -95,7 +95,10 @@ TEST(MicrophoneAccessPulse, GrantedWhenTheServerHasAMicrophone) {
 
 TEST(MicrophoneAccessPulse, DeniedWhenNoServerAnswers) {
     QUILLON_REQUIRE_SOUND_SERVER();
-    const std::string server = std::getenv("PULSE_SERVER") ? std::getenv("PULSE_SERVER") : "";
+    struct RestoreServer {
+        std::string server = std::getenv("PULSE_SERVER") ? std::getenv("PULSE_SERVER") : "";
+        ~RestoreServer() { ::setenv("PULSE_SERVER", server.c_str(), 1); }
+    } restore;
     ::setenv("PULSE_SERVER", "unix:/nonexistent/quillon/native", 1);
     testing::SoundLog log;
     {
@@ -108,7 +111,6 @@ TEST(MicrophoneAccessPulse, DeniedWhenNoServerAnswers) {
         EXPECT_FALSE(future.get());
         EXPECT_EQ(access.recordPermission(), RecordPermission::denied);
     }
-    ::setenv("PULSE_SERVER", server.c_str(), 1);
 }
 
 }  // namespace
