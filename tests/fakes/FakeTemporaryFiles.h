@@ -1,11 +1,13 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 
 #include "core/ports/TemporaryFiles.h"
+#include "fakes/FakeWritableFile.h"
 
 namespace quillon::testing {
 
@@ -34,6 +36,14 @@ public:
         if (!files_.emplace(name, "").second) return std::unexpected(std::make_error_code(std::errc::file_exists));
         return folder / name;
     }
+    // The file's bytes stay readable in `writables` by name.
+    std::expected<std::unique_ptr<WritableFile>, std::error_code> createWritable(std::string_view name) override {
+        std::lock_guard lock(mutex_);
+        if (failure) return std::unexpected(*failure);
+        auto contents = std::make_shared<FakeFileContents>();
+        if (!writables.emplace(name, contents).second) return std::unexpected(std::make_error_code(std::errc::file_exists));
+        return std::make_unique<FakeWritableFile>(contents);
+    }
     std::expected<std::uintmax_t, std::error_code> append(std::string_view name, std::string_view bytes) override {
         std::lock_guard lock(mutex_);
         if (failure) return std::unexpected(*failure);
@@ -58,6 +68,8 @@ public:
         files_.erase(std::string(name));
         return {};
     }
+
+    std::map<std::string, std::shared_ptr<FakeFileContents>, std::less<>> writables;
 
 private:
     mutable std::mutex mutex_;

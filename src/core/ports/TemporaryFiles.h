@@ -3,9 +3,12 @@
 #include <cstdint>
 #include <expected>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <system_error>
+
+#include "core/ports/WritableFile.h"
 
 namespace quillon {
 
@@ -24,6 +27,10 @@ public:
     // Makes a new, empty file `name`; fails when anything already has that name. Returns its path,
     // for libraries that open files by name.
     virtual std::expected<std::filesystem::path, std::error_code> createFile(std::string_view name) = 0;
+
+    // Makes a new file `name` open for writing at a position (a WAV file patches its header at the
+    // end); fails when anything already has that name.
+    virtual std::expected<std::unique_ptr<WritableFile>, std::error_code> createWritable(std::string_view name) = 0;
 
     // Appends `bytes` to `name`, creating the file when it is missing. Returns the file's size after.
     virtual std::expected<std::uintmax_t, std::error_code> append(std::string_view name, std::string_view bytes) = 0;

@@ -1,5 +1,7 @@
 #include "platform/linux/base/TemporaryFilesPosix.h"
 
+#include "platform/linux/base/WritableFilePosix.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -122,6 +124,13 @@ std::expected<std::filesystem::path, std::error_code> TemporaryFilesPosix::creat
     if (!file) return std::unexpected(file.error());
     ::close(*file);
     return directory_ / name;
+}
+
+std::expected<std::unique_ptr<WritableFile>, std::error_code> TemporaryFilesPosix::createWritable(
+    std::string_view name) {
+    auto file = openFile(name, O_WRONLY | O_CREAT | O_EXCL);
+    if (!file) return std::unexpected(file.error());
+    return std::make_unique<WritableFilePosix>(*file);
 }
 
 std::expected<std::uintmax_t, std::error_code> TemporaryFilesPosix::append(std::string_view name,

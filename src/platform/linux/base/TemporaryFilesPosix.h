@@ -35,6 +35,7 @@ public:
 
     std::filesystem::path directory() const override { return directory_; }
     std::expected<std::filesystem::path, std::error_code> createFile(std::string_view name) override;
+    std::expected<std::unique_ptr<WritableFile>, std::error_code> createWritable(std::string_view name) override;
     std::expected<std::uintmax_t, std::error_code> append(std::string_view name, std::string_view bytes) override;
     std::expected<std::string, std::error_code> read(std::string_view name) const override;
     std::expected<void, std::error_code> replace(std::string_view name, std::string_view bytes) override;

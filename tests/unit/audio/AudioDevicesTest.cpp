@@ -1,0 +1,135 @@
+#include <gtest/gtest.h>
+
+#include "core/audio/AudioDeviceManager.h"
+#include "core/audio/MicrophonePermission.h"
+#include "fakes/FakeAudioDevices.h"
+#include "fakes/FakeMicrophoneAccess.h"
+#include "fakes/TestLog.h"
+
+namespace quillon {
+namespace {
+
+using testing::FakeAudioDevices;
+using testing::FakeMicrophoneAccess;
+
+const AudioDevice defaultRow{"system", "System Default", "System Default"};
+
+struct DeviceWorld {
+    DeviceWorld() { port.devices = {{"alsa_input.usb", "USB Microphone"}, {"mic", "Built-in Microphone"}}; }
+
+    void settle() {
+        main.runUntilIdle();
+        port.answer();
+        main.runUntilIdle();
+    }
+
+    ManualScheduler main;
+    testing::TestLog log{main};
+    FakeAudioDevices port;
+    AudioDeviceManager manager{port, main, log.logger(LogCategory::audio)};
+};
+
+TEST(AudioDeviceManager, ListsMicrophonesAfterTheDefaultRowAndFollowsPlugEvents) {
+    DeviceWorld world;
+    EXPECT_EQ(world.manager.devices(), std::vector<AudioDevice>{defaultRow});
+    world.settle();
+    EXPECT_EQ(world.manager.devices(),
+              (std::vector<AudioDevice>{defaultRow, {"alsa_input.usb", "USB Microphone", "alsa_input.usb"},
+                                        {"mic", "Built-in Microphone", "mic"}}));
+
+    world.port.plug({{"mic", "Built-in Microphone"}});
+    world.settle();
+    EXPECT_EQ(world.manager.devices().size(), 2u);
+
+    world.port.failure = "The sound server is not running";
+    world.manager.updateDevices();
+    world.settle();
+    EXPECT_EQ(world.manager.devices(), std::vector<AudioDevice>{defaultRow});
+    EXPECT_TRUE(world.log.output.contains(LogLevel::error, "Failed to get audio device list: The sound server is not running"));
+}
+
+TEST(AudioDeviceManager, StoredChoiceFallsBackToTheDefaultOnlyWhenItIsGone) {
+    DeviceWorld world;
+    EXPECT_EQ(world.manager.inputDeviceForUID("alsa_input.gone"), "alsa_input.gone") << "trusted before the first list";
+    world.settle();
+    struct Case {
+        std::string stored;
+        std::optional<std::string> recorded;
+    };
+    for (const auto& c : {Case{"System Default", std::nullopt}, Case{"alsa_input.usb", "alsa_input.usb"},
+                          Case{"alsa_input.gone", std::nullopt}}) {
+        EXPECT_EQ(world.manager.inputDeviceForUID(c.stored), c.recorded) << c.stored;
+    }
+    EXPECT_EQ(world.log.output.count("Selected microphone alsa_input.gone is no longer available; recording from the system default"), 1u);
+}
+
+TEST(AudioDeviceManager, AnswerAfterDestructionIsDropped) {
+    ManualScheduler main;
+    testing::TestLog log{main};
+    FakeAudioDevices port;
+    { AudioDeviceManager manager(port, main, log.logger(LogCategory::audio)); }
+    EXPECT_FALSE(port.onDevicesChanged);
+    port.answer();
+    main.runUntilIdle();
+}
+
+struct PermissionCase {
+    const char* name;
+    RecordPermission state;
+    std::optional<bool> platformAnswer;  // asked only while undetermined
+    bool granted;
+    const char* logLine;
+};
+
+class MicrophonePermissionRequest : public ::testing::TestWithParam<PermissionCase> {};
+
+TEST_P(MicrophonePermissionRequest, PublishesTheAnswerAndCompletes) {
+    const auto& c = GetParam();
+    ManualScheduler main;
+    testing::TestLog log{main};
+    FakeMicrophoneAccess access;
+    access.permission = c.state;
+    MicrophonePermission permission(access, main, log.logger(LogCategory::app));
+    std::optional<bool> completed;
+    permission.requestMicrophoneAccess([&](bool granted) { completed = granted; });
+    EXPECT_EQ(access.requests.size(), c.platformAnswer ? 1u : 0u);
+    if (c.platformAnswer) {
+        access.answer(*c.platformAnswer);
+        EXPECT_FALSE(completed) << "the answer hops to the main thread";
+        main.runUntilIdle();
+    }
+    EXPECT_EQ(completed, c.granted);
+    EXPECT_EQ(permission.microphonePermissionGranted(), c.granted);
+    EXPECT_TRUE(log.output.contains(LogLevel::info, c.logLine));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    States, MicrophonePermissionRequest,
+    ::testing::Values(
+        PermissionCase{"askedAndGranted", RecordPermission::undetermined, true, true,
+                       "Microphone permission request completed: granted=true"},
+        PermissionCase{"askedAndRefused", RecordPermission::undetermined, false, false,
+                       "Microphone permission request completed: granted=false"},
+        PermissionCase{"alreadyGranted", RecordPermission::granted, std::nullopt, true, "Microphone permission already granted"},
+        PermissionCase{"denied", RecordPermission::denied, std::nullopt, false, "Microphone permission denied"}),
+    [](const ::testing::TestParamInfo<PermissionCase>& param) { return std::string(param.param.name); });
+
+TEST(MicrophonePermission, CheckAndSettingsReportFailuresInTheLog) {
+    ManualScheduler main;
+    testing::TestLog log{main};
+    FakeMicrophoneAccess access;
+    access.permission = RecordPermission::denied;
+    MicrophonePermission permission(access, main, log.logger(LogCategory::app));
+    EXPECT_TRUE(log.output.contains(LogLevel::error, "Microphone permission denied"));
+    access.permission = RecordPermission::granted;
+    permission.checkMicrophonePermission();
+    EXPECT_TRUE(permission.microphonePermissionGranted());
+
+    access.openFailure = "Could not open settings://sound with xdg-open: No such file or directory";
+    permission.openMicrophoneSettings();
+    EXPECT_TRUE(log.output.contains(
+        LogLevel::error, "Failed to open microphone settings: Could not open settings://sound with xdg-open: No such file or directory"));
+}
+
+}  // namespace
+}  // namespace quillon

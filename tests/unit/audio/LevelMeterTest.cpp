@@ -1,0 +1,155 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "core/audio/LevelMeter.h"
+#include "core/base/ManualScheduler.h"
+#include "fakes/FakeRealFFT.h"
+#include "fakes/FakeWallClock.h"
+
+namespace quillon {
+namespace {
+
+using testing::FakeRealFFT;
+using testing::FakeWallClock;
+using std::chrono::milliseconds;
+
+struct MeterWorld {
+    MeterWorld() { clock.set(std::chrono::system_clock::time_point{}); }
+
+    FakeRealFFT fft;
+    ManualScheduler main;
+    FakeWallClock clock;
+    LevelMeter meter{fft, main, clock};
+};
+
+// A band whose mean squared magnitude is 1 sits at 0 dB: 0.9 before the overall mix, and with an
+// overall level of 0.8 the mix gives (0.9 + 0.08 - 0.08) / 0.92 = 0.978261, to the power 1.45.
+constexpr float fullBand = 0.968633f;
+
+struct BandCase {
+    const char* name;
+    float sampleRate;
+    std::size_t bin;       // the one bin that carries energy
+    float energy;          // spread over the band it falls in
+    std::array<float, 5> expected;
+};
+
+class SpectralBands : public ::testing::TestWithParam<BandCase> {};
+
+TEST_P(SpectralBands, MatchHandComputedEdges) {
+    const auto& c = GetParam();
+    MeterWorld world;
+    world.fft.spectrum[c.bin] = c.energy;
+    const std::vector<float> samples(1024, 0.25f);
+    const auto bands = world.meter.spectralBandLevels(samples, c.sampleRate, 0.8f);
+    for (std::size_t i = 0; i < 5; ++i) EXPECT_NEAR(bands[i], c.expected[i], 2e-5f) << "band " << i;
+}
+
+// At 16 kHz the bands span bins [5,13) [12,29) [28,69) [68,162) [161,385); at 8 kHz the range
+// ends at the Nyquist frequency and the last band is [234,512).
+INSTANTIATE_TEST_SUITE_P(
+    Meter, SpectralBands,
+    ::testing::Values(BandCase{"lowest", 16000.0f, 8, 8.0f, {fullBand, 0, 0, 0, 0}},
+                      BandCase{"middle", 16000.0f, 40, 41.0f, {0, 0, fullBand, 0, 0}},
+                      BandCase{"overlapping edge bin counts in both", 16000.0f, 12, 1.7f,
+                               {0.836642f, 0.774616f, 0, 0, 0}},
+                      BandCase{"bin zero is never used", 16000.0f, 0, 1e6f, {0, 0, 0, 0, 0}},
+                      BandCase{"top band reaches Nyquist at 8 kHz", 8000.0f, 511, 278.0f, {0, 0, 0, 0, fullBand}}),
+    [](const ::testing::TestParamInfo<BandCase>& param) {
+        std::string name = param.param.name;
+        std::ranges::replace_if(name, [](char ch) { return !std::isalnum(static_cast<unsigned char>(ch)); }, '_');
+        return name;
+    });
+
+TEST(LevelMeter, ShortBlockGivesFiveEqualLevelsFromItsLoudness) {
+    MeterWorld world;
+    // A constant of 0.1 is -20 dB: the overall level is 40 / 60, and each band 0.35 of that.
+    const std::vector<std::int16_t> block(1023, 3277);
+    world.meter.startSmoothingTimer();
+    world.meter.updateAudioLevels(block, 48000.0f);
+    world.main.advance(LevelMeter::smoothingInterval);
+    for (float level : world.meter.audioLevels().levels) EXPECT_NEAR(level, 0.233339f, 1e-4f);
+    EXPECT_NEAR(world.meter.audioLevels().peak, 0.233339f, 1e-4f);
+    EXPECT_TRUE(world.fft.lastInput.empty());
+}
+
+TEST(LevelMeter, SpectrumTakesTheNewestSamplesThroughAHannWindow) {
+    MeterWorld world;
+    std::vector<float> block(1500, 5.0f);
+    std::fill(block.end() - 1024, block.end(), 1.0f);
+    world.meter.updateAudioLevels(block, 16000.0f);
+    ASSERT_EQ(world.fft.lastInput.size(), 1024u);
+    EXPECT_FLOAT_EQ(world.fft.lastInput[0], 0.0f);
+    EXPECT_NEAR(world.fft.lastInput[256], 0.5f, 1e-6f);
+    EXPECT_FLOAT_EQ(world.fft.lastInput[512], 1.0f);
+    EXPECT_NEAR(world.fft.lastInput[768], 0.5f, 1e-6f);
+}
+
+TEST(LevelMeter, SmallBlocksAreGatheredIntoWholeWindows) {
+    MeterWorld world;
+    std::vector<std::int16_t> block(480);
+    int transforms = 0;
+    for (int i = 0; i < 10; ++i) {
+        std::ranges::fill(block, static_cast<std::int16_t>(i));
+        world.meter.accumulateAudioLevels(block, 48000.0f);
+        if (world.fft.lastInput.empty()) continue;
+        ++transforms;
+        world.fft.lastInput.clear();
+    }
+    EXPECT_EQ(transforms, 4);  // 4800 samples make four windows of 1024
+}
+
+TEST(LevelMeter, SmoothingAttacksFastReleasesSlowlyAndStopsWithItsTimer) {
+    MeterWorld world;
+    world.fft.spectrum.assign(512, 1.0f);
+    const std::vector<float> loud(1024, 1.0f);  // 0 dB: overall 1, every band 1
+    world.meter.startSmoothingTimer();
+    world.meter.updateAudioLevels(loud, 16000.0f);
+    world.main.advance(LevelMeter::smoothingInterval);
+    const float afterAttack = world.meter.smoothedLevels().levels[0];
+    EXPECT_NEAR(afterAttack, 0.43528187f, 1e-6f);
+    EXPECT_NEAR(world.meter.smoothedLevels().peak, 0.43528187f, 1e-6f);
+
+    world.fft.spectrum.assign(512, 0.0f);
+    const std::vector<float> silence(1024, 0.0f);
+    world.meter.updateAudioLevels(silence, 16000.0f);
+    world.main.advance(LevelMeter::smoothingInterval);
+    EXPECT_NEAR(world.meter.smoothedLevels().levels[4], afterAttack * (1.0f - 0.1353708f), 1e-6f);
+
+    world.meter.stopSmoothingTimer();
+    const auto stopped = world.meter.smoothedLevels();
+    world.main.advance(milliseconds(500));
+    EXPECT_EQ(world.meter.smoothedLevels(), stopped);
+    EXPECT_EQ(world.main.pendingCount(), 0u);
+}
+
+TEST(LevelMeter, QuietBandsShowTheIdleShimmerFloor) {
+    MeterWorld world;  // at the epoch: sin(0) = 0, so the base floor is 0.015
+    world.meter.startSmoothingTimer();
+    world.main.advance(LevelMeter::smoothingInterval);
+    const std::array<float, 5> floors{0.0105f, 0.01182984f, 0.0130409f, 0.01402497f, 0.01469418f};
+    for (std::size_t i = 0; i < 5; ++i) EXPECT_NEAR(world.meter.smoothedLevels().levels[i], floors[i], 1e-6f);
+    EXPECT_NEAR(world.meter.smoothedLevels().peak, 0.015f, 1e-7f);
+
+    // At any date the floor stays at most 0.023: the bars never rise more than a third of a point.
+    for (int day = 0; day < 400; ++day) {
+        world.clock.advance(std::chrono::hours(7));
+        world.meter.updateSmoothedLevels();
+        EXPECT_LE(world.meter.smoothedLevels().peak, 0.023f);
+    }
+}
+
+TEST(LevelMeter, ResetForgetsLevelsTheAudioThreadLeftBehind) {
+    MeterWorld world;
+    world.fft.spectrum.assign(512, 1.0f);
+    const std::vector<float> loud(1024, 1.0f);
+    world.meter.updateAudioLevels(loud, 16000.0f);
+    world.meter.reset();
+    world.meter.updateSmoothedLevels();
+    EXPECT_EQ(world.meter.audioLevels(), AudioLevels{});
+    EXPECT_LT(world.meter.smoothedLevels().peak, 0.05f);
+}
+
+}  // namespace
+}  // namespace quillon
