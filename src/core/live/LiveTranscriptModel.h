@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "core/audio/LiveAudioConfiguration.h"
 #include "core/live/LiveSummaryState.h"
 #include "core/ports/Pasteboard.h"
 
@@ -27,6 +28,8 @@ public:
     const std::string& summaryMarkdown() const { return summaryMarkdown_; }
     const std::string& summaryContext() const { return summaryContext_; }
     const LiveSummaryState& summaryState() const { return summaryState_; }
+    // The source choice; the coordinator loads it from the preferences when it makes the model.
+    const LiveAudioConfiguration& audioConfiguration() const { return audioConfiguration_; }
     bool isChangingAudioSource() const { return isChangingAudioSource_; }
     bool isRecordingAudio() const { return isRecordingAudio_; }
     bool isFinishingAudioRecording() const { return isFinishingAudioRecording_; }
@@ -42,6 +45,7 @@ public:
     void setSummaryMarkdown(std::string value) { publish(summaryMarkdown_, std::move(value)); }
     void setSummaryContext(std::string value) { publish(summaryContext_, std::move(value)); }
     void setSummaryState(LiveSummaryState value) { publish(summaryState_, std::move(value)); }
+    void setAudioConfiguration(LiveAudioConfiguration value) { publish(audioConfiguration_, std::move(value)); }
     void setChangingAudioSource(bool value) { publish(isChangingAudioSource_, value); }
     // Recording and finishing a recording exclude each other: setting one clears the other.
     void setRecordingAudio(bool value);
@@ -83,6 +87,7 @@ private:
     std::string summaryMarkdown_;
     std::string summaryContext_;
     LiveSummaryState summaryState_;
+    LiveAudioConfiguration audioConfiguration_;
     bool isChangingAudioSource_ = false;
     bool isRecordingAudio_ = false;
     bool isFinishingAudioRecording_ = false;

@@ -1,0 +1,386 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/audio/LiveAudioPreferences.h"
+#include "core/base/ManualScheduler.h"
+#include "core/live/LiveTranscriptCoordinator.h"
+#include "fakes/FakeAudioCapture.h"
+#include "fakes/FakeAudioFileWriter.h"
+#include "fakes/FakeKeyValueStore.h"
+#include "fakes/FakeLiveTranscriptWindow.h"
+#include "fakes/FakeSpeechSessionFactory.h"
+#include "fakes/FakeUrlOpener.h"
+#include "fakes/TestLog.h"
+
+namespace quillon::testing {
+namespace {
+
+const LiveAudioConfiguration microphone{};
+const LiveAudioConfiguration callApp{LiveAudioMode::systemAudio, "chromium", "Chromium"};
+const AudioCaptureError appGone{AudioCaptureError::Kind::applicationUnavailable, ""};
+const AudioCaptureError noMicrophone{AudioCaptureError::Kind::noMicrophone, ""};
+
+// What the tray is told.
+struct RecordedStatus final : DictationStatus {
+    void updateState(AppState state) override { states.push_back(std::move(state)); }
+    void addTranscription(const std::string& text) override { transcriptions.push_back(text); }
+    std::vector<AppState> states;
+    std::vector<std::string> transcriptions;
+};
+
+class LiveTranscriptCoordinatorTest : public ::testing::Test {
+public:
+    LiveTranscriptCoordinatorTest() {
+        microphone_.journal = &journal;
+        tap.journal = &journal;
+        sessions.journal = &journal;
+        windows.journal = &journal;
+    }
+
+    LiveTranscriptCoordinator& coordinator() {
+        if (!coordinator_) {
+            coordinator_ = std::make_unique<LiveTranscriptCoordinator>(
+                LiveTranscriptCoordinator::Collaborators{
+                    main, capture, fileRecorder, sessions, store, status, activity,
+                    [this] { return dictationRecording; }, windows.factory(),
+                    [] { return std::unexpected(CodexAppServerError::executableNotFound()); }, urls},
+                log.logger(LogCategory::app));
+        }
+        return *coordinator_;
+    }
+    const LiveTranscriptModel& model() { return coordinator().model(); }
+
+    // A running session whose first update has arrived; the journal starts empty.
+    void listen() {
+        coordinator().start();
+        update(last(), "", "");
+        journal.clear();
+    }
+    std::size_t last() const { return sessions.sessions.size() - 1; }
+    FakeSpeechSession& session(std::size_t index) { return *sessions.at(index); }
+
+    // Each arrives the way the session's own thread sends it, then the main thread catches up.
+    void update(std::size_t index, std::string committed, std::string provisional = "", bool processing = true) {
+        session(index).handlers.onUpdate({std::move(committed), std::move(provisional), processing});
+        main.runUntilIdle();
+    }
+    void finished(std::size_t index, const std::string& finalText) {
+        session(index).handlers.onFinished(finalText);
+        main.runUntilIdle();
+    }
+    void failed(std::size_t index, const std::string& message) {
+        session(index).handlers.onFailure(message);
+        main.runUntilIdle();
+    }
+
+    ManualScheduler main;
+    ManualScheduler mixerQueue;
+    ManualScheduler fileQueue;
+    ManualScheduler logQueue;
+    CallJournal journal;
+    FakeAudioCapture microphone_;
+    FakeSystemAudioTap tap;
+    LiveAudioCaptureController capture{main, mixerQueue, microphone_, tap};
+    FakeAudioFileWriterFactory files;
+    LiveAudioFileRecorder fileRecorder{main, fileQueue, files, "/tmp/quillon-test"};
+    FakeSpeechSessionFactory sessions;
+    FakeKeyValueStore store;
+    RecordedStatus status;
+    LiveTranscriptActivity activity;
+    bool dictationRecording = false;
+    FakeLiveTranscriptWindows windows;
+    FakeUrlOpener urls;
+    TestLog log{logQueue};
+    std::unique_ptr<LiveTranscriptCoordinator> coordinator_;
+};
+
+TEST_F(LiveTranscriptCoordinatorTest, ARunListensThenDrainsThenHandsItsTextToTheTray) {
+    coordinator().start();
+    EXPECT_EQ(journal, (CallJournal{"window.make", "window.show", "sessions.makeSession", "microphone.start(48000)"}));
+    EXPECT_TRUE(coordinator().isActive());
+    EXPECT_TRUE(activity.activeSnapshot()) << "dictation reads it to stay out of the way";
+    EXPECT_TRUE(model().isListening());
+    EXPECT_EQ(status.states.back(), AppState::liveTranscribing());
+
+    const std::array<std::byte, 960> block{};
+    microphone_.deliver(block);
+    EXPECT_EQ(session(0).received, (std::vector<std::pair<std::size_t, double>>{{960, 48000.0}}));
+
+    update(0, "Hello there.", "and", true);
+    EXPECT_EQ(model().committedText(), "Hello there.");
+    EXPECT_EQ(model().provisionalText(), "and");
+    EXPECT_TRUE(model().isProcessing());
+
+    journal.clear();
+    coordinator().stop();
+    EXPECT_EQ(journal, (CallJournal{"microphone.stop", "tap.stop", "session.finishAndWait"}));
+    EXPECT_TRUE(coordinator().isStopping());
+    EXPECT_FALSE(activity.activeSnapshot());
+    EXPECT_FALSE(model().isListening());
+    EXPECT_TRUE(model().isProcessing()) << "the recogniser still works through its audio";
+    EXPECT_EQ(status.states.back(), AppState::transcribing());
+    microphone_.deliver(block);
+    EXPECT_EQ(session(0).received.size(), 1u);
+
+    update(0, "Hello there. And goodbye.", "", false);  // the drain still shows
+    finished(0, "Hello there. And goodbye.");
+    EXPECT_FALSE(coordinator().isStopping());
+    EXPECT_EQ(model().committedText(), "Hello there. And goodbye.");
+    EXPECT_EQ(model().provisionalText(), "");
+    EXPECT_EQ(status.transcriptions, (std::vector<std::string>{"Hello there. And goodbye."}));
+    EXPECT_EQ(status.states.back(), AppState::idle());
+    EXPECT_TRUE(sessions.sessions[0].expired()) << "the finished session is let go";
+
+    // The next run keeps the old text on screen until its first update, then replaces it.
+    coordinator().start();
+    EXPECT_EQ(model().committedText(), "Hello there. And goodbye.");
+    update(1, "");
+    EXPECT_EQ(model().committedText(), "");
+}
+
+// The user's edit made while a recogniser update is on its way survives that update, the ones
+// after it and the final text.
+TEST_F(LiveTranscriptCoordinatorTest, AnEditMadeWhileAnUpdateArrivesSurvivesItAndTheFinalText) {
+    struct Case {
+        const char* name;
+        std::string edited;
+        std::string expected;
+    };
+    const Case cases[] = {
+        {"appended", "the quick brwn fox. Typed", "the quick brwn fox. Typed jumps over. The dog."},
+        {"fixed in the middle", "the quick brown fox.", "the quick brown fox. jumps over. The dog."},
+        {"deleted", "", " jumps over. The dog."},
+        {"two edits far apart", "The quick brwn fox!", "The quick brwn fox! jumps over. The dog."},
+    };
+    for (const auto& c : cases) {
+        sessions.sessions.clear();
+        coordinator_.reset();
+        listen();
+        update(last(), "the quick brwn fox.");
+        session(last()).handlers.onUpdate({"the quick brwn fox. jumps over.", "", true});  // not yet applied
+        coordinator().editCommittedTranscript(c.edited);
+        main.runUntilIdle();
+        coordinator().stop();
+        finished(last(), "the quick brwn fox. jumps over. The dog.");
+        EXPECT_EQ(model().committedText(), c.expected) << c.name;
+        EXPECT_EQ(status.transcriptions.back(), c.expected) << c.name;
+    }
+}
+
+TEST_F(LiveTranscriptCoordinatorTest, StartOnlyBringsTheWindowUpWhenSomethingElseHasTheAudio) {
+    struct Case {
+        const char* name;
+        std::function<void(LiveTranscriptCoordinatorTest&)> before;
+        std::optional<std::string> error;
+        bool active;
+    };
+    const Case cases[] = {
+        {"dictation records", [](auto& t) { t.dictationRecording = true; }, "Stop the current recording first.",
+         false},
+        {"already listening", [](auto& t) { t.listen(); }, std::nullopt, true},
+        // Stop then start at once: nothing is queued for after the drain.
+        {"stopping",
+         [](auto& t) {
+             t.listen();
+             t.coordinator().stop();
+         },
+         std::nullopt, false},
+    };
+    for (const auto& c : cases) {
+        coordinator_.reset();
+        sessions.sessions.clear();
+        dictationRecording = false;
+        coordinator().showWindow();
+        c.before(*this);
+        journal.clear();
+        const auto made = sessions.sessions.size();
+
+        coordinator().start();
+        EXPECT_EQ(journal, (CallJournal{"window.show"})) << c.name;
+        EXPECT_EQ(sessions.sessions.size(), made) << c.name;
+        EXPECT_EQ(model().errorMessage(), c.error) << c.name;
+        EXPECT_EQ(coordinator().isActive(), c.active) << c.name;
+        EXPECT_EQ(activity.activeSnapshot(), c.active) << c.name;
+    }
+    finished(last(), "done");
+    EXPECT_FALSE(coordinator().isActive()) << "the refused start stays refused after the drain";
+}
+
+// Every failure ends the run at once, says why in the window and the tray, and keeps the text.
+TEST_F(LiveTranscriptCoordinatorTest, AFailureEndsTheRunAndKeepsTheText) {
+    struct Case {
+        const char* name;
+        std::function<void(LiveTranscriptCoordinatorTest&)> fail;
+        std::string message;
+    };
+    const Case cases[] = {
+        {"capture fails later", [](auto& t) { t.microphone_.fail(noMicrophone); }, noMicrophone.description()},
+        {"session fails", [](auto& t) { t.failed(t.last(), "The speech model is missing."); },
+         "The speech model is missing."},
+        {"session fails while stopping",
+         [](auto& t) {
+             t.coordinator().stop();
+             t.failed(t.last(), "The recogniser stopped.");
+         },
+         "The recogniser stopped."},
+    };
+    for (const auto& c : cases) {
+        coordinator_.reset();
+        listen();
+        const auto held = sessions.at(last());  // to speak after the coordinator let it go
+        update(last(), "Kept words.", "kept tail");
+        c.fail(*this);
+        main.runUntilIdle();
+        EXPECT_FALSE(coordinator().isActive()) << c.name;
+        EXPECT_FALSE(coordinator().isStopping()) << c.name;
+        EXPECT_FALSE(activity.activeSnapshot()) << c.name;
+        EXPECT_FALSE(capture.isRunning()) << c.name;
+        EXPECT_FALSE(model().isListening()) << c.name;
+        EXPECT_FALSE(model().isProcessing()) << c.name;
+        EXPECT_EQ(model().errorMessage(), c.message) << c.name;
+        EXPECT_EQ(status.states.back(), AppState::error("Live transcription failed: " + c.message)) << c.name;
+        EXPECT_EQ(model().fullText(), "Kept words. kept tail") << c.name;
+        EXPECT_EQ(std::ranges::count(journal, "session.cancel"), 1) << c.name;
+
+        // A session that ended after the failure has no claim on the transcript; an update still shows.
+        status.transcriptions.clear();
+        finished(last(), "Late final text.");
+        EXPECT_EQ(model().committedText(), "Kept words.") << c.name;
+        EXPECT_TRUE(status.transcriptions.empty()) << c.name;
+        update(last(), "Kept words. Late.");
+        EXPECT_EQ(model().committedText(), "Kept words. Late.") << c.name;
+    }
+}
+
+TEST_F(LiveTranscriptCoordinatorTest, ACaptureThatCannotStartLeavesNoSessionRunning) {
+    microphone_.startFailures = {noMicrophone};
+    coordinator().start();
+    EXPECT_EQ(journal.back(), "session.cancel");
+    EXPECT_FALSE(coordinator().isActive());
+    EXPECT_EQ(model().errorMessage(), noMicrophone.description());
+    EXPECT_EQ(status.states.back(), AppState::error("Live transcription failed: " + noMicrophone.description()));
+    EXPECT_TRUE(sessions.sessions[0].expired());
+}
+
+TEST_F(LiveTranscriptCoordinatorTest, AClearDuringARunRestartsItOnceTheStopHasEnded) {
+    struct Case {
+        const char* name;
+        std::function<void(LiveTranscriptCoordinatorTest&)> endStop;
+    };
+    const Case cases[] = {
+        {"final text", [](auto& t) { t.finished(0, "Old words. Drained."); }},
+        {"failure", [](auto& t) { t.failed(0, "The recogniser stopped."); }},
+    };
+    for (const auto& c : cases) {
+        coordinator_.reset();
+        sessions.sessions.clear();
+        listen();
+        update(0, "Old words.");
+        coordinator().clearTranscript();
+        EXPECT_TRUE(coordinator().isStopping()) << c.name;
+        EXPECT_EQ(model().committedText(), "Old words.") << c.name << ": nothing clears before the stop ends";
+        EXPECT_EQ(main.pendingCount(), 0u) << c.name << ": no polling while the recogniser drains";
+
+        c.endStop(*this);
+        EXPECT_TRUE(coordinator().isActive()) << c.name;
+        EXPECT_EQ(sessions.sessions.size(), 2u) << c.name;
+        EXPECT_EQ(model().fullText(), "") << c.name;
+        EXPECT_EQ(model().errorMessage(), std::nullopt) << c.name;
+        update(1, "New words.");
+        EXPECT_EQ(model().committedText(), "New words.") << c.name;
+    }
+}
+
+TEST_F(LiveTranscriptCoordinatorTest, AClearWhileStoppingEmptiesAtOnceAndTheDrainedTextComesBack) {
+    listen();
+    update(0, "Old words.", "and");
+    coordinator().stop();
+    coordinator().clearTranscript();
+    EXPECT_EQ(model().fullText(), "");
+    finished(0, "Old words. And more.");
+    EXPECT_EQ(model().committedText(), "Old words. And more.");
+    EXPECT_FALSE(coordinator().isActive()) << "a clear while stopping does not start again";
+}
+
+// A change of source while listening goes through capture's own restoration; the session runs on.
+TEST_F(LiveTranscriptCoordinatorTest, ASourceChangeIsKeptOnlyWhenCaptureMadeIt) {
+    struct Case {
+        const char* name;
+        bool listening;
+        std::vector<std::optional<AudioCaptureError>> tapFailures;
+        std::vector<std::optional<AudioCaptureError>> microphoneFailures;
+        LiveAudioConfiguration kept;
+        std::optional<std::string> error;
+        bool active;
+    };
+    const std::string couldNotRestore =
+        LiveAudioCaptureError{appGone, noMicrophone}.description();
+    const Case cases[] = {
+        {"idle", false, {appGone}, {}, callApp, std::nullopt, false},
+        {"listening", true, {}, {}, callApp, std::nullopt, true},
+        {"fails and restores", true, {appGone}, {}, microphone,
+         "Could not change audio source: " + appGone.description(), true},
+        {"fails and cannot restore", true, {appGone}, {noMicrophone}, microphone, couldNotRestore, false},
+    };
+    for (const auto& c : cases) {
+        coordinator_.reset();
+        sessions.sessions.clear();
+        LiveAudioPreferences::setConfiguration(store, microphone);
+        if (c.listening) listen();
+        tap.startFailures = c.tapFailures;
+        microphone_.startFailures = c.microphoneFailures;
+
+        coordinator().setAudioConfiguration(callApp);
+        EXPECT_EQ(model().audioConfiguration(), c.kept) << c.name;
+        EXPECT_EQ(LiveAudioPreferences::configuration(store), c.kept) << c.name;
+        EXPECT_EQ(model().errorMessage(), c.error) << c.name;
+        EXPECT_FALSE(model().isChangingAudioSource()) << c.name;
+        EXPECT_EQ(coordinator().isActive(), c.active) << c.name;
+        if (c.active) {
+            EXPECT_EQ(sessions.sessions.size(), 1u) << c.name;
+            EXPECT_FALSE(sessions.sessions[0].expired()) << c.name << ": the session runs on";
+        }
+    }
+
+    // While the recogniser drains, the choice cannot change.
+    coordinator_.reset();
+    listen();
+    coordinator().stop();
+    coordinator().setAudioConfiguration(callApp);
+    EXPECT_EQ(model().audioConfiguration(), microphone);
+}
+
+TEST_F(LiveTranscriptCoordinatorTest, TheWindowIsMadeOnceAndClosingItEndsTheRunButKeepsTheText) {
+    coordinator().showWindow();
+    listen();
+    update(0, "Words.");
+    windows.latest->close();
+    EXPECT_TRUE(coordinator().isStopping());
+    finished(0, "Words.");
+    coordinator().showWindow();
+    EXPECT_EQ(std::ranges::count(journal, "window.make"), 0);
+    EXPECT_EQ(model().committedText(), "Words.");
+}
+
+TEST_F(LiveTranscriptCoordinatorTest, TogglingTheSummaryTellsTheWindowAndShutsTheServiceDown) {
+    std::vector<bool> told;
+    coordinator().model().onSummaryVisibilityChanged = [&](bool visible) { told.push_back(visible); };
+    coordinator().toggleSummary();
+    main.runUntilIdle();
+    EXPECT_TRUE(model().isSummaryVisible());
+    EXPECT_EQ(model().summaryState().kind(), LiveSummaryState::Kind::unavailable) << "no Codex CLI here";
+    coordinator().toggleSummary();
+    EXPECT_FALSE(model().isSummaryVisible());
+    EXPECT_EQ(model().summaryState(), LiveSummaryState::idle());
+    EXPECT_EQ(told, (std::vector<bool>{true, false}));
+}
+
+}  // namespace
+}  // namespace quillon::testing
