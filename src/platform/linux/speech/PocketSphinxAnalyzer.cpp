@@ -1,7 +1,6 @@
 #include "platform/linux/speech/PocketSphinxAnalyzer.h"
 
 #include <algorithm>
-#include <cctype>
 
 namespace quillon {
 
@@ -23,17 +22,13 @@ PocketSphinxAnalyzer::~PocketSphinxAnalyzer() { cancelAndFinishNow(); }
 
 std::expected<void, TranscriptionError> PocketSphinxAnalyzer::setContext(const AnalysisContext& context) {
     auto terms = context.contextualStrings.find(AnalysisContext::generalTag);
-    if (terms == context.contextualStrings.end() || terms->second.empty()) return {};
-    // PocketSphinx has no contextual biasing; the glossary's terms still shape the text through
-    // the user's corrections.
-    logger_.info("The recogniser does not take glossary terms; " + std::to_string(terms->second.size()) +
-                 " terms ignored for recognition");
+    glossary_ = terms == context.contextualStrings.end() ? PocketSphinxGlossary() : PocketSphinxGlossary(terms->second);
     return {};
 }
 
 std::expected<void, TranscriptionError> PocketSphinxAnalyzer::prepareToAnalyze(AudioFormat audioFormat) {
     if (audioFormat != format) return std::unexpected(TranscriptionError::noCompatibleAudioFormat());
-    if (!decoder_) decoder_ = pool_.acquire(preset_);
+    if (!decoder_) decoder_ = pool_.acquire(preset_, glossary_);
     if (!decoder_) return std::unexpected(TranscriptionError::unavailable());
     if (ps_start_utt(decoder_.get()) < 0) {
         logger_.error("PocketSphinx could not start an utterance");
@@ -123,19 +118,7 @@ void PocketSphinxAnalyzer::cancelAndFinishNow() {
 std::string PocketSphinxAnalyzer::hypothesis() const {
     std::int32_t score = 0;
     const char* text = ps_get_hyp(decoder_.get(), &score);
-    return text ? writtenForm(text) : std::string();
-}
-
-std::string PocketSphinxAnalyzer::writtenForm(std::string_view hypothesis) {
-    // The dictionary spells every word in lower case; the pronoun "I" and its contractions
-    // ("i'm", "i'll", "i've", "i'd") are written as English writes them.
-    std::string text(hypothesis);
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const bool wordStart = at == 0 || text[at - 1] == ' ';
-        const bool wordEnd = at + 1 == text.size() || text[at + 1] == ' ' || text[at + 1] == '\'';
-        if (text[at] == 'i' && wordStart && wordEnd) text[at] = 'I';
-    }
-    return text;
+    return text ? glossary_.writtenForm(text) : std::string();
 }
 
 }  // namespace quillon

@@ -4,9 +4,12 @@
 #include <string>
 #include <utility>
 
+#include <sphinxbase/ckd_alloc.h>
 #include <sphinxbase/cmn.h>
 #include <sphinxbase/err.h>
 #include <sphinxbase/feat.h>
+
+#include "platform/linux/speech/PronunciationFlite.h"
 
 namespace quillon {
 
@@ -36,20 +39,20 @@ PocketSphinxDecoderPool::Lease& PocketSphinxDecoderPool::Lease::operator=(Lease&
     if (this != &other) {
         reset();
         pool_ = std::exchange(other.pool_, nullptr);
-        preset_ = other.preset_;
+        kind_ = std::move(other.kind_);
         decoder_ = std::exchange(other.decoder_, nullptr);
     }
     return *this;
 }
 
 void PocketSphinxDecoderPool::Lease::reset() {
-    if (pool_ && decoder_) pool_->release(preset_, decoder_);
+    if (pool_ && decoder_) pool_->release(kind_, decoder_);
     pool_ = nullptr;
     decoder_ = nullptr;
 }
 
-PocketSphinxDecoderPool::PocketSphinxDecoderPool(ModelPaths paths, Logger logger, bool prepareSpares)
-    : paths_(std::move(paths)), logger_(std::move(logger)), prepareSpares_(prepareSpares) {
+PocketSphinxDecoderPool::PocketSphinxDecoderPool(ModelPaths paths, Logger logger, bool prepareSpares, Tuning tuning)
+    : paths_(std::move(paths)), logger_(std::move(logger)), tuning_(std::move(tuning)), prepareSpares_(prepareSpares) {
     // The library's own chatter would mix with the command line's output; our log says what matters.
     err_set_logfp(nullptr);
 }
@@ -59,49 +62,53 @@ PocketSphinxDecoderPool::~PocketSphinxDecoderPool() {
     std::lock_guard lock(mutex_);
     idle_.clear();
     initialCmn_.clear();
-    if (languageModel_) ngram_model_free(languageModel_);
+    for (auto& [key, model] : models_) ngram_model_free(model.languageModel);
 }
 
-PocketSphinxDecoderPool::Lease PocketSphinxDecoderPool::acquire(TranscriberPreset preset) {
+PocketSphinxDecoderPool::Lease PocketSphinxDecoderPool::acquire(TranscriberPreset preset,
+                                                                const PocketSphinxGlossary& glossary) {
+    Kind kind{preset, glossary.key()};
     Decoder decoder;
     bool poolRanDry = false;
     {
         std::lock_guard lock(mutex_);
-        auto& idle = idle_[preset];
+        auto& idle = idle_[kind];
         if (!idle.empty()) {
             decoder = std::move(idle.back());
             idle.pop_back();
         } else {
-            decoder = makeDecoder(preset);
+            decoder = makeDecoder(preset, glossary);
         }
-        poolRanDry = decoder && idle.empty();
+        poolRanDry = decoder && idle_[kind].empty();
     }
-    if (poolRanDry && prepareSpares_) loader_->post([this, preset] { topUp(preset); });
-    return decoder ? Lease(this, preset, decoder.release()) : Lease();
+    if (poolRanDry && prepareSpares_) loader_->post([this, preset, glossary] { topUp(preset, glossary); });
+    return decoder ? Lease(this, std::move(kind), decoder.release()) : Lease();
 }
 
-void PocketSphinxDecoderPool::warmUp(TranscriberPreset preset) {
-    loader_->post([this, preset] { topUp(preset); });
+void PocketSphinxDecoderPool::warmUp(TranscriberPreset preset, PocketSphinxGlossary glossary) {
+    loader_->post([this, preset, glossary = std::move(glossary)] { topUp(preset, glossary); });
 }
 
-std::size_t PocketSphinxDecoderPool::idleCount(TranscriberPreset preset) const {
+std::size_t PocketSphinxDecoderPool::idleCount(TranscriberPreset preset, const PocketSphinxGlossary& glossary) const {
     std::lock_guard lock(mutex_);
-    auto found = idle_.find(preset);
+    auto found = idle_.find(Kind{preset, glossary.key()});
     return found == idle_.end() ? 0 : found->second.size();
 }
 
-void PocketSphinxDecoderPool::topUp(TranscriberPreset preset) {
+void PocketSphinxDecoderPool::topUp(TranscriberPreset preset, const PocketSphinxGlossary& glossary) {
     std::lock_guard lock(mutex_);
-    auto& idle = idle_[preset];
-    if (!idle.empty()) return;
-    if (auto decoder = makeDecoder(preset)) idle.push_back(std::move(decoder));
+    if (!idle_[Kind{preset, glossary.key()}].empty()) return;
+    // Made first: a new glossary drops the idle decoders of the previous one on the way.
+    auto decoder = makeDecoder(preset, glossary);
+    if (decoder) idle_[Kind{preset, glossary.key()}].push_back(std::move(decoder));
 }
 
-void PocketSphinxDecoderPool::release(TranscriberPreset preset, ps_decoder_t* raw) {
+void PocketSphinxDecoderPool::release(const Kind& kind, ps_decoder_t* raw) {
     Decoder decoder(raw);
     std::lock_guard lock(mutex_);
-    auto& idle = idle_[preset];
-    if (idle.size() < maximumIdle) {
+    auto& idle = idle_[kind];
+    // A decoder of a glossary that has since been replaced is not kept.
+    if (idle.size() < maximumIdle && models_.contains(kind.second)) {
         restoreInitialState(raw);
         idle.push_back(std::move(decoder));
     } else {
@@ -118,19 +125,26 @@ void PocketSphinxDecoderPool::restoreInitialState(ps_decoder_t* decoder) {
     }
 }
 
-PocketSphinxDecoderPool::Decoder PocketSphinxDecoderPool::makeDecoder(TranscriberPreset preset) {
+PocketSphinxDecoderPool::Decoder PocketSphinxDecoderPool::makeDecoder(TranscriberPreset preset,
+                                                                      const PocketSphinxGlossary& glossary) {
     if (loadFailed_) return nullptr;
     const auto started = std::chrono::steady_clock::now();
     const std::string hmm = paths_.acousticModel.string();
     const std::string dict = paths_.dictionary.string();
     const std::string postspeech = std::to_string(endpointSilenceFrames);
 
-    // Both presets decode with the tree search and the lattice's best path: the flat second pass
-    // costs a third more time and, with this model, does not make the text better.
+    // Both presets decode with the engine's own search settings: the tree search, the flat second
+    // pass and the lattice's best path, with its default beams. Narrower settings were measurably
+    // less accurate on voices other than the one they were chosen on.
     (void)preset;
-    cmd_ln_t* config = cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", hmm.c_str(), "-dict", dict.c_str(),
-                                   "-fwdflat", "no", "-bestpath", "yes", "-maxhmmpf", "4000", "-maxwpf", "10",
-                                   "-vad_postspeech", postspeech.c_str(), "-logfn", "/dev/null", nullptr);
+    std::vector<std::string> arguments{"-hmm", hmm, "-dict", dict, "-vad_postspeech", postspeech, "-logfn", "/dev/null"};
+    for (const auto& [name, value] : tuning_.decoderArguments) {
+        arguments.push_back(name);
+        arguments.push_back(value);
+    }
+    std::vector<char*> argv;
+    for (auto& argument : arguments) argv.push_back(argument.data());
+    cmd_ln_t* config = cmd_ln_parse_r(nullptr, ps_args(), static_cast<int32>(argv.size()), argv.data(), TRUE);
     if (!config) {
         logger_.error("PocketSphinx rejected its configuration");
         loadFailed_ = true;
@@ -144,18 +158,16 @@ PocketSphinxDecoderPool::Decoder PocketSphinxDecoderPool::makeDecoder(Transcribe
         loadFailed_ = true;
         return nullptr;
     }
-    if (!languageModel_) {
-        cmd_ln_t* decoderConfig = ps_get_config(decoder.get());
-        languageModel_ = ngram_model_read(decoderConfig, paths_.languageModel.string().c_str(), NGRAM_AUTO,
-                                          ps_get_logmath(decoder.get()));
-        if (!languageModel_) {
-            logger_.error("PocketSphinx could not read the language model " + paths_.languageModel.string() +
-                          "; reinstall the Debian package pocketsphinx-en-us");
-            loadFailed_ = true;
-            return nullptr;
+    GlossaryModel* model = glossaryModel(decoder.get(), glossary);
+    if (!model) return nullptr;
+    // The glossary's words enter the dictionary before the search is made, so that the search
+    // sees them and no other decoder's model is touched.
+    for (const auto& [token, phones] : model->words) {
+        if (ps_add_word(decoder.get(), token.c_str(), phones.c_str(), FALSE) < 0) {
+            logger_.error("PocketSphinx refused a glossary word's pronunciation");
         }
     }
-    if (ps_set_lm(decoder.get(), "language", languageModel_) < 0 || ps_set_search(decoder.get(), "language") < 0) {
+    if (ps_set_lm(decoder.get(), "language", model->languageModel) < 0 || ps_set_search(decoder.get(), "language") < 0) {
         logger_.error("PocketSphinx could not attach the language model");
         return nullptr;
     }
@@ -170,6 +182,67 @@ PocketSphinxDecoderPool::Decoder PocketSphinxDecoderPool::makeDecoder(Transcribe
     const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started);
     logger_.debug("PocketSphinx decoder ready in " + std::to_string(elapsed.count()) + " ms");
     return decoder;
+}
+
+PocketSphinxDecoderPool::GlossaryModel* PocketSphinxDecoderPool::glossaryModel(ps_decoder_t* decoder,
+                                                                              const PocketSphinxGlossary& glossary) {
+    if (auto found = models_.find(glossary.key()); found != models_.end()) return &found->second;
+
+    GlossaryModel model;
+    model.languageModel = ngram_model_read(ps_get_config(decoder), paths_.languageModel.string().c_str(), NGRAM_AUTO,
+                                           ps_get_logmath(decoder));
+    if (!model.languageModel) {
+        logger_.error("PocketSphinx could not read the language model " + paths_.languageModel.string() +
+                      "; reinstall the Debian package pocketsphinx-en-us");
+        loadFailed_ = true;
+        return nullptr;
+    }
+    std::size_t unpronounced = glossary.leftOut();
+    for (const auto& term : glossary.terms()) {
+        std::string phones = pronunciation(decoder, term);
+        if (phones.empty()) {
+            ++unpronounced;
+            continue;
+        }
+        ngram_model_add_word(model.languageModel, term.token.c_str(), tuning_.glossaryWeight);
+        model.words.emplace_back(term.token, std::move(phones));
+    }
+    if (!glossary.empty() || unpronounced) {
+        logger_.info("The recogniser knows " + std::to_string(model.words.size()) + " glossary terms; " +
+                     std::to_string(unpronounced) + " could not be pronounced and only reach the text through corrections");
+    }
+
+    // One glossary at a time: the previous one's idle decoders and model go. Decoders still on
+    // loan hold the model themselves and are freed when they come back.
+    for (auto it = idle_.begin(); it != idle_.end();) {
+        if (it->first.second == glossary.key()) {
+            ++it;
+            continue;
+        }
+        for (auto& idle : it->second) initialCmn_.erase(idle.get());
+        it = idle_.erase(it);
+    }
+    for (auto& [key, old] : models_) ngram_model_free(old.languageModel);
+    models_.clear();
+    return &models_.emplace(glossary.key(), std::move(model)).first->second;
+}
+
+std::string PocketSphinxDecoderPool::pronunciation(ps_decoder_t* decoder, const PocketSphinxGlossary::Term& term) const {
+    // A word the dictionary has keeps its pronunciation there; the rules say the others.
+    std::string phones;
+    for (const auto& word : term.words) {
+        std::string said;
+        if (char* known = ps_lookup_word(decoder, word.c_str())) {
+            said = known;
+            ckd_free(known);
+        } else {
+            said = PronunciationFlite::phones(word);
+        }
+        if (said.empty()) return {};
+        if (!phones.empty()) phones += ' ';
+        phones += said;
+    }
+    return phones;
 }
 
 }  // namespace quillon
