@@ -10,7 +10,7 @@
 #include "SpeechWorld.h"
 #include "core/transcription/SpeechTranscriptionSessionFactory.h"
 #include "platform/linux/base/SerialQueue.h"
-#include "platform/linux/speech/PocketSphinxAnalyzer.h"
+#include "platform/linux/speech/PocketSphinxGlossary.h"
 #include "platform/linux/speech/SystemLocale.h"
 
 namespace quillon {
@@ -97,6 +97,38 @@ TEST_F(PocketSphinxSessionTest, SessionsAtOnceStreamCorrectedPhrasesEachFromItsO
     EXPECT_TRUE(std::ranges::any_of(first.updates, [](const auto& u) { return !u.provisionalText.empty(); }))
         << "partial hypotheses appear while the speech goes on";
     EXPECT_TRUE(first.failures.empty());
+}
+
+// A made-up name comes out as near misses without the glossary and as the user spells it with it,
+// from the next session on and with no restart; a phrase the dictionary has word by word comes out
+// with the glossary's capitals. Emptying the glossary takes the words away again.
+TEST_F(PocketSphinxSessionTest, GlossaryTermsAreRecognisedFromTheNextSessionOn) {
+    testing::ScratchDirectory scratch;
+    const auto at = [&](const char* name) { return (scratch / name).string(); };
+    testing::make({"espeak-ng", "-v", "en-us+klatt4", "-s", "170", "-w", at("espeak.wav"),
+                   "we are flying to velmora next week"});
+    testing::make({"sox", at("espeak.wav"), "-r", "16000", "-c", "1", "-b", "16", at("name.wav"), "pad", "0.5", "0.8",
+                   "gain", "-n", "-3"});
+    testing::make({"flite", "-voice", "slt", "-t", "grace hopper wrote the first compiler", "-o", at("flite.wav")});
+    testing::make({"sox", at("flite.wav"), "-r", "16000", at("phrase.wav"), "pad", "0", "0.8"});
+    testing::make({"sox", at("name.wav"), at("phrase.wav"), at("both.wav")});
+    const auto samples = testing::readWavSamples(scratch / "both.wav");
+    const auto transcribe = [&] {
+        Transcript transcript;
+        auto session = factory_.makeSession(transcript.handlers());
+        feed(*session, samples, 0, samples.size(), 16000.0);
+        auto text = finish(*session);
+        return text ? *text : text.error().description();
+    };
+    const auto without = transcribe();
+    EXPECT_THAT(without, Not(HasSubstr("Velmora")));
+    EXPECT_THAT(without, HasSubstr("grace hopper"));
+    world_.setGlossary("Velmora\nGrace Hopper\nKubernetes\n");
+    const auto with = transcribe();
+    EXPECT_THAT(with, HasSubstr("Velmora next week")) << "without the glossary: " << without;
+    EXPECT_THAT(with, HasSubstr("week Grace Hopper")) << "without the glossary: " << without;
+    world_.setGlossary("");
+    EXPECT_EQ(transcribe(), without);
 }
 
 TEST(PocketSphinxEngineTest, EnglishLocalesMapToUSEnglishAndHypothesesGetTheCapitalPronoun) {

@@ -204,8 +204,23 @@ PocketSphinxDecoderPool::GlossaryModel* PocketSphinxDecoderPool::glossaryModel(p
             ++unpronounced;
             continue;
         }
-        ngram_model_add_word(model.languageModel, term.token.c_str(), tuning_.glossaryWeight);
         model.words.emplace_back(term.token, std::move(phones));
+    }
+    if (!model.words.empty()) {
+        // The terms are a class of their own, entered as one word of the model: a term scores as
+        // that word times its share of the class, the same for every term. Weighting the class by
+        // the number of terms keeps each term's weight whatever the glossary's size.
+        std::vector<std::string> tokens;
+        for (const auto& [token, phones] : model.words) tokens.push_back(token);
+        std::vector<char*> words;
+        for (auto& token : tokens) words.push_back(token.data());
+        const std::vector<float32> shares(words.size(), 1.0f);
+        const auto weight = tuning_.glossaryWeight * static_cast<float32>(words.size());
+        if (ngram_model_add_class(model.languageModel, "[glossary]", weight, words.data(), shares.data(),
+                                  static_cast<int32>(words.size())) < 0) {
+            logger_.error("PocketSphinx could not add the glossary to the language model");
+            model.words.clear();
+        }
     }
     if (!glossary.empty() || unpronounced) {
         logger_.info("The recogniser knows " + std::to_string(model.words.size()) + " glossary terms; " +

@@ -21,8 +21,11 @@ namespace quillon {
 struct PocketSphinxTuning {
     // Extra decoder arguments, as pairs of name ("-fwdflat") and value ("no").
     std::vector<std::pair<std::string, std::string>> decoderArguments;
-    // A glossary term's unigram probability as a multiple of the uniform 1 / vocabulary size.
-    float glossaryWeight = 100.0f;
+    // A glossary term's unigram probability as a multiple of the uniform 1 / vocabulary size: a
+    // little above a word of average frequency. Measured on made-up names, 50 finds them where
+    // 10 misses some, while a glossary of 200 such names leaves other speech as it was; from 100
+    // on, names start to replace words in unclear speech.
+    float glossaryWeight = 50.0f;
 };
 
 // PocketSphinx decoders ready to use, one kind per preset and glossary. The language model, the
@@ -31,8 +34,8 @@ struct PocketSphinxTuning {
 // hand-out a spare is prepared on the pool's own thread, so the next session finds one ready
 // instead of waiting for a load.
 //
-// A glossary's terms are words of their own in the dictionary of its decoders and in its copy of
-// the language model, with a unigram weight raised above that of a word of average frequency. A
+// A glossary's terms are words of their own in the dictionary of its decoders and, as a class of
+// their own, in its copy of the language model, with a raised unigram weight. A
 // new glossary reads a fresh copy of the model (about a second) and drops the decoders and model
 // of the previous one once their sessions end: only one glossary is kept at a time.
 //
