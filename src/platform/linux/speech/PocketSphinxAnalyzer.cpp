@@ -6,12 +6,13 @@ namespace quillon {
 
 namespace {
 
-// The detector is asked at every 64 ms of the stream, counted from its start, whatever the sizes
+// The detector is asked at every 128 ms of the stream, counted from its start, whatever the sizes
 // of the blocks fed: the same audio is cut into the same utterances whether it comes from a file
-// or a microphone, and a large block cannot hide an endpoint followed by new speech.
-constexpr std::size_t chunkSamples = 1024;
-// A partial hypothesis costs a back-trace; five a second keep the provisional text lively.
-constexpr std::size_t partialIntervalSamples = 3072;
+// or a microphone, and a large block cannot hide an endpoint followed by new speech. The engine's
+// own decoder asks at the same points, so both cut speech alike.
+constexpr std::size_t chunkSamples = 2048;
+// A partial hypothesis costs a back-trace; four a second keep the provisional text lively.
+constexpr std::size_t partialIntervalSamples = 4096;
 
 }  // namespace
 

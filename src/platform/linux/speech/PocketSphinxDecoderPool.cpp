@@ -1,5 +1,6 @@
 #include "platform/linux/speech/PocketSphinxDecoderPool.h"
 
+#include <algorithm>
 #include <chrono>
 #include <string>
 #include <utility>
@@ -118,11 +119,15 @@ void PocketSphinxDecoderPool::release(const Kind& kind, ps_decoder_t* raw) {
 }
 
 void PocketSphinxDecoderPool::restoreInitialState(ps_decoder_t* decoder) {
+    // As a fresh decoder: the model's initial means, and no frames heard yet, so that the first
+    // utterance's own frames set the means at its end, as they do for the engine's own decoder.
     auto found = initialCmn_.find(decoder);
     feat_t* features = ps_get_feat(decoder);
-    if (found != initialCmn_.end() && features && features->cmn_struct) {
-        cmn_live_set(features->cmn_struct, found->second.data());
-    }
+    if (found == initialCmn_.end() || !features || !features->cmn_struct) return;
+    cmn_t* cmn = features->cmn_struct;
+    std::ranges::copy(found->second, cmn->cmn_mean);
+    std::fill_n(cmn->sum, cmn->veclen, mfcc_t{});
+    cmn->nframe = 0;
 }
 
 PocketSphinxDecoderPool::Decoder PocketSphinxDecoderPool::makeDecoder(TranscriberPreset preset,
@@ -175,9 +180,6 @@ PocketSphinxDecoderPool::Decoder PocketSphinxDecoderPool::makeDecoder(Transcribe
         std::vector<mfcc_t> means(static_cast<std::size_t>(features->cmn_struct->veclen));
         cmn_live_get(features->cmn_struct, means.data());
         initialCmn_[decoder.get()] = std::move(means);
-        // Setting the means also gives them the weight of a full window, as a decoder back from
-        // the pool has: the first session on a decoder then hears exactly like every later one.
-        restoreInitialState(decoder.get());
     }
     const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started);
     logger_.debug("PocketSphinx decoder ready in " + std::to_string(elapsed.count()) + " ms");

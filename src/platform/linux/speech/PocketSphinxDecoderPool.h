@@ -126,7 +126,8 @@ private:
     bool prepareSpares_;
     std::map<Kind, std::vector<Decoder>> idle_;
     // The cepstral means a decoder starts with. Its live estimate adapts to the audio it hears, and
-    // a decoder back from a session starts over, so a file's text does not depend on the last one.
+    // a decoder back from a session starts over as a fresh one, so a file's text does not depend on
+    // the last one.
     std::map<ps_decoder_t*, std::vector<mfcc_t>> initialCmn_;
     // Readies spares. Stopped first in the destructor, so that no decoder is being made while the
     // shared model is freed.
