@@ -31,7 +31,9 @@ std::expected<void, TranscriptionError> PocketSphinxAnalyzer::prepareToAnalyze(A
     if (audioFormat != format) return std::unexpected(TranscriptionError::noCompatibleAudioFormat());
     if (!decoder_) decoder_ = pool_.acquire(preset_, glossary_);
     if (!decoder_) return std::unexpected(TranscriptionError::unavailable());
-    if (ps_start_utt(decoder_.get()) < 0) {
+    // Each session is a stream of its own: the front end's noise estimate starts over, as it does
+    // for the engine's own decoder at each file, instead of carrying over from the last session.
+    if (ps_start_stream(decoder_.get()) < 0 || ps_start_utt(decoder_.get()) < 0) {
         logger_.error("PocketSphinx could not start an utterance");
         return std::unexpected(TranscriptionError::unavailable());
     }
