@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-#include "core/app/MenuBarController.h"
+#include "core/tray/MenuBarController.h"
 #include "core/base/Scheduler.h"
 #include "core/insertion/AccessibilityPermission.h"
 #include "core/logging/Logger.h"

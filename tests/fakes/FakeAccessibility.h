@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "core/insertion/TextOffsets.h"
+#include "core/base/Unicode.h"
 #include "core/ports/Accessibility.h"
 
 namespace quillon::testing {
@@ -41,7 +41,7 @@ struct FakeElement final : quillon::AccessibilityElement {
 
     // What a key press or a paste does to a text field: the text replaces the selection.
     void typeAtCaret(const std::string& given) {
-        namespace offsets = quillon::textoffsets;
+        namespace offsets = quillon::unicode;
         const std::string typed = rewrite ? rewrite(given) : given;
         std::string content = value.value_or("");
         const auto length = static_cast<long>(offsets::codePointCount(content));
@@ -59,7 +59,7 @@ struct FakeElement final : quillon::AccessibilityElement {
     static std::shared_ptr<FakeElement> textField(std::string id, std::string content,
                                                   quillon::AccessibilityRole role = quillon::AccessibilityRole::textField) {
         auto field = std::make_shared<FakeElement>(std::move(id), role);
-        field->selection = quillon::TextRange{static_cast<long>(quillon::textoffsets::codePointCount(content)), 0};
+        field->selection = quillon::TextRange{static_cast<long>(quillon::unicode::codePointCount(content)), 0};
         field->value = std::move(content);
         field->selectedTextSettable = true;
         field->focused = true;

@@ -382,6 +382,33 @@ std::size_t commonPrefixLength(std::string_view a, std::string_view b) {
     return 0;
 }
 
+std::size_t commonSuffixLength(std::string_view a, std::string_view b, std::size_t excludingPrefix) {
+    const std::size_t limit = std::min(a.size(), b.size()) - std::min({excludingPrefix, a.size(), b.size()});
+    std::size_t length = 0;
+    while (length < limit && a[a.size() - 1 - length] == b[b.size() - 1 - length]) ++length;
+
+    // Move the start forward to a code point start in both texts, then to a grapheme boundary of both.
+    auto startsCodePoint = [](std::string_view text, std::size_t at) {
+        return at == text.size() || !isContinuationByte(text[at]);
+    };
+    while (length > 0 && !(startsCodePoint(a, a.size() - length) && startsCodePoint(b, b.size() - length))) --length;
+    while (length > 0) {
+        const std::size_t inA = a.size() - length;
+        const std::size_t inB = b.size() - length;
+        const bool boundaryA = inA == 0 || isBoundary(a, inA, 0);
+        const bool boundaryB = inB == 0 || isBoundary(b, inB, 1);
+        if (boundaryA && boundaryB) return length;
+        const bool moveA = !boundaryA;
+        auto& iterator = threadIterator(moveA ? 0 : 1);
+        const std::string_view text = moveA ? a : b;
+        if (!iterator.attach(text)) return 0;
+        const std::int32_t next = iterator->following(static_cast<std::int32_t>(moveA ? inA : inB));
+        if (next == icu::BreakIterator::DONE) return 0;
+        length = text.size() - static_cast<std::size_t>(next);
+    }
+    return 0;
+}
+
 std::string_view trimmed(std::string_view text) {
     std::size_t start = 0;
     while (start < text.size()) {

@@ -6,7 +6,7 @@
 
 #include "core/codex/CodexPrompts.h"
 #include "core/base/Unicode.h"
-#include "core/codex/Utf8.h"
+#include "core/base/Utf8.h"
 
 namespace quillon {
 
@@ -225,7 +225,7 @@ void CodexAppServerClient::stopNow() {
 void CodexAppServerClient::processDidEnd() {
     if (!process_ && !initialized_) return;  // after stop(): its termination arrives late
     std::optional<std::string> detail;
-    if (codex::isValidUtf8(errorBuffer_)) detail = std::string(unicode::trimmed(errorBuffer_));
+    if (unicode::isValidUtf8(errorBuffer_)) detail = std::string(unicode::trimmed(errorBuffer_));
     errorBuffer_.clear();
     process_.reset();
     hasInput_ = false;

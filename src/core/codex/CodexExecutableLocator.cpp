@@ -11,7 +11,7 @@
 #include <system_error>
 #include <unordered_set>
 
-#include "core/codex/Utf8.h"
+#include "core/base/Utf8.h"
 
 namespace quillon {
 
@@ -103,7 +103,7 @@ std::optional<std::string> CodexExecutableLocator::configFilePath() const {
 }
 
 std::vector<std::string> CodexExecutableLocator::disabledTableSwitches(const std::string& configText) {
-    if (!codex::isValidUtf8(configText)) return {};
+    if (!unicode::isValidUtf8(configText)) return {};
     UErrorCode status = U_ZERO_ERROR;
     // Table headers at the very start of a line whose first name is plugins or mcp_servers; the
     // second name is quoted (quotes kept) or runs up to the next dot or closing bracket.

@@ -2,14 +2,15 @@
 
 #include <algorithm>
 
-#include "core/app/MenuBarController.h"
 #include "core/base/Unicode.h"
+#include "core/text/TranscriptClipboard.h"
 #include "core/text/TranscriptJoining.h"
 
 namespace quillon {
 
-InsertionDeliveryQueue::InsertionDeliveryQueue(Scheduler& main, TextInsertion& textInsertion, Logger logger)
-    : main_(main), textInsertion_(textInsertion), logger_(std::move(logger)) {}
+InsertionDeliveryQueue::InsertionDeliveryQueue(Scheduler& main, TextInsertion& textInsertion, Pasteboard& pasteboard,
+                                               DictationStatus& status, Logger logger)
+    : main_(main), textInsertion_(textInsertion), pasteboard_(pasteboard), status_(status), logger_(std::move(logger)) {}
 
 void InsertionDeliveryQueue::begin(const Uuid& sessionID, FocusedTextTarget target) {
     deliveries_[sessionID] = InsertionDelivery{std::move(target), {}, true};
@@ -39,7 +40,7 @@ void InsertionDeliveryQueue::insertFinalizedPhrase(const std::string& phrase, co
     if (trimmed.empty()) return;
 
     // The whole text so far, not the phrase, becomes the last transcription.
-    addTranscription(accumulatedText);
+    status_.addTranscription(accumulatedText);
     found->second.pendingText = appendingTranscript(found->second.pendingText, trimmed);
     flushPendingInsertions();
     ensureFocusMonitor();
@@ -60,7 +61,7 @@ void InsertionDeliveryQueue::flushPendingInsertions() {
         if (auto inserted = textInsertion_.insertText(text)) {
             logger_.info("Inserted finalized transcription text");
         } else {
-            copyToClipboard(text);
+            copyTranscriptToClipboard(pasteboard_, text, logger_);
             logger_.error("Could not insert finalized transcription text; copied it to the clipboard: " +
                           description(inserted.error()));
         }
@@ -105,29 +106,20 @@ void InsertionDeliveryQueue::finishInsertionDelivery(const Uuid& sessionID, cons
 
     // The final transcript is only remembered; what goes into the field is what still waits.
     const std::string_view trimmed = unicode::trimmed(transcript);
-    if (!trimmed.empty()) addTranscription(std::string(trimmed));
+    if (!trimmed.empty()) status_.addTranscription(std::string(trimmed));
 
     const std::string pending = found->second.pendingText;
     if (!pending.empty()) {
         if (auto inserted = textInsertion_.insertText(pending)) {
             logger_.info("Inserted pending transcription text into the field focused at recording completion");
         } else {
-            copyToClipboard(pending);
+            copyTranscriptToClipboard(pasteboard_, pending, logger_);
             logger_.error(
                 "Could not insert pending transcription text at recording completion; copied it to the clipboard: " +
                 description(inserted.error()));
         }
     }
     discard(sessionID);
-}
-
-void InsertionDeliveryQueue::copyToClipboard(const std::string& text) {
-    // Without the menu bar controller there is no clipboard to fall back on: the text is lost.
-    if (auto controller = menuBarController_.lock()) controller->copyTranscriptionToClipboard(text);
-}
-
-void InsertionDeliveryQueue::addTranscription(const std::string& text) {
-    if (auto controller = menuBarController_.lock()) controller->addTranscription(text);
 }
 
 }  // namespace quillon

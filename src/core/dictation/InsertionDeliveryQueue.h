@@ -10,13 +10,13 @@
 #include "core/base/TimerHandle.h"
 #include "core/base/Uuid.h"
 #include "core/base/WeakOwner.h"
+#include "core/dictation/DictationStatus.h"
 #include "core/dictation/InsertionDelivery.h"
 #include "core/insertion/TextInsertion.h"
 #include "core/logging/Logger.h"
+#include "core/ports/Pasteboard.h"
 
 namespace quillon {
-
-class MenuBarController;
 
 // Decides when each finalised phrase of a dictation goes into a field. While a session records,
 // its text goes only into the field bound at the start and waits while that field lacks the
@@ -29,9 +29,9 @@ class InsertionDeliveryQueue {
 public:
     static constexpr std::chrono::milliseconds focusMonitorInterval{250};
 
-    InsertionDeliveryQueue(Scheduler& main, TextInsertion& textInsertion, Logger logger);
-
-    void setMenuBarController(std::weak_ptr<MenuBarController> controller) { menuBarController_ = std::move(controller); }
+    // Finished transcripts go to `status`; text that no field takes goes to `pasteboard`.
+    InsertionDeliveryQueue(Scheduler& main, TextInsertion& textInsertion, Pasteboard& pasteboard,
+                           DictationStatus& status, Logger logger);
 
     // Opens a recording delivery for a new session, bound to `target`.
     void begin(const Uuid& sessionID, FocusedTextTarget target);
@@ -56,13 +56,12 @@ private:
     bool boundFieldHasFocus(const FocusedTextTarget& target);
     void scheduleFocusMonitorTick();
     void focusMonitorTick();
-    void copyToClipboard(const std::string& text);
-    void addTranscription(const std::string& text);
 
     Scheduler& main_;
     TextInsertion& textInsertion_;
+    Pasteboard& pasteboard_;
+    DictationStatus& status_;
     Logger logger_;
-    std::weak_ptr<MenuBarController> menuBarController_;
     std::unordered_map<Uuid, InsertionDelivery> deliveries_;
     std::vector<Uuid> order_;  // oldest session first
     TimerHandle focusMonitor_;  // valid while the monitor runs

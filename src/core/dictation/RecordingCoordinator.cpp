@@ -2,7 +2,6 @@
 
 #include <system_error>
 
-#include "core/app/MenuBarController.h"
 
 namespace quillon {
 
@@ -26,7 +25,7 @@ std::string flagText(bool value) {
 RecordingCoordinator::RecordingCoordinator(Collaborators collaborators, Logger logger)
     : collaborators_(collaborators),
       logger_(logger),
-      deliveries_(collaborators.main, collaborators.textInsertion, logger) {
+      deliveries_(collaborators.main, collaborators.textInsertion, collaborators.pasteboard, collaborators.status, logger) {
     // Start and stop are posted so that they run after the key event has been handled and
     // swallowed; the mode change is applied within it.
     collaborators_.hotkey.onStartRecording = weakOwner_.weakly(
@@ -45,11 +44,6 @@ RecordingCoordinator::RecordingCoordinator(Collaborators collaborators, Logger l
 
 RecordingCoordinator::~RecordingCoordinator() = default;
 
-void RecordingCoordinator::setMenuBarController(std::weak_ptr<MenuBarController> controller) {
-    menuBarController_ = controller;
-    deliveries_.setMenuBarController(std::move(controller));
-}
-
 void RecordingCoordinator::startRecording() {
     if (collaborators_.liveTranscriptActivity.activeSnapshot()) {
         // The hotkey is deliberately left as it is: it follows the key until its next event.
@@ -61,7 +55,7 @@ void RecordingCoordinator::startRecording() {
     auto target = collaborators_.textInsertion.captureFocusedTextTarget();
     if (!target) {
         logger_.error("Could not bind recording to a focused text field: " + description(target.error()));
-        updateState(AppState::error(std::string(noTextFieldMessage)));
+        collaborators_.status.updateState(AppState::error(std::string(noTextFieldMessage)));
         collaborators_.hotkey.resetToIdle();
         return;
     }
@@ -84,11 +78,11 @@ void RecordingCoordinator::startRecording() {
         collaborators_.recorder.setOnPCM16Data(nullptr);
         const std::string message = "Failed to start recording: " + started.error();
         logger_.error(message);
-        updateState(AppState::error(message));
+        collaborators_.status.updateState(AppState::error(message));
         return;
     }
 
-    updateState(AppState::recording());
+    collaborators_.status.updateState(AppState::recording());
     collaborators_.indicator.setMode(RecordingIndicatorMode::recording);
     collaborators_.indicator.show();
     if (collaborators_.settings.soundFeedbackEnabled()) playSound("Start");
@@ -136,7 +130,7 @@ void RecordingCoordinator::stopRecording() {
     collaborators_.recorder.cancelMaxDurationTimer();
     collaborators_.recorder.stopRecording();
     collaborators_.indicator.setMode(RecordingIndicatorMode::transcribing);
-    updateState(AppState::transcribing());
+    collaborators_.status.updateState(AppState::transcribing());
     // The hotkey may start the next recording before this one has delivered its text.
     collaborators_.hotkey.resetToIdle();
     if (collaborators_.settings.soundFeedbackEnabled()) playSound("End");
@@ -185,7 +179,7 @@ void RecordingCoordinator::transcriptionFinished(const std::optional<Uuid>& sess
         releaseActiveSession(sessionID);
         // A newer recording owns the icon and the indicator while it runs.
         if (!collaborators_.recorder.isRunning()) {
-            updateState(AppState::idle());
+            collaborators_.status.updateState(AppState::idle());
             collaborators_.indicator.hide();
         }
         logger_.info("Transcription complete");
@@ -198,7 +192,7 @@ void RecordingCoordinator::transcriptionFinished(const std::optional<Uuid>& sess
     releaseActiveSession(sessionID);
     const std::string message = "Transcription failed: " + result.error().description();
     if (!collaborators_.recorder.isRunning()) {
-        updateState(AppState::error(message));
+        collaborators_.status.updateState(AppState::error(message));
         collaborators_.indicator.hide();
     }
     logger_.error(message);
@@ -228,7 +222,7 @@ void RecordingCoordinator::handleError(const std::string& description) {
     activeInsertionSessionID_.reset();
     collaborators_.recorder.setOnPCM16Data(nullptr);
     logger_.error("Recording error: " + description);
-    updateState(AppState::error(description));
+    collaborators_.status.updateState(AppState::error(description));
     collaborators_.indicator.hide();
     collaborators_.hotkey.resetToIdle();
 }
@@ -267,7 +261,7 @@ void RecordingCoordinator::importedMediaFinished(const std::optional<Uuid>& job,
         logger_.info("Transcription produced no insertable text");
         return;
     }
-    addTranscription(*result);
+    collaborators_.status.addTranscription(*result);
     if (windows) windows->showTranscript(*job, *result, sourceName);
     logger_.info("Imported media transcription complete");
 }
@@ -288,14 +282,6 @@ void RecordingCoordinator::playSound(const std::string& name) {
     // Releases every sound held, not just this one: a sound started within the last two seconds
     // may be cut short, which is accepted.
     collaborators_.main.postAfter(soundRetention, weakOwner_.weakly([this] { playingSounds_.clear(); }));
-}
-
-void RecordingCoordinator::updateState(AppState state) {
-    if (auto controller = menuBarController_.lock()) controller->updateState(std::move(state));
-}
-
-void RecordingCoordinator::addTranscription(const std::string& text) {
-    if (auto controller = menuBarController_.lock()) controller->addTranscription(text);
 }
 
 }  // namespace quillon

@@ -8,16 +8,18 @@
 #include <string>
 #include <vector>
 
-#include "core/app/AppState.h"
+#include "core/base/AppState.h"
 #include "core/base/Scheduler.h"
 #include "core/base/Uuid.h"
 #include "core/base/WeakOwner.h"
 #include "core/dictation/DictationHotkey.h"
 #include "core/dictation/DictationRecorder.h"
+#include "core/dictation/DictationStatus.h"
 #include "core/dictation/InsertionDeliveryQueue.h"
 #include "core/dictation/LiveTranscriptActivity.h"
 #include "core/insertion/TextInsertion.h"
 #include "core/logging/Logger.h"
+#include "core/ports/Pasteboard.h"
 #include "core/ports/RecordingIndicator.h"
 #include "core/ports/SoundPlayer.h"
 #include "core/ports/TranscriptWindows.h"
@@ -26,8 +28,6 @@
 #include "core/transcription/SpeechSessionFactory.h"
 
 namespace quillon {
-
-class MenuBarController;
 
 // The spine of dictation. Turns the hotkey's start, mode and stop signals into recording
 // sessions: binds each to the field focused when it starts, streams the microphone into a speech
@@ -54,6 +54,8 @@ public:
         FileTranscriber& fileTranscriber;
         RecordingIndicator& indicator;
         SoundPlayer& soundPlayer;
+        Pasteboard& pasteboard;
+        DictationStatus& status;
         const SettingsManager& settings;
         const LiveTranscriptActivity& liveTranscriptActivity;
     };
@@ -64,9 +66,7 @@ public:
     RecordingCoordinator(const RecordingCoordinator&) = delete;
     RecordingCoordinator& operator=(const RecordingCoordinator&) = delete;
 
-    // Both may stay absent: the state updates, the last transcription and the clipboard
-    // fall-back are then skipped, and imported files get no window.
-    void setMenuBarController(std::weak_ptr<MenuBarController> controller);
+    // May stay absent: imported files then get no window.
     void setTranscriptWindows(TranscriptWindows* windows) { transcriptWindows_ = windows; }
 
     void startRecording();
@@ -95,13 +95,10 @@ private:
     void importedMediaFinished(const std::optional<Uuid>& job, const std::filesystem::path& file,
                                const std::expected<std::string, TranscriptionError>& result);
     void releaseActiveSession(const std::optional<Uuid>& sessionID);
-    void updateState(AppState state);
-    void addTranscription(const std::string& text);
 
     Collaborators collaborators_;
     Logger logger_;
 
-    std::weak_ptr<MenuBarController> menuBarController_;
     TranscriptWindows* transcriptWindows_ = nullptr;
     bool isTapToggleMode_ = false;
     std::shared_ptr<SpeechSession> transcriptionSession_;

@@ -4,17 +4,17 @@
 
 #include "core/insertion/EventPathApplications.h"
 #include "core/insertion/GhostText.h"
-#include "core/insertion/TextOffsets.h"
+#include "core/base/Unicode.h"
 
 namespace quillon {
 
 using std::chrono::milliseconds;
-namespace offsets = textoffsets;
+
 
 namespace {
 
 std::string firstGraphemes(const std::string& text, std::size_t count) {
-    const auto clusters = offsets::graphemes(text);
+    const auto clusters = unicode::graphemes(text);
     if (clusters.size() <= count) return text;
     const auto end = static_cast<std::size_t>(clusters[count].data() - text.data());
     return text.substr(0, end);
@@ -164,7 +164,7 @@ std::expected<void, TextInsertionError> TextInserter::insertViaEvents(
 }
 
 long TextInserter::insertionPosition(const ElementRef& element, const FieldState& state, bool& rangeKnown) {
-    const auto length = static_cast<long>(offsets::codePointCount(state.currentText));
+    const auto length = static_cast<long>(unicode::codePointCount(state.currentText));
     long position = length;
     rangeKnown = false;
     if (state.selectedRange) {
@@ -172,7 +172,7 @@ long TextInserter::insertionPosition(const ElementRef& element, const FieldState
         rangeKnown = true;
     } else if (auto selected = accessibility_.selectedText(element); selected && !selected->empty()) {
         if (const auto at = state.currentText.find(*selected); at != std::string::npos) {
-            position = static_cast<long>(offsets::codePointOffsetOfByte(state.currentText, at));
+            position = static_cast<long>(unicode::codePointOffsetOfByte(state.currentText, at));
         }
     } else if (const auto point = accessibility_.insertionPoint(element)) {
         position = *point;
@@ -198,12 +198,12 @@ std::expected<void, TextInsertionError> TextInserter::insertViaAccessibility(con
 
     // Rewrite the whole value with the text spliced in.
     if (!state.placeholder) {
-        const std::size_t atByte = offsets::byteOffsetOfCodePoint(current, static_cast<std::size_t>(position));
+        const std::size_t atByte = unicode::byteOffsetOfCodePoint(current, static_cast<std::size_t>(position));
         std::string newValue;
         newValue.reserve(current.size() + workingText.size());
         newValue.append(current, 0, atByte).append(workingText).append(current, atByte);
         if (accessibility_.setValue(element, newValue)) {
-            const auto caret = position + static_cast<long>(offsets::codePointCount(workingText));
+            const auto caret = position + static_cast<long>(unicode::codePointCount(workingText));
             accessibility_.setSelectedTextRange(element, TextRange{caret, 0});
             pacer_.pause(milliseconds(100));
             if (verifyInsertion(element, workingText, position, current)) return {};
@@ -239,7 +239,7 @@ bool TextInserter::trySimulateTyping(const std::string& text) {
 
 bool TextInserter::trySimulateTypingCharacterByCharacter(const std::string& text, bool submitAfterInsert) {
     if (!text.empty()) {
-        for (const std::string_view cluster : offsets::graphemes(text)) {
+        for (const std::string_view cluster : unicode::graphemes(text)) {
             if (!keyboard_.typeText(std::string(cluster))) return false;
             pacer_.pause(typingPace);
         }
@@ -283,14 +283,14 @@ bool TextInserter::tryPasteAction(const ElementRef& element, const std::string& 
 bool TextInserter::verifyInsertion(const ElementRef& element, const std::string& expectedText, long at,
                                    const std::string& originalText) {
     pacer_.pause(milliseconds(50));
-    const std::size_t atByte = offsets::byteOffsetOfCodePoint(originalText, static_cast<std::size_t>(at));
+    const std::size_t atByte = unicode::byteOffsetOfCodePoint(originalText, static_cast<std::size_t>(at));
     const auto passes = [&](const std::string& actual) {
         if (isExactInsertion(actual, expectedText, originalText, atByte)) return true;
         if (actual.find(expectedText) == std::string::npos) return false;
         // One character of slack: an application may swallow or merge one.
-        const auto minimum = static_cast<long long>(offsets::graphemeCount(originalText)) +
-                             static_cast<long long>(offsets::graphemeCount(expectedText)) - 1;
-        return static_cast<long long>(offsets::graphemeCount(actual)) >= minimum;
+        const auto minimum = static_cast<long long>(unicode::graphemeCount(originalText)) +
+                             static_cast<long long>(unicode::graphemeCount(expectedText)) - 1;
+        return static_cast<long long>(unicode::graphemeCount(actual)) >= minimum;
     };
     if (const auto value = accessibility_.value(element); value && passes(*value)) return true;
     if (const auto text = accessibility_.text(element); text && passes(*text)) return true;

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "core/codex/LiveSummaryState.h"
+#include "core/live/LiveSummaryState.h"
 #include "core/ports/Pasteboard.h"
 
 namespace quillon {

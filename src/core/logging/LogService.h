@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "core/base/Scheduler.h"
-#include "core/logging/LogCategory.h"
-#include "core/logging/LogLevel.h"
+#include "core/base/LogCategory.h"
+#include "core/base/LogLevel.h"
 #include "core/ports/LogOutput.h"
 #include "core/ports/WallClock.h"
 

@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-#include "core/logging/LogCategory.h"
-#include "core/logging/LogLevel.h"
+#include "core/base/LogCategory.h"
+#include "core/base/LogLevel.h"
 
 namespace quillon {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "core/ports/AudioFormat.h"
-#include "core/transcription/TranscriptionError.h"
+#include "core/ports/TranscriptionError.h"
 
 namespace quillon {
 

@@ -9,8 +9,8 @@
 #include <string_view>
 
 #include "core/ports/AudioFormat.h"
-#include "core/text/AnalysisContext.h"
-#include "core/transcription/TranscriptionError.h"
+#include "core/ports/AnalysisContext.h"
+#include "core/ports/TranscriptionError.h"
 
 namespace quillon {
 

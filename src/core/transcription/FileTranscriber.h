@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-#include "core/transcription/TranscriptionError.h"
+#include "core/ports/TranscriptionError.h"
 
 namespace quillon {
 

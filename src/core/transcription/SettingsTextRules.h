@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/settings/SettingsManager.h"
+#include "core/text/GlossaryContext.h"
 #include "core/text/TranscriptCorrector.h"
 #include "core/transcription/TranscriptTextRules.h"
 

@@ -6,7 +6,7 @@
 #include <span>
 #include <string>
 
-#include "core/transcription/TranscriptionError.h"
+#include "core/ports/TranscriptionError.h"
 #include "core/transcription/TranscriptionUpdate.h"
 
 namespace quillon {

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/text/AnalysisContext.h"
+#include "core/ports/AnalysisContext.h"
 
 namespace quillon {
 

@@ -1,7 +1,7 @@
 #include <QImage>
 
 #include "Desktop.h"
-#include "core/app/MenuBarController.h"
+#include "core/tray/MenuBarController.h"
 #include "core/base/ManualScheduler.h"
 #include "fakes/TestLog.h"
 #include "platform/linux/base/QtMainScheduler.h"

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <memory>
 
-#include "core/app/MenuBarController.h"
+#include "core/tray/MenuBarController.h"
 #include "core/base/ManualScheduler.h"
 #include "core/dictation/RecordingCoordinator.h"
 #include "fakes/FakeDictationHotkey.h"
@@ -38,7 +38,6 @@ protected:
         recorder.directory = std::filesystem::temp_directory_path() / ("quillon-dictation-" + Uuid::random().toString());
         std::filesystem::create_directories(recorder.directory);
         insertion.focused = editor;
-        coordinator->setMenuBarController(menu);
         coordinator->setTranscriptWindows(&windows);
     }
     ~DictationWorld() override {
@@ -90,12 +89,12 @@ protected:
     FakeTranscriptWindows windows;
     FakeStatusItem statusItem;
     FakePasteboard pasteboard;
-    std::shared_ptr<MenuBarController> menu =
-        std::make_shared<MenuBarController>(main, statusItem, pasteboard, log.logger(LogCategory::app));
-    std::unique_ptr<RecordingCoordinator> coordinator = std::make_unique<RecordingCoordinator>(
-        RecordingCoordinator::Collaborators{main, recorder, hotkey, insertion, sessions, files, indicator, sounds,
-                                            settings, liveTranscript},
-        log.logger(LogCategory::app));
+    std::unique_ptr<MenuBarController> menu =
+        std::make_unique<MenuBarController>(main, statusItem, pasteboard, log.logger(LogCategory::app));
+    RecordingCoordinator::Collaborators collaborators{
+        main, recorder, hotkey, insertion, sessions, files, indicator, sounds, pasteboard, *menu, settings, liveTranscript};
+    std::unique_ptr<RecordingCoordinator> coordinator =
+        std::make_unique<RecordingCoordinator>(collaborators, log.logger(LogCategory::app));
     std::shared_ptr<FakeTextElement> editor = FakeTextInsertion::field("editor", 100);
     std::shared_ptr<FakeTextElement> notes = FakeTextInsertion::field("notes", 200);
 };

@@ -10,8 +10,6 @@ using testing::Calls;
 
 class InsertionDeliveryQueueTest : public testing::DictationWorld {
 protected:
-    InsertionDeliveryQueueTest() { queue.setMenuBarController(menu); }
-
     // Opens a delivery bound to `field`, as a recording start does.
     Uuid begin(const std::shared_ptr<testing::FakeTextElement>& field) {
         const Uuid id = Uuid::random();
@@ -23,7 +21,7 @@ protected:
         main.runUntilIdle();
     }
 
-    InsertionDeliveryQueue queue{main, insertion, log.logger(LogCategory::app)};
+    InsertionDeliveryQueue queue{main, insertion, pasteboard, *menu, log.logger(LogCategory::app)};
 };
 
 TEST_F(InsertionDeliveryQueueTest, PhraseGoesTrimmedIntoTheFocusedBoundFieldAndBlankOnesChangeNothing) {

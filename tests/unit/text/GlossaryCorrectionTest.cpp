@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "core/text/AnalysisContext.h"
+#include "core/text/GlossaryContext.h"
 #include "core/text/GlossaryCorrectionEntry.h"
 
 namespace quillon {

@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "core/logging/Logger.h"
-#include "core/transcription/TranscriptionError.h"
+#include "core/ports/TranscriptionError.h"
 #include "platform/linux/media/FFmpegHandles.h"
 
 namespace quillon {

@@ -1,4 +1,4 @@
-#include "core/transcription/TranscriptionError.h"
+#include "core/ports/TranscriptionError.h"
 
 namespace quillon {
 

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string_view>
 
-namespace quillon::codex {
+namespace quillon::unicode {
 
 // Whether `bytes` is well-formed UTF-8: shortest forms only, no surrogates, nothing above U+10FFFF.
 inline bool isValidUtf8(std::string_view bytes) {
@@ -43,5 +43,5 @@ inline bool isValidUtf8(std::string_view bytes) {
     return true;
 }
 
-}  // namespace quillon::codex
+}  // namespace quillon::unicode
 

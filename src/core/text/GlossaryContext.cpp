@@ -1,4 +1,4 @@
-#include "core/text/AnalysisContext.h"
+#include "core/text/GlossaryContext.h"
 
 #include "core/base/Unicode.h"
 #include "core/text/GlossaryCorrection.h"

@@ -1,8 +1,7 @@
-#include "core/codex/LiveSummaryCoordinator.h"
+#include "core/live/LiveSummaryCoordinator.h"
 
 #include <algorithm>
 
-#include "core/codex/GraphemeText.h"
 #include "core/base/Unicode.h"
 
 namespace quillon {
@@ -110,9 +109,9 @@ void LiveSummaryCoordinator::pollStep(std::shared_ptr<CodexAppServerClient> clie
 void LiveSummaryCoordinator::transcriptDidChange(std::string transcript, bool force) {
     latestTranscript_ = std::move(transcript);
     if (!model_.isSummaryVisible()) return;
-    if (!GraphemeText::hasPrefix(latestTranscript_, summarizedText_)) {
+    if (!unicode::hasGraphemePrefix(latestTranscript_, summarizedText_)) {
         // A text that only became shorter is not yet a rewrite.
-        if (GraphemeText::hasPrefix(summarizedText_, latestTranscript_) && !force) return;
+        if (unicode::hasGraphemePrefix(summarizedText_, latestTranscript_) && !force) return;
         reconcileTranscriptRewrite(latestTranscript_);
     }
     if (isReadyOrUpdating()) scheduleUpdate(force);
@@ -132,8 +131,8 @@ void LiveSummaryCoordinator::reconcileTranscriptRewrite(const std::string& newTr
 
 std::string LiveSummaryCoordinator::reconciliationPrefix(std::string_view oldTranscript,
                                                          std::string_view newTranscript) {
-    const auto oldCuts = GraphemeText::boundaries(oldTranscript);
-    const auto newCuts = GraphemeText::boundaries(newTranscript);
+    const auto oldCuts = unicode::graphemeBoundaries(oldTranscript);
+    const auto newCuts = unicode::graphemeBoundaries(newTranscript);
     std::size_t common = 0;
     while (common + 1 < oldCuts.size() && common + 1 < newCuts.size()) {
         const auto oldCharacter = oldTranscript.substr(oldCuts[common], oldCuts[common + 1] - oldCuts[common]);
@@ -216,8 +215,14 @@ bool LiveSummaryCoordinator::isCurrent(const Uuid& id, std::uint64_t generation)
 }
 
 std::int64_t LiveSummaryCoordinator::pendingDelta() const {
-    return static_cast<std::int64_t>(GraphemeText::count(latestTranscript_)) -
-           static_cast<std::int64_t>(GraphemeText::count(summarizedText_));
+    // The usual case, a transcript that grew at its end, counts only the new part: an update must
+    // not rescan the whole transcript.
+    if (unicode::hasGraphemePrefix(latestTranscript_, summarizedText_)) {
+        return static_cast<std::int64_t>(
+            unicode::graphemeCount(std::string_view(latestTranscript_).substr(summarizedText_.size())));
+    }
+    return static_cast<std::int64_t>(unicode::graphemeCount(latestTranscript_)) -
+           static_cast<std::int64_t>(unicode::graphemeCount(summarizedText_));
 }
 
 void LiveSummaryCoordinator::scheduleUpdate(bool force) {
@@ -247,13 +252,13 @@ void LiveSummaryCoordinator::scheduledUpdateFired(bool force) {
 void LiveSummaryCoordinator::performUpdate() {
     if (activeUpdateID_ || !model_.isSummaryVisible()) return;
     std::string latest = latestTranscript_;
-    if (!GraphemeText::hasPrefix(latest, summarizedText_)) {
+    if (!unicode::hasGraphemePrefix(latest, summarizedText_)) {
         reconcileTranscriptRewrite(latest);
         scheduleUpdate(true);
         return;
     }
-    std::string delta(
-        unicode::trimmed(GraphemeText::droppingPrefix(latest, GraphemeText::count(summarizedText_))));
+    // The summarised text ends on a character boundary of the latest one: the rest is the delta.
+    std::string delta(unicode::trimmed(std::string_view(latest).substr(summarizedText_.size())));
     std::string context = model_.summaryContext();
     if (delta.empty() && context == summarizedContext_) return;
 
@@ -272,7 +277,7 @@ void LiveSummaryCoordinator::performUpdate() {
 void LiveSummaryCoordinator::sendUpdate(const std::shared_ptr<CodexAppServerClient>& client, Uuid id,
                                         std::uint64_t generation, std::string latest, std::string delta,
                                         std::string context) {
-    const auto deltaCount = static_cast<std::int64_t>(GraphemeText::count(delta));
+    const auto deltaCount = static_cast<std::int64_t>(unicode::graphemeCount(delta));
     // The first delta on a thread is never refused, whatever its size.
     const bool needsNewThread =
         !threadID_ || (transcriptCharactersInCurrentThread_ >= 1 &&
@@ -302,7 +307,7 @@ void LiveSummaryCoordinator::finishUpdate(Uuid id, std::uint64_t generation, std
     model_.setSummaryMarkdown(std::move(*result));
     summarizedText_ = std::move(latest);
     summarizedContext_ = std::move(context);
-    transcriptCharactersInCurrentThread_ += static_cast<std::int64_t>(GraphemeText::count(delta));
+    transcriptCharactersInCurrentThread_ += static_cast<std::int64_t>(unicode::graphemeCount(delta));
     model_.setSummaryState(LiveSummaryState::ready());
     activeUpdateID_.reset();
 

@@ -12,7 +12,4 @@ struct AnalysisContext {
     std::map<std::string, std::vector<std::string>> contextualStrings;
 };
 
-// The context built from a glossary setting: trimmed non-empty lines, in order, not deduplicated.
-AnalysisContext analysisContext(const std::string& glossary);
-
 }  // namespace quillon

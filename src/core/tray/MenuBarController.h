@@ -6,9 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "core/app/AppState.h"
+#include "core/base/AppState.h"
 #include "core/base/Scheduler.h"
 #include "core/base/WeakOwner.h"
+#include "core/dictation/DictationStatus.h"
 #include "core/logging/Logger.h"
 #include "core/ports/Pasteboard.h"
 #include "core/ports/StatusItem.h"
@@ -18,7 +19,7 @@ namespace quillon {
 // Owns the status item: shows AppState as its icon, keeps the last transcription for copying.
 // updateState() and addTranscription() are safe from any thread (they post to `main`); the rest
 // runs on the main thread.
-class MenuBarController {
+class MenuBarController : public DictationStatus {
 public:
     static constexpr std::string_view toolTip = "Quillon\nMiddle-click to copy the last transcription";
     static constexpr std::string_view unsupportedFileMessage = "Unsupported file type. Drop an audio or video file.";
@@ -28,8 +29,8 @@ public:
     // Installs the status item; false when no tray host shows it (logged).
     bool setup();
 
-    void updateState(AppState state);
-    void addTranscription(const std::string& text);
+    void updateState(AppState state) override;
+    void addTranscription(const std::string& text) override;
     bool copyLastTranscription();
     bool copyTranscriptionToClipboard(const std::string& text);
 

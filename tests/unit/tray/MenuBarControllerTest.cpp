@@ -1,4 +1,4 @@
-#include "core/app/MenuBarController.h"
+#include "core/tray/MenuBarController.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-#include "CodexClientFixture.h"
-#include "core/codex/LiveSummaryCoordinator.h"
+#include "unit/codex/CodexClientFixture.h"
+#include "core/live/LiveSummaryCoordinator.h"
 #include "fakes/FakeUrlOpener.h"
 
 namespace quillon::testing {

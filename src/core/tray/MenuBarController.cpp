@@ -1,4 +1,6 @@
-#include "core/app/MenuBarController.h"
+#include "core/tray/MenuBarController.h"
+
+#include "core/text/TranscriptClipboard.h"
 
 #include <algorithm>
 
@@ -58,15 +60,7 @@ bool MenuBarController::copyLastTranscription() {
 }
 
 bool MenuBarController::copyTranscriptionToClipboard(const std::string& text) {
-    const std::string trimmed(unicode::trimmed(text));
-    if (trimmed.empty()) return false;
-    pasteboard_.clear();
-    if (!pasteboard_.setString(trimmed)) {
-        logger_.error("Could not put the transcription on the clipboard");
-        return false;
-    }
-    logger_.info("Copied transcription to clipboard");
-    return true;
+    return copyTranscriptToClipboard(pasteboard_, text, logger_);
 }
 
 bool MenuBarController::allSupported(const std::vector<std::filesystem::path>& files) const {
