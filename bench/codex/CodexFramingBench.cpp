@@ -2,6 +2,8 @@
 // dispatch, the framing alone, and one line of 1 MB arriving in pipe-sized reads.
 #include <benchmark/benchmark.h>
 
+#include <filesystem>
+
 #include "core/base/ManualScheduler.h"
 #include "core/codex/CodexAppServerClient.h"
 #include "core/codex/JsonLineBuffer.h"
@@ -27,7 +29,8 @@ std::string smallMessages() {
 
 struct World {
     World() {
-        host.vars = {{"HOME", "/nonexistent"}, {"PATH", "/usr/bin"}};
+        host.vars = {{"HOME", (std::filesystem::temp_directory_path() / "quillon-bench-home").string()},
+                     {"PATH", "/usr/bin"}};
         host.executables = {"/usr/bin/codex"};
         server.answeringHandshake();
         client = *CodexAppServerClient::make({scheduler, server.factory(), host});

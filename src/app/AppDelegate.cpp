@@ -3,12 +3,15 @@
 namespace quillon {
 
 AppDelegate::AppDelegate(Scheduler& main, StatusItem& statusItem, Pasteboard& pasteboard,
-                         AccessibilityPermission& accessibilityPermission, std::shared_ptr<LogService> log,
+                         AccessibilityPermission& accessibilityPermission, HotkeyManager& hotkeyManager,
+                         CapsLockRemapManager& capsLockRemap, std::shared_ptr<LogService> log,
                          std::function<void()> terminate)
     : main_(main),
       statusItem_(statusItem),
       pasteboard_(pasteboard),
       accessibilityPermission_(accessibilityPermission),
+      hotkeyManager_(hotkeyManager),
+      capsLockRemap_(capsLockRemap),
       log_(std::move(log)),
       terminate_(std::move(terminate)),
       logger_(log_, LogCategory::app) {}
@@ -22,15 +25,30 @@ void AppDelegate::applicationDidFinishLaunching() {
         terminate_();
     };
     menuBarController_->setup();
+    // A key another program holds is shown in the tray's state, naming the key.
+    hotkeyManager_.onHotkeyUnavailable = [this](const std::string& message) {
+        menuBarController_->updateState(AppState::error(message));
+    };
+    // The remap by the mode: in standard mode this also removes one a crashed run left behind.
+    if (capsLockRemap_.settings().hotkeyMode() == HotkeyMode::capsLock) {
+        capsLockRemap_.ensureRemapEnabled();
+    } else {
+        capsLockRemap_.removeManagedRemap();
+    }
+    // Its signals reach dictation once the recorder is connected; until then the hotkey's own
+    // log lines show each start and stop.
+    hotkeyManager_.start();
     // After launch has returned: the permission check talks to the accessibility bus, and the tray
     // icon should not wait for it.
     main_.post([this] { accessibilityPermission_.checkAccessibilityPermission(); });
 }
 
 void AppDelegate::applicationWillTerminate() {
-    // Nothing that changes the desktop (keyboard map, grabs) runs yet; the status item goes with
-    // the process.
     logger_.info("Quillon is quitting");
+    // The keyboard is left as it was found, in either mode, even with a hotkey capture open.
+    capsLockRemap_.captureSessionDepth = 0;
+    capsLockRemap_.removeManagedRemap();
+    hotkeyManager_.stop();
 }
 
 }  // namespace quillon

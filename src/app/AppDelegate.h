@@ -5,6 +5,8 @@
 
 #include "core/tray/MenuBarController.h"
 #include "core/base/Scheduler.h"
+#include "core/hotkey/CapsLockRemapManager.h"
+#include "core/hotkey/HotkeyManager.h"
 #include "core/insertion/AccessibilityPermission.h"
 #include "core/logging/Logger.h"
 #include "core/ports/Pasteboard.h"
@@ -19,8 +21,8 @@ public:
     // `terminate` ends the program through its event loop, which then calls
     // applicationWillTerminate().
     AppDelegate(Scheduler& main, StatusItem& statusItem, Pasteboard& pasteboard,
-                AccessibilityPermission& accessibilityPermission, std::shared_ptr<LogService> log,
-                std::function<void()> terminate);
+                AccessibilityPermission& accessibilityPermission, HotkeyManager& hotkeyManager,
+                CapsLockRemapManager& capsLockRemap, std::shared_ptr<LogService> log, std::function<void()> terminate);
 
     void applicationDidFinishLaunching();
     void applicationWillTerminate();
@@ -33,6 +35,8 @@ private:
     StatusItem& statusItem_;
     Pasteboard& pasteboard_;
     AccessibilityPermission& accessibilityPermission_;
+    HotkeyManager& hotkeyManager_;
+    CapsLockRemapManager& capsLockRemap_;
     std::shared_ptr<LogService> log_;
     std::function<void()> terminate_;
     Logger logger_;

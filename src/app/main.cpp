@@ -13,6 +13,8 @@
 #include "app/SingleInstanceGuard.h"
 #include "app/TranscribeCommand.h"
 #include "app/UnixSignalWatcher.h"
+#include "core/hotkey/CapsLockRemapManager.h"
+#include "core/hotkey/HotkeyManager.h"
 #include "core/insertion/AccessibilityPermission.h"
 #include "core/logging/LogService.h"
 #include "core/settings/SettingsManager.h"
@@ -23,6 +25,10 @@
 #include "platform/linux/base/StderrLogOutput.h"
 #include "platform/linux/base/SystemWallClock.h"
 #include "platform/linux/clipboard/PasteboardQt.h"
+#include "platform/linux/desktop/UrlOpenerXdg.h"
+#include "platform/linux/hotkey/HotkeysX11.h"
+#include "platform/linux/hotkey/KeyboardMappingX11.h"
+#include "platform/linux/hotkey/SessionEventsLogind.h"
 #include "platform/linux/settings/KeyValueStoreQSettings.h"
 #include "platform/linux/settings/LoginItemXdgAutostart.h"
 #include "ui/TrayStatusItemQt.h"
@@ -82,9 +88,18 @@ int main(int argc, char** argv) {
     TrayStatusItemQt statusItem(Logger(log, LogCategory::app));
     RunningApplicationsX11 runningApplications;
     AccessibilityAtspi accessibility(runningApplications, Logger(log, LogCategory::insertion));
-    AccessibilityPermission accessibilityPermission(accessibility, Logger(log, LogCategory::app));
-    AppDelegate delegate(mainScheduler, statusItem, pasteboard, accessibilityPermission, log,
-                         [] { QCoreApplication::quit(); });
+    UrlOpenerXdg urlOpener;
+    AccessibilityPermission accessibilityPermission(accessibility, urlOpener, Logger(log, LogCategory::app));
+    // The global hotkey and the Caps Lock remap; a changed hotkey is grabbed again at once.
+    HotkeysX11 keyEvents(mainScheduler, Logger(log, LogCategory::hotkey));
+    KeyboardMappingX11 keyboardMapping(mainScheduler, Logger(log, LogCategory::hotkey));
+    SessionEventsLogind sessionEvents(mainScheduler, Logger(log, LogCategory::hotkey));
+    HotkeyManager hotkeyManager(mainScheduler, keyEvents, settings, Logger(log, LogCategory::hotkey));
+    CapsLockRemapManager capsLockRemap(keyboardMapping, sessionEvents, settings, Logger(log, LogCategory::hotkey));
+    settings.onChange = [&hotkeyManager] { hotkeyManager.settingsDidChange(); };
+
+    AppDelegate delegate(mainScheduler, statusItem, pasteboard, accessibilityPermission, hotkeyManager, capsLockRemap,
+                         log, [] { QCoreApplication::quit(); });
 
     // The session ends programs with SIGTERM, a terminal with SIGINT (Control-C) or SIGHUP (closed).
     UnixSignalWatcher signalWatcher({SIGTERM, SIGINT, SIGHUP}, [&logger](int number) {

@@ -79,7 +79,8 @@ public:
 
     bool isProcessTrusted() override { return trusted; }
     std::optional<std::string> enableAccessibility() override {
-        trusted = true;
+        if (enableFailure) return enableFailure;
+        trusted = trusted || enableSwitchesOn;
         return std::nullopt;
     }
     Ref systemWideFocusedElement() override { return systemFocus; }
@@ -135,6 +136,8 @@ public:
     std::string identity(const Ref& element) override { return of(element).id; }
 
     bool trusted = true;
+    std::optional<std::string> enableFailure;  // enableAccessibility() fails with this
+    bool enableSwitchesOn = true;  // false: it reports success, but trust stays as it was
     Ref systemFocus;
     Ref focusedApp;
     std::map<int, Ref> applications;

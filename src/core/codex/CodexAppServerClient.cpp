@@ -4,6 +4,7 @@
 #include <climits>
 #include <utility>
 
+#include "core/codex/CodexPrivateHome.h"
 #include "core/codex/CodexPrompts.h"
 #include "core/base/Unicode.h"
 #include "core/base/Utf8.h"
@@ -70,6 +71,7 @@ CodexAppServerClient::CodexAppServerClient(Context context, std::string executab
     : executor_(context.executor),
       makeProcess_(std::move(context.makeProcess)),
       locator_(context.host),
+      localModelProvider_(std::move(context.localModelProvider)),
       executablePath_(std::move(executablePath)) {}
 
 void CodexAppServerClient::onExecutor(std::function<void(CodexAppServerClient&)> task) {
@@ -166,6 +168,11 @@ void CodexAppServerClient::cleanTranscript(std::string threadID, std::string tra
 
 void CodexAppServerClient::startNow(CodexCompletion<void> completion) {
     if (initialized_) return completion({});
+    // The child runs in Quillon's own Codex home or not at all (see CodexPrivateHome).
+    const CodexPrivateHome home(locator_.privateCodexHome(), locator_.userCodexHome(), localModelProvider_);
+    if (auto prepared = home.prepare(); !prepared) {
+        return completion(std::unexpected(CodexFailure::system(prepared.error())));
+    }
     outputBuffer_.clear();
     errorBuffer_.clear();
 
@@ -189,7 +196,7 @@ void CodexAppServerClient::startNow(CodexCompletion<void> completion) {
             forThisChild([bytes = std::move(bytes)](CodexAppServerClient& self) { self.receiveError(bytes); });
         },
         [forThisChild] { forThisChild([](CodexAppServerClient& self) { self.processDidEnd(); }); }};
-    ChildProcessLaunch description{executablePath_, locator_.restrictedAppServerArguments(),
+    ChildProcessLaunch description{executablePath_, CodexExecutableLocator::restrictedAppServerArguments(),
                                    locator_.processEnvironment(executablePath_)};
     if (auto launched = process_->launch(description, std::move(handlers)); !launched) {
         stopNow();
@@ -216,7 +223,7 @@ void CodexAppServerClient::startNow(CodexCompletion<void> completion) {
 void CodexAppServerClient::stopNow() {
     if (process_) process_->closeInput();
     hasInput_ = false;
-    if (process_ && process_->isRunning()) process_->terminate();
+    if (process_) process_->terminate();
     process_.reset();
     initialized_ = false;
     failPending(CodexAppServerError::processEnded());

@@ -37,15 +37,18 @@ public:
         Scheduler& executor;
         ChildProcessFactory makeProcess;
         const HostEnvironment& host;
+        // A Responses-compatible server to use instead of OpenAI's (development and tests only).
+        std::optional<std::string> localModelProvider = {};
     };
 
     // Fails with executableNotFound when no Codex executable is installed. Starts nothing yet.
     static std::expected<std::shared_ptr<CodexAppServerClient>, CodexAppServerError> make(Context context);
 
-    // Launches the child and does the handshake; does nothing on a client that is ready.
+    // Writes the child's private Codex home, launches the child in it and does the handshake; does
+    // nothing on a client that is ready.
     void start(CodexCompletion<void> completion);
-    // Ends the child (politely) and fails everything in flight with processEnded; then runs `done`,
-    // if given, on the executor.
+    // Ends the child and its process group (politely) and fails everything in flight with
+    // processEnded; then runs `done`, if given, on the executor.
     void stop(std::function<void()> done = nullptr);
 
     // The account type of the signed-in user ("chatgpt" means signed in), absent when there is none.
@@ -112,6 +115,7 @@ private:
     Scheduler& executor_;
     ChildProcessFactory makeProcess_;
     CodexExecutableLocator locator_;
+    const std::optional<std::string> localModelProvider_;
     const std::string executablePath_;
 
     std::unique_ptr<ChildProcess> process_;

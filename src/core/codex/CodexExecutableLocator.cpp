@@ -1,17 +1,11 @@
 #include "core/codex/CodexExecutableLocator.h"
 
-#include <unicode/regex.h>
-#include <unicode/unistr.h>
-
 #include <filesystem>
 #include <fstream>
-#include <memory>
-#include <set>
 #include <sstream>
 #include <system_error>
 #include <unordered_set>
 
-#include "core/base/Utf8.h"
 
 namespace quillon {
 
@@ -92,54 +86,18 @@ std::optional<std::string> CodexExecutableLocator::findExecutable() const {
     return std::nullopt;
 }
 
-std::optional<std::string> CodexExecutableLocator::configFilePath() const {
+std::string CodexExecutableLocator::userCodexHome() const {
     const auto variables = host_.variables();
-    // The child reads its configuration from CODEX_HOME when that is set, so the switches follow it.
     const std::string codexHome = variable(variables, "CODEX_HOME");
-    if (!codexHome.empty()) return codexHome + "/config.toml";
+    if (!codexHome.empty()) return codexHome;
     const std::string home = variable(variables, "HOME");
-    if (home.empty()) return std::nullopt;
-    return home + "/.codex/config.toml";
+    return home.empty() ? std::string() : home + "/.codex";
 }
 
-std::vector<std::string> CodexExecutableLocator::disabledTableSwitches(const std::string& configText) {
-    if (!unicode::isValidUtf8(configText)) return {};
-    UErrorCode status = U_ZERO_ERROR;
-    // Table headers at the very start of a line whose first name is plugins or mcp_servers; the
-    // second name is quoted (quotes kept) or runs up to the next dot or closing bracket.
-    std::unique_ptr<icu::RegexPattern> pattern(icu::RegexPattern::compile(
-        icu::UnicodeString::fromUTF8(R"(^\[(plugins|mcp_servers)\.((?:"[^"]+")|(?:[^.\]]+)))"), UREGEX_MULTILINE,
-        status));
-    if (U_FAILURE(status)) return {};
-    const icu::UnicodeString text = icu::UnicodeString::fromUTF8(configText);
-    std::unique_ptr<icu::RegexMatcher> matcher(pattern->matcher(text, status));
-    if (U_FAILURE(status)) return {};
-    std::set<std::string> switches;
-    while (matcher->find(status) && U_SUCCESS(status)) {
-        if (matcher->start(1, status) < 0 || matcher->start(2, status) < 0) continue;
-        std::string table;
-        std::string name;
-        matcher->group(1, status).toUTF8String(table);
-        matcher->group(2, status).toUTF8String(name);
-        if (U_FAILURE(status)) return {};
-        switches.insert(table + "." + name + ".enabled=false");
-    }
-    return {switches.begin(), switches.end()};
-}
-
-std::vector<std::string> CodexExecutableLocator::restrictedAppServerArguments() const {
+std::vector<std::string> CodexExecutableLocator::restrictedAppServerArguments() {
     // Today's Codex ignores features.web_search=false and searches by default; web_search="disabled"
     // is what turns it off. Both stay, for older and newer versions alike.
-    std::vector<std::string> arguments{"app-server", "-c", "features.web_search=false", "-c", "web_search=\"disabled\""};
-    const auto path = configFilePath();
-    if (!path) return arguments;
-    const auto text = readFile(*path);
-    if (!text) return arguments;
-    for (const auto& entry : disabledTableSwitches(*text)) {
-        arguments.emplace_back("-c");
-        arguments.push_back(entry);
-    }
-    return arguments;
+    return {"app-server", "-c", "features.web_search=false", "-c", "web_search=\"disabled\""};
 }
 
 std::map<std::string, std::string> CodexExecutableLocator::processEnvironment(const std::string& executable) const {
@@ -159,23 +117,24 @@ std::map<std::string, std::string> CodexExecutableLocator::processEnvironment(co
         path += entry;
     }
     variables["PATH"] = path;
+    variables["CODEX_HOME"] = privateCodexHome();
     return variables;
 }
 
-std::string CodexExecutableLocator::summaryWorkspaceURL() const {
+std::filesystem::path CodexExecutableLocator::dataFolder() const {
     const auto variables = host_.variables();
-    std::filesystem::path base;
     const std::string dataHome = variable(variables, "XDG_DATA_HOME");
     const std::string home = variable(variables, "HOME");
-    if (!dataHome.empty() && dataHome.front() == '/') {
-        base = dataHome;
-    } else if (!home.empty()) {
-        base = std::filesystem::path(home) / ".local/share";
-    } else {
-        const std::string temporary = variable(variables, "TMPDIR");
-        base = temporary.empty() ? std::filesystem::path("/tmp") : std::filesystem::path(temporary);
-    }
-    const auto workspace = base / "Quillon" / "SummaryWorkspace";
+    if (!dataHome.empty() && dataHome.front() == '/') return std::filesystem::path(dataHome) / "Quillon";
+    if (!home.empty()) return std::filesystem::path(home) / ".local/share/Quillon";
+    const std::string temporary = variable(variables, "TMPDIR");
+    return (temporary.empty() ? std::filesystem::path("/tmp") : std::filesystem::path(temporary)) / "Quillon";
+}
+
+std::string CodexExecutableLocator::privateCodexHome() const { return (dataFolder() / "CodexHome").string(); }
+
+std::string CodexExecutableLocator::summaryWorkspaceURL() const {
+    const auto workspace = dataFolder() / "SummaryWorkspace";
     std::error_code error;
     if (std::filesystem::create_directories(workspace, error)) {
         std::filesystem::permissions(workspace, std::filesystem::perms::owner_all,

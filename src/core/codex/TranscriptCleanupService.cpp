@@ -11,7 +11,9 @@ TranscriptCleanupService::Call TranscriptCleanupService::clean(std::string trans
     Call call;
     auto made = makeClient_();
     if (!made) {
-        completion(std::unexpected(CodexFailure(made.error())));
+        executor_.post([completion = std::move(completion), error = made.error()] {
+            completion(std::unexpected(CodexFailure(error)));
+        });
         return call;
     }
     std::shared_ptr<CodexAppServerClient> client = *made;

@@ -30,14 +30,17 @@ public:
     static constexpr const char* notSignedInText =
         "Connect ChatGPT from the live Summary sidebar before using AI cleanup.";
 
-    explicit TranscriptCleanupService(ClientFactory makeClient) : makeClient_(std::move(makeClient)) {}
+    // `executor` is the queue the clients of `makeClient` run on.
+    TranscriptCleanupService(Scheduler& executor, ClientFactory makeClient)
+        : executor_(executor), makeClient_(std::move(makeClient)) {}
 
     // Cleans `transcript` with `additionalContext` as background. The completion gets the cleaned
-    // text, never empty, or the failure; it runs on the client's executor, or at once when no Codex
-    // executable is installed.
+    // text, never empty, or the failure, always later on the executor, never inside this call (also
+    // when no Codex executable is installed).
     Call clean(std::string transcript, std::string additionalContext, CodexCompletion<std::string> completion) const;
 
 private:
+    Scheduler& executor_;
     ClientFactory makeClient_;
 };
 

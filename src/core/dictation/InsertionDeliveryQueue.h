@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -24,6 +25,11 @@ namespace quillon {
 // field has the focus; what cannot be inserted goes to the clipboard. Older sessions' text always
 // goes first.
 //
+// Insertion is asynchronous: one text at a time is with TextInsertion, and the next waits for
+// its completion, so texts land in order. A text handed over while its field had lost the focus
+// comes back and waits again, ahead of anything said meanwhile. An ended session's delivery
+// lives on until its last text has been handed over.
+//
 // Main thread only.
 class InsertionDeliveryQueue {
 public:
@@ -40,7 +46,9 @@ public:
     // From now on the session's text goes to whatever field has the focus.
     void markRecordingComplete(const Uuid& sessionID);
 
-    bool contains(const Uuid& sessionID) const { return deliveries_.contains(sessionID); }
+    // Whether the session's delivery is open (not yet finished).
+    bool contains(const Uuid& sessionID) const;
+    // Deliveries still held, finished ones that still hand over text included.
     std::size_t size() const { return deliveries_.size(); }
     const InsertionDelivery* delivery(const Uuid& sessionID) const;
 
@@ -50,10 +58,19 @@ public:
     void finishInsertionDelivery(const Uuid& sessionID, const std::string& transcript);
 
     bool isFocusMonitorRunning() const { return focusMonitor_.isValid(); }
+    bool isInserting() const { return inFlight_.has_value(); }
 
 private:
+    struct Entry {
+        InsertionDelivery delivery;
+        bool finished = false;  // ended: its waiting text goes out, then the entry goes
+    };
+
     bool hasPendingText() const;
-    bool boundFieldHasFocus(const FocusedTextTarget& target);
+    void walkFrom(std::size_t index);
+    void delivered(const Uuid& sessionID, std::size_t index, std::string text, bool finished,
+                   const TextInsertion::InsertionResult& result);
+    void removeIfDrained(const Uuid& sessionID);
     void scheduleFocusMonitorTick();
     void focusMonitorTick();
 
@@ -62,8 +79,11 @@ private:
     Pasteboard& pasteboard_;
     DictationStatus& status_;
     Logger logger_;
-    std::unordered_map<Uuid, InsertionDelivery> deliveries_;
+    std::unordered_map<Uuid, Entry> deliveries_;
     std::vector<Uuid> order_;  // oldest session first
+    std::vector<Uuid> walk_;  // the order when the running flush began
+    std::optional<Uuid> inFlight_;  // the session whose text is with TextInsertion
+    bool flushAgain_ = false;  // a flush was asked for while one ran
     TimerHandle focusMonitor_;  // valid while the monitor runs
     WeakOwner weakOwner_;  // last: timers drop once the queue is gone
 };

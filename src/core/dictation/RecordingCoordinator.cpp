@@ -52,7 +52,21 @@ void RecordingCoordinator::startRecording() {
     }
 
     // The target is taken before anything else can move the focus; no recording without one.
-    auto target = collaborators_.textInsertion.captureFocusedTextTarget();
+    // Insertion's worker finds it; a second press meanwhile changes nothing.
+    if (isStarting_) return;
+    isStarting_ = true;
+    collaborators_.textInsertion.captureFocusedTextTarget(weakOwner_.weakly(
+        [this](TextInsertion::TargetResult target) { beginRecording(std::move(target)); }));
+}
+
+void RecordingCoordinator::beginRecording(TextInsertion::TargetResult target) {
+    isStarting_ = false;
+    if (stoppedWhileStarting_) {
+        // The key went up before the field was known: nothing was recorded.
+        stoppedWhileStarting_ = false;
+        logger_.info("Recording stopped before it started");
+        return;
+    }
     if (!target) {
         logger_.error("Could not bind recording to a focused text field: " + description(target.error()));
         collaborators_.status.updateState(AppState::error(std::string(noTextFieldMessage)));
@@ -125,6 +139,11 @@ void RecordingCoordinator::setTapToggleMode(bool enabled) {
 }
 
 void RecordingCoordinator::stopRecording() {
+    if (isStarting_) {
+        stoppedWhileStarting_ = true;
+        collaborators_.hotkey.resetToIdle();
+        return;
+    }
     isTapToggleMode_ = false;
     collaborators_.recorder.setIsTapToggleMode(false);
     collaborators_.recorder.cancelMaxDurationTimer();

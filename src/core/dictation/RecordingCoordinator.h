@@ -36,7 +36,8 @@ namespace quillon {
 // finishes in the background, so a new recording may start while the last one still delivers.
 // Also runs the transcription of files the user hands to the program.
 //
-// Threads: everything runs on `main`. Speech session callbacks, their final results and file
+// Threads: everything runs on `main`; text insertion answers there too, so a start takes effect
+// once insertion's worker has found the focused field. Speech session callbacks, their final results and file
 // transcription results arrive on other threads and are posted to `main` before they touch any
 // state. The PCM handler runs on the audio thread and touches only its weak session reference.
 class RecordingCoordinator {
@@ -88,6 +89,7 @@ public:
     const InsertionDeliveryQueue& insertionDeliveries() const { return deliveries_; }
 
 private:
+    void beginRecording(TextInsertion::TargetResult target);
     std::shared_ptr<SpeechSession> makeTranscriptionSession(const Uuid& sessionID);
     void routeAudio(const std::shared_ptr<SpeechSession>& session);
     void transcriptionFinished(const std::optional<Uuid>& sessionID,
@@ -101,6 +103,8 @@ private:
 
     TranscriptWindows* transcriptWindows_ = nullptr;
     bool isTapToggleMode_ = false;
+    bool isStarting_ = false;  // waiting for the focused field
+    bool stoppedWhileStarting_ = false;
     std::shared_ptr<SpeechSession> transcriptionSession_;
     std::optional<Uuid> activeInsertionSessionID_;
     InsertionDeliveryQueue deliveries_;

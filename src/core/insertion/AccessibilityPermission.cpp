@@ -2,11 +2,12 @@
 
 namespace quillon {
 
-AccessibilityPermission::AccessibilityPermission(Accessibility& accessibility, Logger logger)
-    : accessibility_(accessibility), logger_(std::move(logger)) {}
+AccessibilityPermission::AccessibilityPermission(Accessibility& accessibility, UrlOpener& urls, Logger logger)
+    : accessibility_(accessibility), urls_(urls), logger_(std::move(logger)) {}
 
-void AccessibilityPermission::checkAccessibilityPermission() {
-    const bool granted = accessibility_.isProcessTrusted();
+void AccessibilityPermission::checkAccessibilityPermission() { accessibilityChecked(accessibility_.isProcessTrusted()); }
+
+void AccessibilityPermission::accessibilityChecked(bool granted) {
     if (granted) {
         logger_.info("Accessibility permission granted");
     } else {
@@ -18,10 +19,15 @@ void AccessibilityPermission::checkAccessibilityPermission() {
 }
 
 void AccessibilityPermission::openSystemSettings() {
-    if (const auto failure = accessibility_.enableAccessibility()) {
-        logger_.error("Failed to open accessibility settings: " + *failure);
-    }
+    const auto failure = accessibility_.enableAccessibility();
+    if (failure) logger_.error("Could not switch on the accessibility service: " + *failure);
     checkAccessibilityPermission();
+    if (accessibilityPermissionGranted_) return;
+    // The desktop's own settings are the way left.
+    logger_.info("Opening the desktop's accessibility settings");
+    if (auto opened = urls_.open(std::string(settingsAddress)); !opened) {
+        logger_.error("Failed to open accessibility settings: " + opened.error());
+    }
 }
 
 }  // namespace quillon

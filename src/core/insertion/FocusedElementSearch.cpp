@@ -9,7 +9,6 @@ bool isFieldRole(AccessibilityRole role) {
         case AccessibilityRole::textField:
         case AccessibilityRole::passwordField:
         case AccessibilityRole::textArea:
-        case AccessibilityRole::staticText:
         case AccessibilityRole::webArea:
         case AccessibilityRole::group:
         case AccessibilityRole::scrollArea: return true;
@@ -22,7 +21,6 @@ bool isPreferredRole(AccessibilityRole role) {
         case AccessibilityRole::textField:
         case AccessibilityRole::passwordField:
         case AccessibilityRole::textArea:
-        case AccessibilityRole::staticText:
         case AccessibilityRole::webArea: return true;
         default: return false;
     }
@@ -40,9 +38,12 @@ FocusedElementSearch::FocusedElementSearch(Accessibility& accessibility, Running
 bool FocusedElementSearch::isElementEditable(const ElementRef& element) {
     if (!element) return false;
     if (accessibility_.isSelectedTextSettable(element)) return true;
-    if (accessibility_.selectedTextRange(element)) return true;
-    if (accessibility_.value(element)) return true;
-    return accessibility_.text(element).has_value();
+    if (!accessibility_.selectedTextRange(element) && !accessibility_.value(element) && !accessibility_.text(element)) {
+        return false;
+    }
+    // Text to read (a label, a paragraph, selectable or not) has a value and may have a caret,
+    // but takes no typing. An element whose role cannot be read is given the benefit of the doubt.
+    return accessibility_.role(element) != AccessibilityRole::staticText;
 }
 
 bool FocusedElementSearch::isPreferredEditableElement(const ElementRef& element) {

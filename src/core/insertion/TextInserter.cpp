@@ -62,9 +62,13 @@ std::expected<FocusedTextTarget, TextInsertionError> TextInserter::captureFocuse
 
 ElementRef TextInserter::focusedInsertionElement() { return search_.focusedInsertionElement(); }
 
-std::optional<int> TextInserter::processIdentifier(const ElementRef& element) {
-    if (!element) return std::nullopt;
-    return accessibility_.processIdentifier(element);
+bool TextInserter::hasFocus(const FocusedTextTarget& target) {
+    const ElementRef focused = focusedInsertionElement();
+    if (!focused) return false;
+    // An element whose process cannot be read counts as focus elsewhere.
+    const std::optional<int> processIdentifier = accessibility_.processIdentifier(focused);
+    if (!processIdentifier || *processIdentifier != target.processIdentifier) return false;
+    return isSameElement(focused, target.element);
 }
 
 bool TextInserter::isSameElement(const ElementRef& a, const ElementRef& b) {
@@ -73,11 +77,15 @@ bool TextInserter::isSameElement(const ElementRef& a, const ElementRef& b) {
 }
 
 std::expected<void, TextInsertionError> TextInserter::insertText(const std::string& text) {
+    return insertText(text, Separators{settings_.appendSpaceAfterInsertion(), settings_.appendNewlineAfterInsertion()});
+}
+
+std::expected<void, TextInsertionError> TextInserter::insertText(const std::string& text, Separators separators) {
     if (!accessibility_.isProcessTrusted()) return std::unexpected(TextInsertionError::accessibilityNotGranted);
 
     std::string workingText = text;
-    if (settings_.appendSpaceAfterInsertion()) workingText += ' ';
-    if (settings_.appendNewlineAfterInsertion()) workingText += '\n';
+    if (separators.space) workingText += ' ';
+    if (separators.newline) workingText += '\n';
 
     const auto application = search_.currentFocusedApplicationInfo();
     const ElementRef element = search_.resolveInsertionElement();
@@ -89,7 +97,7 @@ std::expected<void, TextInsertionError> TextInserter::insertText(const std::stri
     const FieldState state = readFieldState(element);
     const bool eventPath = choosesEventPath(state, application);
     logTarget(application, state, eventPath);
-    return eventPath ? insertViaEvents(element, state, application, workingText)
+    return eventPath ? insertViaEvents(element, state, application, workingText, separators.newline)
                      : insertViaAccessibility(element, state, workingText);
 }
 
@@ -132,10 +140,9 @@ void TextInserter::logTarget(const std::optional<TargetApplicationInfo>& applica
 
 std::expected<void, TextInsertionError> TextInserter::insertViaEvents(
     const ElementRef& element, const FieldState& state, const std::optional<TargetApplicationInfo>& application,
-    const std::string& workingText) {
+    const std::string& workingText, bool submit) {
     const bool collapseSelection = state.selectedRange && state.selectedRange->length > 0;
     const EventInsertionStrategy strategy = EventPathApplications::eventInsertionStrategy(application);
-    const bool submit = settings_.appendNewlineAfterInsertion();
 
     std::string textToSend = workingText;
     if (strategy == EventInsertionStrategy::perCharacterTyping && submit && textToSend.ends_with('\n')) {

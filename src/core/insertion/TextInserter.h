@@ -7,7 +7,8 @@
 #include "core/base/Scheduler.h"
 #include "core/insertion/EventInsertionStrategy.h"
 #include "core/insertion/FocusedElementSearch.h"
-#include "core/insertion/TextInsertion.h"
+#include "core/insertion/FocusedTextTarget.h"
+#include "core/insertion/TextInsertionError.h"
 #include "core/logging/Logger.h"
 #include "core/ports/Accessibility.h"
 #include "core/ports/Pacer.h"
@@ -26,20 +27,32 @@ namespace quillon {
 // accessibility service and reads the field back after each method, going down a ladder:
 // replace the selection, then rewrite the whole value, then activate, focus and type.
 //
-// Threads: the main thread. insertText blocks it for the pauses of the ladder (through the
-// Pacer, up to about 0.7 s plus the other application's answers); the clipboard is put back
-// 0.1 s after a paste on `mainQueue`.
-class TextInserter final : public TextInsertion {
+// Synchronous: insertText blocks its thread for the pauses of the ladder (through the Pacer, up
+// to about 0.7 s plus the other application's answers), so it runs on insertion's worker
+// (BackgroundTextInserter), never on the main thread. The clipboard is put back 0.1 s after a
+// paste on `mainQueue`.
+class TextInserter final {
 public:
+    // The end-of-insertion separators, read from the settings by the caller at each call.
+    struct Separators {
+        bool space = false;
+        bool newline = false;
+    };
+
     TextInserter(Accessibility& accessibility, SyntheticKeyboard& keyboard, Pasteboard& pasteboard,
                  RunningApplications& applications, Pacer& pacer, Scheduler& mainQueue,
                  const SettingsManager& settings, Logger logger);
 
-    std::expected<FocusedTextTarget, TextInsertionError> captureFocusedTextTarget() override;
-    ElementRef focusedInsertionElement() override;
-    std::optional<int> processIdentifier(const ElementRef& element) override;
-    bool isSameElement(const ElementRef& a, const ElementRef& b) override;
-    std::expected<void, TextInsertionError> insertText(const std::string& text) override;
+    // Binds a recording to the element focused now.
+    std::expected<FocusedTextTarget, TextInsertionError> captureFocusedTextTarget();
+    // The element that would receive text now, or null.
+    ElementRef focusedInsertionElement();
+    // Whether `target` is the element that would receive text now (same element, same process).
+    bool hasFocus(const FocusedTextTarget& target);
+    bool isSameElement(const ElementRef& a, const ElementRef& b);
+    // Inserts into the element focused now, with the separators of the settings.
+    std::expected<void, TextInsertionError> insertText(const std::string& text);
+    std::expected<void, TextInsertionError> insertText(const std::string& text, Separators separators);
 
     static constexpr std::chrono::milliseconds typingPace{6};
     static constexpr std::chrono::milliseconds clipboardRestoreDelay{100};
@@ -59,7 +72,7 @@ private:
 
     std::expected<void, TextInsertionError> insertViaEvents(const ElementRef& element, const FieldState& state,
                                                             const std::optional<TargetApplicationInfo>& application,
-                                                            const std::string& workingText);
+                                                            const std::string& workingText, bool submit);
     std::expected<void, TextInsertionError> insertViaAccessibility(const ElementRef& element,
                                                                    const FieldState& state,
                                                                    const std::string& workingText);

@@ -37,16 +37,18 @@ public:
     // Starts the child. The error is a description of why it could not start. Once only.
     virtual std::expected<void, std::string> launch(const ChildProcessLaunch& launch, Handlers handlers) = 0;
 
-    // Writes all of `bytes` to the child's standard input. The error describes a failed write.
+    // Sends all of `bytes` to the child's standard input, in order, and never blocks: what the child
+    // does not take at once is sent as it reads. The error describes a failed write.
     virtual std::expected<void, std::string> write(std::string_view bytes) = 0;
 
-    // Closes the child's standard input; later writes fail.
+    // Closes the child's standard input once what was written has gone out; later writes fail.
     virtual void closeInput() = 0;
 
     // True from a successful launch until the child has ended.
     virtual bool isRunning() const = 0;
 
-    // Asks the child to end (SIGTERM on Linux) and returns at once.
+    // Asks the child and every process it started in its group to end (SIGTERM on Linux) and
+    // returns at once. Does nothing once the child has ended.
     virtual void terminate() = 0;
 };
 

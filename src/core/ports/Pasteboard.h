@@ -6,7 +6,9 @@
 
 namespace quillon {
 
-// The system clipboard (the X11 CLIPBOARD selection on Linux). Main thread only.
+// The system clipboard (the X11 CLIPBOARD selection on Linux).
+// Threads: any; the adapter does the work on the main thread and a caller elsewhere waits for
+// it, so the main thread must never wait on a thread that uses the clipboard.
 class Pasteboard {
 public:
     virtual ~Pasteboard() = default;

@@ -47,7 +47,7 @@ protected:
     SerialQueue queue{"com.lanternmoth.Quillon.codex-test"};
 };
 
-TEST_F(AppServerDoubleTest, TheChildIsStartedWithTheRestrictedCommandLineAndOnlyTheGivenEnvironment) {
+TEST_F(AppServerDoubleTest, TheChildIsStartedWithTheRestrictedCommandLineInItsPrivateHome) {
     auto codex = client("normal");
     ASSERT_TRUE(await<void>([&](auto done) { codex->start(done); }));
     codex->stop();
@@ -55,9 +55,8 @@ TEST_F(AppServerDoubleTest, TheChildIsStartedWithTheRestrictedCommandLineAndOnly
     std::vector<std::string> lines;
     for (std::string line; std::getline(in, line);) lines.push_back(line);
     const std::vector<std::string> expected{
-        "app-server", "-c", "features.web_search=false", "-c", "web_search=\"disabled\"", "-c",
-        "mcp_servers.docs.enabled=false",
-        "HOME=" + host.vars["HOME"],
+        "app-server", "-c", "features.web_search=false", "-c", "web_search=\"disabled\"",
+        "CODEX_HOME=" + host.vars["HOME"] + "/.local/share/Quillon/CodexHome", "HOME=" + host.vars["HOME"],
         "PATH=" + (folder.path / "bin").string() + ":/usr/local/bin:/usr/bin:/bin:/usr/local/sbin:/usr/sbin:/sbin",
         "QUILLON_DOUBLE_RECORD=" + host.vars["QUILLON_DOUBLE_RECORD"], "QUILLON_DOUBLE_SCENARIO=normal"};
     EXPECT_EQ(lines, expected);

@@ -32,11 +32,11 @@ public:
     std::vector<std::string> allowed;
 };
 
-// A fresh folder for one test, removed afterwards.
+// A fresh folder for one test, removed afterwards, under `base` (the temporary folder by default).
 struct TestFolder {
-    TestFolder() {
+    explicit TestFolder(std::filesystem::path base = ::testing::TempDir()) {
         const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        path = std::filesystem::path(::testing::TempDir()) /
+        path = base /
                (std::string("quillon-codex-") + info->test_suite_name() + "-" + info->name());
         std::error_code ignored;
         std::filesystem::remove_all(path, ignored);

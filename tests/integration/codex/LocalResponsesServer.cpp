@@ -66,9 +66,19 @@ void LocalResponsesServer::failWith(std::string message) {
     failure_ = std::move(message);
 }
 
+void LocalResponsesServer::queueOutput(std::string items) {
+    std::lock_guard lock(mutex_);
+    queued_.push_back(std::move(items));
+}
+
 std::string LocalResponsesServer::lastRequestBody() const {
     std::lock_guard lock(mutex_);
-    return lastBody_;
+    return bodies_.empty() ? std::string() : bodies_.back();
+}
+
+std::vector<std::string> LocalResponsesServer::requestBodies() const {
+    std::lock_guard lock(mutex_);
+    return bodies_;
 }
 
 void LocalResponsesServer::serve(std::stop_token stop) {
@@ -105,7 +115,7 @@ void LocalResponsesServer::answer(int connection) {
     if (request.starts_with("POST") && request.find(" /v1/responses") != std::string::npos) {
         {
             std::lock_guard lock(mutex_);
-            lastBody_ = request.substr(headerEnd + 4, contentLength);
+            bodies_.push_back(request.substr(headerEnd + 4, contentLength));
         }
         body = eventStream();
         type = "text/event-stream";
@@ -119,7 +129,7 @@ void LocalResponsesServer::answer(int connection) {
                             "\r\nConnection: close\r\n\r\n" + body);
 }
 
-std::string LocalResponsesServer::eventStream() const {
+std::string LocalResponsesServer::eventStream() {
     using Json = nlohmann::json;
     std::lock_guard lock(mutex_);
     const auto event = [](const std::string& name, const Json& data) {
@@ -132,13 +142,18 @@ std::string LocalResponsesServer::eventStream() const {
                                                                 {"status", "failed"},
                                                                 {"error", {{"code", "server_error"}, {"message", failure_}}}}}});
     }
-    stream += event("response.output_item.done",
-                    {{"type", "response.output_item.done"},
-                     {"output_index", 0},
-                     {"item", {{"type", "message"},
-                               {"role", "assistant"},
-                               {"id", "msg_local"},
-                               {"content", Json::array({Json{{"type", "output_text"}, {"text", reply_}}})}}}});
+    Json items = Json::array({Json{{"type", "message"},
+                                   {"role", "assistant"},
+                                   {"id", "msg_local"},
+                                   {"content", Json::array({Json{{"type", "output_text"}, {"text", reply_}}})}}});
+    if (!queued_.empty()) {
+        items = Json::parse(queued_.front());
+        queued_.pop_front();
+    }
+    for (std::size_t index = 0; index < items.size(); ++index) {
+        stream += event("response.output_item.done",
+                        {{"type", "response.output_item.done"}, {"output_index", index}, {"item", items[index]}});
+    }
     stream += event("response.completed",
                     {{"type", "response.completed"},
                      {"response", {{"id", "resp_local"}, {"usage", {{"input_tokens", 1}, {"output_tokens", 1}, {"total_tokens", 2}}}}}});

@@ -5,6 +5,7 @@
 #include "DesktopWorld.h"
 #include "core/insertion/AccessibilityPermission.h"
 #include "fakes/FakeSyntheticKeyboard.h"
+#include "fakes/FakeUrlOpener.h"
 #include "platform/linux/accessibility/AccessibilityBusStatus.h"
 
 namespace quillon {
@@ -43,7 +44,8 @@ TEST_F(DesktopFailureTest, AccessibilitySwitchedOffRefusesAndGrantingSwitchesItO
     auto app = startGtk("plain");
     ASSERT_TRUE(app);
     ASSERT_TRUE(world.waitForFocusedField(app->pid()));
-    AccessibilityPermission permission(world.accessibility, world.log.logger(LogCategory::app));
+    testing::FakeUrlOpener settingsPages;
+    AccessibilityPermission permission(world.accessibility, settingsPages, world.log.logger(LogCategory::app));
 
     ASSERT_EQ(AccessibilityBusStatus::setEnabled(false), std::nullopt);
     permission.checkAccessibilityPermission();
@@ -55,6 +57,7 @@ TEST_F(DesktopFailureTest, AccessibilitySwitchedOffRefusesAndGrantingSwitchesItO
 
     permission.openSystemSettings();
     EXPECT_TRUE(permission.accessibilityPermissionGranted());
+    EXPECT_TRUE(settingsPages.opened.empty()) << "switching the service on was enough";
     EXPECT_TRUE(world.inserter.insertText("x"));
 }
 
@@ -74,7 +77,9 @@ TEST_F(DesktopFailureTest, TargetKilledAfterCaptureFailsWithoutHarm) {
     EXPECT_EQ(inserted.error(), TextInsertionError::noFocusedElement);
 }
 
-TEST_F(DesktopFailureTest, HungApplicationCostsAtMostOneTimeOut) {
+// What the time-outs cost is measured by bench/insertion; here, that a hung application fails
+// the insertion and is then skipped.
+TEST_F(DesktopFailureTest, HungApplicationFailsTheInsertionAndIsSkippedAfterwards) {
     auto app = startGtk("plain");
     ASSERT_TRUE(app);
     ASSERT_TRUE(world.waitForFocusedField(app->pid()));
@@ -82,19 +87,12 @@ TEST_F(DesktopFailureTest, HungApplicationCostsAtMostOneTimeOut) {
     ASSERT_TRUE(target);
 
     app->signal(SIGSTOP);
-    auto start = steady_clock::now();
-    const auto inserted = world.inserter.insertText("stuck");
-    const auto insertion = steady_clock::now() - start;
-    EXPECT_FALSE(inserted);
-    start = steady_clock::now();
+    const std::string timeOut = "An application did not answer the accessibility bus in time; skipping it for a while";
+    EXPECT_FALSE(world.inserter.insertText("stuck"));
+    EXPECT_EQ(world.log.output.count(timeOut), 1u);
     EXPECT_FALSE(world.accessibility.value(target->element));
-    const auto laterCall = steady_clock::now() - start;
+    EXPECT_EQ(world.log.output.count(timeOut), 1u) << "an unresponsive application is skipped without waiting again";
     app->signal(SIGCONT);
-
-    EXPECT_LT(insertion, seconds(2)) << duration_cast<milliseconds>(insertion).count() << " ms";
-    EXPECT_LT(laterCall, milliseconds(100)) << "an unresponsive application is skipped for a while";
-    EXPECT_TRUE(world.log.output.contains(
-        LogLevel::error, "An application did not answer the accessibility bus in time; skipping it for a while"));
 }
 
 TEST_F(DesktopFailureTest, PasteFallBackInsertsAndGivesTheClipboardBack) {

@@ -76,6 +76,52 @@ TEST_F(GtkInsertionTest, PasswordFieldIsTypedIntoAndNeverLogged) {
     }
 }
 
+TEST_F(GtkInsertionTest, ButtonsRowsAndLabelsAreNoTextFields) {
+    auto app = start({}, "plain");
+    ASSERT_TRUE(app);
+    // GTK 3 shows a button without children, a list row with its label child, and a selectable
+    // label with a caret of its own.
+    for (const std::string widget : {"button", "row", "label"}) {
+        SCOPED_TRACE(widget);
+        app->ask("focus " + widget);
+        ASSERT_TRUE(testing::waitUntil([&] {
+            const ElementRef focused = world.accessibility.systemWideFocusedElement();
+            const auto role = focused ? world.accessibility.role(focused) : std::nullopt;
+            return role && role != AccessibilityRole::textField;
+        })) << "the focus never left the entry";
+        EXPECT_EQ(world.inserter.focusedInsertionElement(), nullptr);
+        const auto target = world.inserter.captureFocusedTextTarget();
+        ASSERT_FALSE(target);
+        EXPECT_EQ(target.error(), TextInsertionError::noFocusedElement);
+    }
+}
+
+// The line break of "append a new line" is typed as Shift+Return: a line in a multi-line view,
+// nothing in a single-line entry, and never the Return that submits a form or a dialog. Only
+// pressKey(returnKey) submits.
+TEST_F(GtkInsertionTest, TypedLineBreakAddsALineAndSubmitsNothing) {
+    auto app = start({}, "hint");
+    ASSERT_TRUE(app);
+    ASSERT_TRUE(world.waitForFocusedField(app->pid(), AccessibilityRole::textField));
+    world.settings.setAppendNewlineAfterInsertion(true);
+    ASSERT_TRUE(world.inserter.insertText("one"));  // typed: the entry has a placeholder
+    // Key events are handled in order: once the full stop is in, so is the line break.
+    ASSERT_TRUE(world.keyboard.typeText("."));
+    EXPECT_TRUE(testing::waitUntil([&] { return contents(*app, "hint") == "one."; })) << contents(*app, "hint");
+
+    app->ask("focus notes");
+    ASSERT_TRUE(world.waitForFocusedField(app->pid(), AccessibilityRole::textArea));
+    ASSERT_TRUE(world.keyboard.typeText("two\nthree\n."));
+    EXPECT_TRUE(testing::waitUntil([&] { return contents(*app, "notes") == "two\\nthree\\n."; }))
+        << contents(*app, "notes");
+    EXPECT_EQ(contents(*app, "button"), "0") << "a typed line break submitted the window";
+
+    app->ask("focus plain");
+    ASSERT_TRUE(world.waitForFocusedField(app->pid(), AccessibilityRole::textField));
+    ASSERT_TRUE(world.keyboard.pressKey(SyntheticKey::returnKey));
+    EXPECT_TRUE(testing::waitUntil([&] { return contents(*app, "button") == "1"; })) << "Return submits";
+}
+
 TEST_F(GtkInsertionTest, MegabyteDocumentTakesTheTextAtTheCaret) {
     const std::string path = ::testing::TempDir() + "/quillon-megabyte.txt";
     {

@@ -2,8 +2,10 @@
 // tests can set it up and check its contents without going through the accessibility bus:
 //   focus NAME | caret NAME OFFSET | select NAME START END | load NAME PATH | dump NAME | quit
 // Widgets: "plain" (entry), "hint" (empty entry with a placeholder), "secret" (password entry),
-// "notes" (multi-line text view). Replies go to stdout, one line each; "dump" prints
-// "NAME=TEXT" with line feeds written as \n.
+// "notes" (multi-line text view), "button" (the window's default button, labelled "Send"; the
+// entries activate it, as a dialog's do), "row" (a list row holding a label), "label" (a
+// selectable label). Replies go to stdout, one line each; "dump" prints
+// "NAME=TEXT" with line feeds written as \n, and for the button how often it was activated.
 #include <gtk/gtk.h>
 
 #include <cstdio>
@@ -14,8 +16,11 @@
 namespace {
 
 std::map<std::string, GtkWidget*> widgets;
+int clicks = 0;
 
 std::string contentsOf(GtkWidget* widget) {
+    if (GTK_IS_BUTTON(widget)) return std::to_string(clicks);
+    if (!GTK_IS_ENTRY(widget) && !GTK_IS_TEXT_VIEW(widget)) return "";
     if (GTK_IS_ENTRY(widget)) return gtk_entry_get_text(GTK_ENTRY(widget));
     GtkTextBuffer* buffer = gtk_text_view_get_buffer(GTK_TEXT_VIEW(widget));
     GtkTextIter start, end;
@@ -118,8 +123,24 @@ int main(int argc, char** argv) {
     GtkWidget* scroller = gtk_scrolled_window_new(nullptr, nullptr);
     gtk_widget_set_vexpand(scroller, TRUE);
     gtk_container_add(GTK_CONTAINER(scroller), notes);
-    for (GtkWidget* widget : {plain, hint, secret, scroller}) gtk_box_pack_start(GTK_BOX(box), widget, FALSE, TRUE, 0);
-    widgets = {{"plain", plain}, {"hint", hint}, {"secret", secret}, {"notes", notes}};
+    GtkWidget* button = gtk_button_new_with_label("Send");
+    // Counted when activated, as Return in an entry does, not when clicked: a button shows itself
+    // pressed for a moment before its click.
+    g_signal_connect(button, "activate", G_CALLBACK(+[](GtkButton*, gpointer) { ++clicks; }), nullptr);
+    GtkWidget* list = gtk_list_box_new();
+    GtkWidget* row = gtk_list_box_row_new();
+    gtk_container_add(GTK_CONTAINER(row), gtk_label_new("Inbox"));
+    gtk_container_add(GTK_CONTAINER(list), row);
+    GtkWidget* label = gtk_label_new("Some words to read.");
+    gtk_label_set_selectable(GTK_LABEL(label), TRUE);
+    for (GtkWidget* widget : {plain, hint, secret, scroller, button, list, label}) {
+        gtk_box_pack_start(GTK_BOX(box), widget, FALSE, TRUE, 0);
+    }
+    gtk_widget_set_can_default(button, TRUE);
+    gtk_window_set_default(GTK_WINDOW(window), button);
+    for (GtkWidget* entry : {plain, hint}) gtk_entry_set_activates_default(GTK_ENTRY(entry), TRUE);
+    widgets = {{"plain", plain}, {"hint", hint}, {"secret", secret}, {"notes", notes}, {"button", button},
+               {"row", row},     {"label", label}};
 
     // Initial contents: NAME=TEXT arguments, \n standing for a line feed.
     for (int i = 1; i < argc; ++i) {
@@ -139,7 +160,7 @@ int main(int argc, char** argv) {
         }
         if (GTK_IS_ENTRY(found->second)) {
             gtk_entry_set_text(GTK_ENTRY(found->second), text.c_str());
-        } else {
+        } else if (GTK_IS_TEXT_VIEW(found->second)) {
             gtk_text_buffer_set_text(gtk_text_view_get_buffer(GTK_TEXT_VIEW(found->second)), text.c_str(), -1);
         }
     }

@@ -2,8 +2,10 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "core/codex/CodexExecutableLocator.h"
+#include "core/codex/CodexPrivateHome.h"
 #include "fakes/FakeHostEnvironment.h"
 
 namespace quillon::testing {
@@ -54,25 +56,47 @@ TEST_F(CodexLaunchTest, TheChildsPathStartsWithTheExecutablesFolderOnce) {
               "/x:/usr/local/bin:/usr/bin:/bin:/usr/local/sbin:/usr/sbin:/sbin");
 }
 
-TEST_F(CodexLaunchTest, WebSearchIsAlwaysOffAndToolServersAndPluginsOfTheConfigAreSwitchedOff) {
-    std::vector<std::string> expected{"app-server", "-c", "features.web_search=false", "-c", "web_search=\"disabled\""};
-    EXPECT_EQ(CodexExecutableLocator(host).restrictedAppServerArguments(), expected) << "no config file";
-    writeConfig("[mcp_servers.docs]\ncommand = \"x\"\n\xff\n");
-    EXPECT_EQ(CodexExecutableLocator(host).restrictedAppServerArguments(), expected) << "not UTF-8";
+TEST_F(CodexLaunchTest, TheChildRunsInAPrivateHomeThatSharesOnlyTheUsersCredentials) {
+    EXPECT_EQ(CodexExecutableLocator::restrictedAppServerArguments(),
+              (std::vector<std::string>{"app-server", "-c", "features.web_search=false", "-c", "web_search=\"disabled\""}));
+    const fs::path home = root / "home";
+    const fs::path privateHome = home / ".local/share/Quillon/CodexHome";
+    EXPECT_EQ(CodexExecutableLocator(host).processEnvironment("/x/codex").at("CODEX_HOME"), privateHome.string());
 
-    writeConfig(
-        "model = \"o\"\n"
-        "[mcp_servers.zeta]\ncommand = \"z\"\n"
-        "[mcp_servers.docs]\n[mcp_servers.docs.env]\n[mcp_servers.docs.tools]\n"
-        "[plugins.\"a.b\"]\n"
-        "  [mcp_servers.indented]\n"
-        "[mcp_serversx.a]\n[other.plugins.a]\n"
-        "mcp_servers = { inline = { command = \"i\" } }\n"
-        "notes = \"\"\"\n[plugins.instring]\n\"\"\"\n");
-    for (const char* name : {"mcp_servers.docs", "mcp_servers.zeta", "plugins.\"a.b\"", "plugins.instring"}) {
-        expected.insert(expected.end(), {"-c", std::string(name) + ".enabled=false"});
+    // The user's credentials are found where the user's own codex keeps them.
+    const std::vector<std::pair<std::optional<std::string>, fs::path>> cases{
+        {std::nullopt, home / ".codex/auth.json"}, {(root / "elsewhere").string(), root / "elsewhere/auth.json"}};
+    for (const auto& [codexHome, credentials] : cases) {
+        SCOPED_TRACE(credentials.string());
+        if (codexHome) host.vars["CODEX_HOME"] = *codexHome;
+        CodexExecutableLocator locator(host);
+        ASSERT_TRUE(CodexPrivateHome(locator.privateCodexHome(), locator.userCodexHome()).prepare());
+        EXPECT_EQ(fs::read_symlink(privateHome / "auth.json"), credentials);
+        EXPECT_TRUE(fs::is_directory(credentials.parent_path())) << "so that a first sign-in can land";
+        EXPECT_EQ(fs::status(privateHome).permissions(), fs::perms::owner_all);
     }
-    EXPECT_EQ(CodexExecutableLocator(host).restrictedAppServerArguments(), expected);
+
+    // What stands in the home is replaced, never followed; credentials the child filed there itself
+    // go to the user.
+    writeConfig("user config");
+    fs::remove(privateHome / "config.toml");
+    fs::create_symlink(home / ".codex/config.toml", privateHome / "config.toml");
+    fs::remove(privateHome / "auth.json");
+    std::ofstream(privateHome / "auth.json") << "fresh credentials";
+    ASSERT_TRUE(CodexPrivateHome(privateHome.string(), (root / "elsewhere").string()).prepare());
+    EXPECT_FALSE(fs::is_symlink(privateHome / "config.toml"));
+    const auto text = [](const fs::path& path) {
+        std::ostringstream contents;
+        contents << std::ifstream(path).rdbuf();
+        return contents.str();
+    };
+    EXPECT_EQ(text(home / ".codex/config.toml"), "user config");
+    EXPECT_EQ(text(root / "elsewhere/auth.json"), "fresh credentials");
+
+    // A home that is a link is refused: the child would run with whatever it points at.
+    fs::remove_all(privateHome);
+    fs::create_directory_symlink(home / ".codex", privateHome);
+    EXPECT_FALSE(CodexPrivateHome(privateHome.string(), (root / "elsewhere").string()).prepare());
 }
 
 }  // namespace

@@ -32,6 +32,31 @@ protected:
     std::shared_ptr<CodexAppServerClient> client;
 };
 
+TEST_F(CodexTurnTest, EveryThreadAndEveryTurnIsLockedDown) {
+    server.answeringThreads();
+    Outcome<std::string> summaryThread, cleanupThread, summary, cleanup;
+    client->startSummaryThread(summaryThread.sink());
+    client->startTranscriptCleanupThread(cleanupThread.sink());
+    client->updateSummary("thread-1", "words", "", std::nullopt, summary.sink());
+    client->cleanTranscript("thread-2", "words", "", cleanup.sink());
+    scheduler.runUntilIdle();
+
+    const std::string workspace = host.vars["HOME"] + "/.local/share/Quillon/SummaryWorkspace";
+    const std::vector<std::pair<std::string, Json>> threadRules{
+        {"sandbox", "read-only"}, {"approvalPolicy", "never"}, {"ephemeral", true}, {"cwd", workspace}};
+    const Json turnSandbox{{"type", "readOnly"}, {"networkAccess", false}};
+    const std::vector<std::pair<std::string, Json>> turnRules{{"approvalPolicy", "never"}, {"sandboxPolicy", turnSandbox}};
+    const auto check = [&](const std::string& method, const auto& rules) {
+        const auto sent = server.requests(method);
+        ASSERT_EQ(sent.size(), 2u) << method;
+        for (const Json& request : sent) {
+            for (const auto& [key, value] : rules) EXPECT_EQ(request["params"].value(key, Json()), value) << method << " " << key;
+        }
+    };
+    check("thread/start", threadRules);
+    check("turn/start", turnRules);
+}
+
 TEST_F(CodexTurnTest, ACompletionBeforeTheTurnStartResponseIsParked) {
     Outcome<std::string> outcome;
     startSummary(outcome, "turn-1", turnCompleted("turn-1", {{"items", {agentMessage(R"({"markdown":"# Early"})")}}}));

@@ -45,25 +45,43 @@ protected:
         std::filesystem::remove_all(recorder.directory, ignored);
     }
 
-    // The hotkey's signals and the n-th session's results, and what the main queue makes of them.
+    // Runs the main queue and insertion's worker until neither has anything left to do now.
+    void settle() {
+        while (main.runUntilIdle() + worker.runUntilIdle() > 0) {
+        }
+    }
+    // Moves virtual time on, letting the worker answer after each timer as a real one would.
+    void advance(Duration by) {
+        const TimePoint end = main.now() + by;
+        settle();
+        while (const auto due = main.nextDueTime()) {
+            if (*due > end) break;
+            main.advance(*due - main.now());
+            settle();
+        }
+        main.advance(end - main.now());
+        settle();
+    }
+
+    // The hotkey's signals and the n-th session's results, and what the queues make of them.
     void start() {
         hotkey.onStartRecording();
-        main.runUntilIdle();
+        settle();
     }
     void stop() {
         hotkey.onStopRecording();
-        main.runUntilIdle();
+        settle();
     }
     void phrase(std::size_t session, const std::string& text) {
         sessions.at(session)->handlers.onPhraseFinalized(text, text);
-        main.runUntilIdle();
+        settle();
     }
     void finish(std::size_t session, std::expected<std::string, TranscriptionError> result) {
         sessions.at(session)->finish(std::move(result));
-        main.runUntilIdle();
+        settle();
     }
     AppState state() {
-        main.runUntilIdle();
+        settle();
         return menu->state();
     }
     std::size_t chunksOnDisk() const {
@@ -72,6 +90,7 @@ protected:
     Calls errors() const { return log.output.messages(LogLevel::error); }
 
     ManualScheduler main;
+    ManualScheduler worker;  // insertion's
     ManualScheduler logQueue;
     TestLog log{logQueue};
     CallJournal journal;
@@ -80,7 +99,7 @@ protected:
     SettingsManager settings{store, loginItem, log.logger(LogCategory::settings)};
     FakeDictationRecorder recorder;
     FakeDictationHotkey hotkey;
-    FakeTextInsertion insertion;
+    FakeTextInsertion insertion{main, worker};
     FakeSpeechSessionFactory sessions;
     FakeFileTranscriber files;
     FakeRecordingIndicator indicator;

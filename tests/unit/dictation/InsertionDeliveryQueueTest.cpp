@@ -18,7 +18,7 @@ protected:
     }
     void say(const Uuid& id, const std::string& text) {
         queue.insertFinalizedPhrase(text, text, id);
-        main.runUntilIdle();
+        settle();
     }
 
     InsertionDeliveryQueue queue{main, insertion, pasteboard, *menu, log.logger(LogCategory::app)};
@@ -28,7 +28,7 @@ TEST_F(InsertionDeliveryQueueTest, PhraseGoesTrimmedIntoTheFocusedBoundFieldAndB
     const Uuid id = begin(editor);
     queue.insertFinalizedPhrase("  Hello there. ", "Earlier words. Hello there.", id);
     queue.insertFinalizedPhrase(" \n\t", "blank", id);
-    main.runUntilIdle();
+    settle();
     EXPECT_EQ(insertion.insertions, (Calls{"editor: Hello there."}));
     EXPECT_EQ(menu->lastTranscription(), "Earlier words. Hello there.") << "the whole text so far";
     EXPECT_FALSE(queue.isFocusMonitorRunning());
@@ -58,7 +58,7 @@ TEST_F(InsertionDeliveryQueueTest, WhileRecordingTextGoesOnlyIntoTheBoundField) 
         EXPECT_EQ(insertion.insertions.size(), c.inserted ? 1u : 0u);
         EXPECT_EQ(queue.delivery(id)->pendingText, c.inserted ? "" : "words");
         queue.discard(id);
-        main.advance(1s);  // lets a running monitor see that nothing waits any more
+        advance(1s);  // lets a running monitor see that nothing waits any more
     }
 }
 
@@ -69,17 +69,45 @@ TEST_F(InsertionDeliveryQueueTest, WaitingTextLandsOldestFirstInOnePieceWithinAQ
     say(newer, "second");
     say(older, "Hello");
     say(older, "world.");
-    main.advance(2s);
+    advance(2s);
     EXPECT_TRUE(insertion.insertions.empty());
     EXPECT_EQ(main.pendingCount(), 1u) << "one timer at a time, never a busy loop";
 
     insertion.focused = editor;
-    main.advance(249ms);
+    advance(249ms);
     EXPECT_TRUE(insertion.insertions.empty());
-    main.advance(1ms);
+    advance(1ms);
     EXPECT_EQ(insertion.insertions, (Calls{"editor: Hello world.", "editor: second"}));
     EXPECT_FALSE(queue.isFocusMonitorRunning());
     EXPECT_EQ(main.pendingCount(), 0u);
+}
+
+TEST_F(InsertionDeliveryQueueTest, OneTextAtATimeOnTheWorkerInTheOrderSpoken) {
+    const Uuid id = begin(editor);
+    queue.insertFinalizedPhrase("One.", "One.", id);
+    main.runUntilIdle();
+    EXPECT_TRUE(insertion.insertions.empty()) << "insertion runs on its worker, never on the main queue";
+    queue.insertFinalizedPhrase("Two.", "One. Two.", id);
+    queue.insertFinalizedPhrase("Three.", "One. Two. Three.", id);
+    main.runUntilIdle();
+    EXPECT_EQ(worker.pendingCount(), 1u) << "the next text waits for the previous one's completion";
+    worker.runUntilIdle();
+    EXPECT_EQ(insertion.insertions, (Calls{"editor: One."}));
+    EXPECT_EQ(worker.pendingCount(), 0u);
+    settle();
+    EXPECT_EQ(insertion.insertions, (Calls{"editor: One.", "editor: Two. Three."}));
+
+    // A text that finds its field without the focus comes back ahead of what was said meanwhile.
+    insertion.focused = notes;
+    queue.insertFinalizedPhrase("Four.", "", id);
+    main.runUntilIdle();
+    queue.insertFinalizedPhrase("Five.", "", id);
+    settle();
+    EXPECT_EQ(queue.delivery(id)->pendingText, "Four. Five.");
+    insertion.focused = editor;
+    advance(250ms);
+    EXPECT_EQ(insertion.insertions.back(), "editor: Four. Five.");
+    EXPECT_FALSE(queue.isFocusMonitorRunning());
 }
 
 TEST_F(InsertionDeliveryQueueTest, WhatCannotBeInsertedGoesToTheClipboardAndLatePhrasesAreDropped) {
@@ -95,6 +123,7 @@ TEST_F(InsertionDeliveryQueueTest, WhatCannotBeInsertedGoesToTheClipboardAndLate
     say(id, "keep me");
     insertion.insertFailure = TextInsertionError::accessibilityNotGranted;
     queue.finishInsertionDelivery(id, "");
+    settle();
     EXPECT_EQ(pasteboard.text, "keep me");
     pasteboard.text.reset();
     queue.finishInsertionDelivery(id, "keep me");  // a second finish finds nothing

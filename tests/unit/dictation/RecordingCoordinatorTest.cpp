@@ -14,7 +14,7 @@ class RecordingCoordinatorTest : public testing::DictationWorld {};
 TEST_F(RecordingCoordinatorTest, StartStopAndCompletionRunTheirStepsInOrder) {
     hotkey.onStartRecording();
     EXPECT_TRUE(journal.empty()) << "the start waits until the key event has been handled";
-    main.runUntilIdle();
+    settle();
     EXPECT_EQ(journal, (Calls{"insertion.captureFocusedTextTarget", "sessions.makeSession",
                               "recorder.setOnPCM16Data(handler)", "recorder.startRecording(false, true)",
                               "indicator.setMode(recording)", "indicator.show", "sound.play(Start)"}));
@@ -38,7 +38,7 @@ TEST_F(RecordingCoordinatorTest, StartStopAndCompletionRunTheirStepsInOrder) {
     journal.clear();
     hotkey.onStopRecording();
     EXPECT_TRUE(journal.empty());
-    main.runUntilIdle();
+    settle();
     EXPECT_EQ(journal, (Calls{"recorder.setIsTapToggleMode(false)", "recorder.cancelMaxDurationTimer",
                               "recorder.stopRecording", "indicator.setMode(transcribing)", "hotkey.resetToIdle",
                               "sound.play(End)",
@@ -100,6 +100,20 @@ TEST_F(RecordingCoordinatorTest, RefusedOrFailedStartLeavesNothingRunning) {
     EXPECT_TRUE(sessions.sessions.at(0).expired());
 }
 
+TEST_F(RecordingCoordinatorTest, StopBeforeTheFieldIsFoundStartsNothing) {
+    hotkey.onStartRecording();
+    main.runUntilIdle();  // the field is still being looked for on insertion's worker
+    hotkey.onStopRecording();
+    main.runUntilIdle();
+    settle();
+    EXPECT_EQ(journal, (Calls{"insertion.captureFocusedTextTarget", "hotkey.resetToIdle"}));
+    EXPECT_EQ(state(), AppState::idle());
+    EXPECT_FALSE(recorder.isRunning());
+
+    start();  // the next press starts as usual
+    EXPECT_TRUE(recorder.isRunning());
+}
+
 TEST_F(RecordingCoordinatorTest, RollOverKeepsTheSessionOnlyWhileTheFlagIsSeen) {
     start();
     hotkey.onRecordingModeChanged(true);
@@ -107,7 +121,7 @@ TEST_F(RecordingCoordinatorTest, RollOverKeepsTheSessionOnlyWhileTheFlagIsSeen) 
     recorder.automaticRollover = true;
     recorder.stopRecording();
     recorder.running = true;
-    main.runUntilIdle();
+    settle();
     recorder.automaticRollover = false;
     phrase(0, "Still bound.");
     EXPECT_EQ(insertion.insertions, (Calls{"editor: Still bound."}));
@@ -118,7 +132,7 @@ TEST_F(RecordingCoordinatorTest, RollOverKeepsTheSessionOnlyWhileTheFlagIsSeen) 
     // while the recording, the icon and the indicator go on.
     journal.clear();
     recorder.rollOver();
-    main.runUntilIdle();
+    settle();
     finish(0, "Still bound.");
     EXPECT_EQ(journal, (Calls{"recorder.stopRecording", "recorder.setOnPCM16Data(none)", "session.finishAndWait"}));
     EXPECT_EQ(state(), AppState::recording());
@@ -217,13 +231,13 @@ TEST_F(RecordingCoordinatorTest, EventsForAGoneCoordinatorAreDropped) {
     coordinator.reset();
     journal.clear();
 
-    main.runUntilIdle();
+    settle();
     files.completions[0]("late");
     hotkey.onStartRecording();
     hotkey.onRecordingModeChanged(true);
     recorder.onError("late");
     session->handlers.onFailure("late");
-    main.advance(5s);
+    advance(5s);
     EXPECT_TRUE(journal.empty());
     EXPECT_TRUE(insertion.insertions.empty());
     EXPECT_EQ(state(), AppState::recording());
@@ -250,7 +264,7 @@ TEST_F(RecordingCoordinatorTest, ImportedFileResultsGoToTheirWindowsAndNeverInto
         coordinator->transcribeImportedMedia(file);
         files.completions[index](cases[index].result);
         EXPECT_EQ(journal, (Calls{job + ".progress(" + file + ")"})) << "the result waits for the main thread";
-        main.runUntilIdle();
+        settle();
         EXPECT_EQ(journal, (Calls{job + ".progress(" + file + ")", job + "." + cases[index].shown}));
         EXPECT_EQ(menu->lastTranscription(), cases[index].last);
     }
@@ -262,7 +276,7 @@ TEST_F(RecordingCoordinatorTest, ImportedFileResultsGoToTheirWindowsAndNeverInto
     coordinator->transcribeImportedMedia("/tmp/b.wav");
     files.completions.back()(std::unexpected(TranscriptionError::audioLoadFailed()));
     journal.clear();
-    main.runUntilIdle();
+    settle();
     EXPECT_TRUE(journal.empty());
     EXPECT_EQ(errors().back(), "Imported media transcription failed: Failed to prepare audio for transcription.");
 }
@@ -270,12 +284,12 @@ TEST_F(RecordingCoordinatorTest, ImportedFileResultsGoToTheirWindowsAndNeverInto
 TEST_F(RecordingCoordinatorTest, SoundsAreHeldTwoSecondsAfterTheLastStartAndMayBeMissing) {
     const auto held = [&] { return std::ranges::count_if(sounds.loaded, [](const auto& sound) { return !sound.expired(); }); };
     start();
-    main.advance(1500ms);
+    advance(1500ms);
     stop();  // End starts while Start is still held
     EXPECT_EQ(held(), 2);
-    main.advance(500ms);  // Start's release drops every sound held, End included
+    advance(500ms);  // Start's release drops every sound held, End included
     EXPECT_EQ(held(), 0);
-    main.advance(2s);
+    advance(2s);
 
     sounds.missing.insert("Start");
     sounds.undecodable.insert("End");

@@ -41,12 +41,20 @@ TEST_F(FocusedElementSearchTest, FocusResolvesToTheFieldItHoldsOrStandsFor) {
 }
 
 TEST_F(FocusedElementSearchTest, FocusWithoutAnyFieldFailsTheCapture) {
-    world.focus(container("button", Role::other, {container("icon", Role::other)}));
-    EXPECT_EQ(search.focusedInsertionElement(), nullptr);
-    const auto target = world.inserter.captureFocusedTextTarget();
-    ASSERT_FALSE(target);
-    EXPECT_EQ(target.error(), TextInsertionError::noFocusedElement);
-    EXPECT_TRUE(world.log.output.contains(LogLevel::error, "No focused text element found to bind the recording"));
+    // Text to read (a label, a paragraph) has a value but is no field.
+    auto label = container("label", Role::staticText);
+    label->value = "Send";
+    auto paragraph = container("paragraph", Role::staticText);
+    paragraph->value = "Some words.";
+    for (const auto& focus : {container("button", Role::other, {container("icon", Role::other)}),
+                              container("button", Role::other, {label}), paragraph}) {
+        world.focus(focus);
+        EXPECT_EQ(search.focusedInsertionElement(), nullptr) << idOf(focus);
+        const auto target = world.inserter.captureFocusedTextTarget();
+        ASSERT_FALSE(target);
+        EXPECT_EQ(target.error(), TextInsertionError::noFocusedElement);
+    }
+    EXPECT_EQ(world.log.output.count("No focused text element found to bind the recording"), 3u);
 }
 
 TEST_F(FocusedElementSearchTest, FailedSystemWideReadFallsBackToTheFocusedApplication) {

@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "core/insertion/EventPathApplications.h"
+#include "InsertionWorld.h"
+#include "core/insertion/AccessibilityPermission.h"
 #include "core/insertion/GhostText.h"
+#include "fakes/FakeUrlOpener.h"
 
 namespace quillon {
 namespace {
-
-using enum EventInsertionStrategy;
 
 TEST(GhostTextTest, PlaceholderEchoesAreRecognised) {
     struct Case {
@@ -26,32 +26,33 @@ TEST(GhostTextTest, PlaceholderEchoesAreRecognised) {
     EXPECT_EQ(GhostText::normalizePlaceholderComparisonText("\u00A0\u200B Search\u200C …\t\n"), "Search …");
 }
 
-TEST(EventPathApplicationsTest, MacAndLinuxIdentitiesOfTheListedApplications) {
+TEST(AccessibilityPermissionTest, OpeningSettingsSwitchesTheServiceOnElseOpensTheDesktopsPage) {
     struct Case {
-        TargetApplicationInfo info;
-        bool eventPath;
-        EventInsertionStrategy strategy;
+        const char* name;
+        std::optional<std::string> enableFailure;
+        bool enableSwitchesOn;
+        bool granted;
+        std::vector<std::string> opened;
     };
     const std::vector<Case> cases{
-        {{"com.hnc.Discord", "", "", ""}, true, perCharacterTyping},
-        {{"com.todesktop.230313mzl4w4u92", "", "", ""}, true, unicodeTyping},
-        {{"", "DISCORD", "", ""}, true, perCharacterTyping},
-        {{"", "Codex", "", ""}, true, unicodeTyping},
-        {{"", "", "com.discordapp.Discord", ""}, true, perCharacterTyping},
-        {{"", "", "", "Discord"}, true, perCharacterTyping},
-        {{"", "", "", "cursor"}, true, unicodeTyping},
-        {{"org.gnome.TextEditor", "Text Editor", "org.gnome.TextEditor", "gnome-text-editor"}, false, unicodeTyping},
-        {{"", "Discord Helper", "", ""}, false, unicodeTyping},
+        {"switched on", std::nullopt, true, true, {}},
+        {"no bus to ask", "The accessibility bus could not be reached", true, false, {"settings://accessibility"}},
+        {"switched on but still refused", std::nullopt, false, false, {"settings://accessibility"}},
     };
     for (const Case& c : cases) {
-        const std::optional<TargetApplicationInfo> info = c.info;
-        EXPECT_EQ(EventPathApplications::shouldUseEventBasedInsertion(info), c.eventPath) << c.info.bundleIdentifier
-                                                                                           << c.info.localizedName;
-        EXPECT_EQ(EventPathApplications::eventInsertionStrategy(info), c.strategy) << c.info.bundleIdentifier
-                                                                                   << c.info.localizedName;
+        testing::InsertionWorld world;
+        testing::FakeUrlOpener urls;
+        world.accessibility.trusted = false;
+        world.accessibility.enableFailure = c.enableFailure;
+        world.accessibility.enableSwitchesOn = c.enableSwitchesOn;
+        AccessibilityPermission permission(world.accessibility, urls, world.log.logger(LogCategory::app));
+        std::vector<bool> published;
+        permission.onChange = [&](bool granted) { published.push_back(granted); };
+        permission.openSystemSettings();
+        EXPECT_EQ(permission.accessibilityPermissionGranted(), c.granted) << c.name;
+        EXPECT_EQ(urls.opened, c.opened) << c.name;
+        EXPECT_EQ(published, c.granted ? std::vector<bool>{true} : std::vector<bool>{}) << c.name;
     }
-    EXPECT_FALSE(EventPathApplications::shouldUseEventBasedInsertion(std::nullopt));
-    EXPECT_EQ(EventPathApplications::eventInsertionStrategy(std::nullopt), unicodeTyping);
 }
 
 }  // namespace

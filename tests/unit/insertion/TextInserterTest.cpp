@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "InsertionWorld.h"
+#include "core/insertion/BackgroundTextInserter.h"
 
 namespace quillon {
 namespace {
@@ -119,14 +120,15 @@ TEST_F(TextInserterTest, AllMethodsFailingIsAnInsertionFailure) {
 }
 
 TEST_F(TextInserterTest, VerificationAllowsOneSwallowedCharacter) {
-    for (const bool oneMerged : {true, false}) {  // else one character dropped
+    // Writing over a selection shortens the field by what was selected: one character is within
+    // the slack and ends the call, two are not and the whole value is written as well.
+    for (const long selected : {1L, 2L}) {
         InsertionWorld w;
-        auto field = FakeElement::textField("field", "abc");
-        field->rewrite = [=](const std::string& t) { return oneMerged ? t + "!" : t.substr(0, t.size() - 1); };
-        field->acceptsValue = false;
+        auto field = FakeElement::textField("field", "abcd");
+        field->selection = TextRange{1, selected};
         w.focus(field);
-        w.typingTarget = nullptr;
-        EXPECT_EQ(w.inserter.insertText("hello").has_value(), oneMerged);
+        ASSERT_TRUE(w.inserter.insertText("XY"));
+        EXPECT_EQ(w.accessibility.writes.size() == 1, selected == 1) << selected << " selected: " << field->value.value_or("");
     }
 }
 

@@ -31,7 +31,7 @@ AccessibilityAtspi::AccessibilityAtspi(RunningApplications& applications, Logger
       options_(options),
       thread_(AtspiThread::shared()),
       responsiveness_(logger_, options.callTimeout, options.unresponsiveFor),
-      focusSearch_(responsiveness_, options.focusWalkLimit),
+      focusSearch_(responsiveness_, options.focusWalkLimit, static_cast<int>(getpid())),
       ownProcess_(static_cast<int>(getpid())) {
     thread_->run([this] {
         if (!thread_->isConnected()) return;

@@ -4,8 +4,8 @@
 
 namespace quillon {
 
-AtspiFocusSearch::AtspiFocusSearch(AtspiResponsiveness& responsiveness, int walkLimit)
-    : responsiveness_(responsiveness), walkLimit_(walkLimit) {}
+AtspiFocusSearch::AtspiFocusSearch(AtspiResponsiveness& responsiveness, int walkLimit, int ownProcess)
+    : responsiveness_(responsiveness), walkLimit_(walkLimit), ownProcess_(ownProcess) {}
 
 bool AtspiFocusSearch::hasState(AtspiAccessible* object, AtspiStateType state) {
     AtspiStateSet* states = atspi_accessible_get_state_set(object);
@@ -16,6 +16,7 @@ bool AtspiFocusSearch::hasState(AtspiAccessible* object, AtspiStateType state) {
 }
 
 AtspiAccessible* AtspiFocusSearch::applicationForProcess(int processIdentifier) {
+    if (processIdentifier == ownProcess_) return nullptr;
     GObjectPtr<AtspiAccessible> desktop(atspi_get_desktop(0));
     if (!desktop) return nullptr;
     GError* error = nullptr;

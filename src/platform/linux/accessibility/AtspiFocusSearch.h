@@ -12,8 +12,11 @@ namespace quillon {
 // Threads: the libatspi thread only. Returned objects carry a reference for the caller.
 class AtspiFocusSearch {
 public:
-    AtspiFocusSearch(AtspiResponsiveness& responsiveness, int walkLimit);
+    // `ownProcess` is never asked: Qt answers the bus on this process's GUI thread, which may be
+    // the very thread waiting for the answer.
+    AtspiFocusSearch(AtspiResponsiveness& responsiveness, int walkLimit, int ownProcess);
 
+    // Null for this process itself.
     AtspiAccessible* applicationForProcess(int processIdentifier);
     AtspiAccessible* focusedDescendant(AtspiAccessible* root);
 
@@ -25,6 +28,7 @@ private:
 
     AtspiResponsiveness& responsiveness_;
     int walkLimit_;
+    int ownProcess_;
 };
 
 }  // namespace quillon

@@ -114,7 +114,7 @@ void DesktopEntryIndex::addFile(const std::string& path, const std::string& id) 
         if (!inMainGroup || equals == std::string::npos || line.starts_with('#')) continue;
         keys.emplace(line.substr(0, equals), line.substr(equals + 1));
     }
-    Entry entry{id, keys["Name"]};
+    Entry entry{id, keys["Name"], keys["Icon"]};
     for (const auto& language : userLanguages()) {
         if (auto found = keys.find("Name[" + language + "]"); found != keys.end()) {
             entry.name = found->second;

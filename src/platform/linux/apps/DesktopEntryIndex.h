@@ -18,6 +18,7 @@ public:
     struct Entry {
         std::string id;    // "org.gnome.TextEditor" for org.gnome.TextEditor.desktop
         std::string name;  // Name in the user's language where the file has it
+        std::string icon;  // Icon: a theme icon name or an absolute path
     };
 
     // Directories searched, most important first; empty means the XDG defaults.

@@ -6,7 +6,9 @@ class QClipboard;
 
 namespace quillon {
 
-// The X11 CLIPBOARD selection through QClipboard. Needs a QGuiApplication; main thread only.
+// The X11 CLIPBOARD selection through QClipboard. Needs a QGuiApplication. Callable from any
+// thread: QClipboard lives on the GUI thread, so a call from another thread (insertion's worker)
+// runs there and waits for it; the GUI thread must therefore never wait on such a caller.
 // The text stays on the clipboard while this process owns the selection, that is until another
 // program copies something or this process exits (unless a clipboard manager takes it over).
 class PasteboardQt final : public Pasteboard {

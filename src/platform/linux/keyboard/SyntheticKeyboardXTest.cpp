@@ -163,6 +163,10 @@ void SyntheticKeyboardXTest::restoreHeldModifiers(const HeldState& state) {
 bool SyntheticKeyboardXTest::typeText(const std::string& text) {
     if (!display_) return false;
     std::unique_lock lock(mutex_);
+    // The last phrase's restoration waits until this one is done: binding may let go of the lock
+    // while it waits for a keycode to settle, and the restorer must not unmap, meanwhile, keys
+    // this phrase has just bound and pressed.
+    restoreAt_.reset();
     takeMappingChanges();
     const HeldState held = liftHeldModifiers();
     bool complete = true;
@@ -172,7 +176,11 @@ bool SyntheticKeyboardXTest::typeText(const std::string& text) {
         UChar32 c = 0;
         U8_NEXT(bytes, offset, length, c);
         if (c < 0) continue;  // not UTF-8: skip the byte
-        const auto stroke = strokeFor(keysymForCodePoint(c), lock);
+        // A line break is Shift+Return: toolkits put a line into a multi-line view and nothing
+        // into a single-line entry, while a bare Return submits the entry's form or dialog.
+        const bool lineBreak = c == '\n' || c == '\r';
+        auto stroke = strokeFor(keysymForCodePoint(c), lock);
+        if (stroke && lineBreak && shiftKeycode_ != 0) stroke->shift = true;
         if (!stroke) {
             complete = false;
             break;

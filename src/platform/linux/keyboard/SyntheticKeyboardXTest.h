@@ -24,6 +24,9 @@ namespace quillon {
 // left as it was found. A spare keycode is only rebound `settle` after its last press, because
 // applications read the new map when they handle the press, not when it is sent.
 //
+// A line break in the text is typed as Shift+Return, which adds a line where the field has lines
+// and submits nothing; pressKey(returnKey) is the real Return.
+//
 // Modifiers the user holds (the dictation hotkey, say) are lifted for the presses and put back
 // after, and Caps Lock is unlocked meanwhile, so typed text arrives as written.
 //

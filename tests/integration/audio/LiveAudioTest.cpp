@@ -1,0 +1,431 @@
+// The live audio sources against a real PulseAudio server: the private one of the test desktop
+// session, and for the server's death a second private one that the test starts and kills.
+//
+// Each test application plays an espeak-ng sentence mixed with a quiet pilot tone of its own, so
+// what a capture heard is measured by the tone's amplitude (Goertzel), not guessed.
+
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "core/audio/LiveAudioCaptureController.h"
+#include "core/audio/LiveAudioFileRecorder.h"
+#include "platform/linux/apps/DesktopEntryIndex.h"
+#include "platform/linux/audio/AudioCapturePulse.h"
+#include "platform/linux/audio/SystemAudioProcessesPulse.h"
+#include "platform/linux/audio/SystemAudioTapPulse.h"
+#include "platform/linux/base/SerialQueue.h"
+#include "platform/linux/media/AudioFileWriterFFmpeg.h"
+
+extern char** environ;
+
+namespace quillon {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+constexpr double alphaTone = 440.0;
+constexpr double bravoTone = 1300.0;
+constexpr double laterTone = 1900.0;
+constexpr double microphoneTone = 700.0;
+constexpr auto patience = 20s;  // the longest any event may take before the test gives up
+
+int run(const std::string& command) { return std::system(command.c_str()); }
+
+// A child process, killed and reaped when it goes.
+class Child {
+public:
+    explicit Child(std::vector<std::string> arguments) {
+        std::vector<char*> argv;
+        for (auto& a : arguments) argv.push_back(a.data());
+        argv.push_back(nullptr);
+        if (posix_spawnp(&pid_, argv[0], nullptr, nullptr, argv.data(), environ) != 0) pid_ = 0;
+    }
+    ~Child() { kill(); }
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+
+    void kill() {
+        if (pid_ <= 0) return;
+        ::kill(pid_, SIGKILL);
+        int status = 0;
+        waitpid(pid_, &status, 0);
+        pid_ = 0;
+    }
+    pid_t pid() const { return pid_; }
+
+private:
+    pid_t pid_ = 0;
+};
+
+// Plays a file into a sink under an application name, as a separate program would.
+std::unique_ptr<Child> play(const fs::path& file, const std::string& application, const std::string& sink = "speakers") {
+    return std::make_unique<Child>(std::vector<std::string>{"paplay", "--client-name=" + application, "--device=" + sink,
+                                                            "--latency-msec=20", file.string()});
+}
+
+// Everything a source delivered, with a wait for "enough".
+class Collector {
+public:
+    void add(std::span<const std::byte> block) {
+        std::lock_guard lock(mutex_);
+        const std::size_t old = samples_.size();
+        samples_.resize(old + block.size() / 2);
+        std::memcpy(samples_.data() + old, block.data(), (block.size() / 2) * 2);
+        changed_.notify_all();
+    }
+    void fail(const AudioCaptureError& error) {
+        std::lock_guard lock(mutex_);
+        errors_.push_back(error);
+        changed_.notify_all();
+    }
+    // Waits until `count` more samples than now have arrived; returns them.
+    std::vector<std::int16_t> next(std::size_t count) {
+        std::unique_lock lock(mutex_);
+        const std::size_t from = samples_.size();
+        changed_.wait_for(lock, patience, [&] { return samples_.size() >= from + count; });
+        if (samples_.size() < from + count) return {};
+        return {samples_.begin() + static_cast<std::ptrdiff_t>(from),
+                samples_.begin() + static_cast<std::ptrdiff_t>(from + count)};
+    }
+    bool waitForError() {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, patience, [&] { return !errors_.empty(); });
+    }
+    std::vector<AudioCaptureError> errors() {
+        std::lock_guard lock(mutex_);
+        return errors_;
+    }
+    std::size_t size() {
+        std::lock_guard lock(mutex_);
+        return samples_.size();
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<std::int16_t> samples_;
+    std::vector<AudioCaptureError> errors_;
+};
+
+// The amplitude of one frequency in 48000 Hz samples (Goertzel), in sample units.
+double toneAmplitude(const std::vector<std::int16_t>& samples, double frequency) {
+    if (samples.empty()) return 0;
+    const double w = 2.0 * M_PI * frequency / 48000.0;
+    const double coefficient = 2.0 * std::cos(w);
+    double s1 = 0, s2 = 0;
+    for (auto sample : samples) {
+        const double s0 = sample + coefficient * s1 - s2;
+        s2 = s1;
+        s1 = s0;
+    }
+    const double power = s1 * s1 + s2 * s2 - coefficient * s1 * s2;
+    return 2.0 * std::sqrt(std::max(power, 0.0)) / static_cast<double>(samples.size());
+}
+
+// The typical amplitude of one frequency over 100 ms windows: the median, so that windows a late
+// source was padded in (the test server's null sinks fall behind the clock on a loaded machine)
+// do not count.
+double typicalToneAmplitude(const std::vector<std::int16_t>& samples, double frequency) {
+    std::vector<double> amplitudes;
+    for (std::size_t at = 0; at + 4800 <= samples.size(); at += 4800) {
+        amplitudes.push_back(toneAmplitude({samples.begin() + static_cast<std::ptrdiff_t>(at),
+                                            samples.begin() + static_cast<std::ptrdiff_t>(at + 4800)},
+                                           frequency));
+    }
+    if (amplitudes.empty()) return 0;
+    std::sort(amplitudes.begin(), amplitudes.end());
+    return amplitudes[amplitudes.size() / 2];
+}
+
+// Waits for `condition`, checking it each time a short while has passed.
+template <class Condition>
+bool eventually(Condition condition) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (condition()) return true;
+        std::this_thread::sleep_for(20ms);
+    }
+    return condition();
+}
+
+class LiveAudioTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        directory_ = fs::temp_directory_path() / ("quillon-live-audio-" + std::to_string(getpid()));
+        fs::create_directories(directory_);
+        makeVoice("alpha", "The quick brown fox jumps over the lazy dog.", alphaTone);
+        makeVoice("bravo", "Please call Stella and ask her to bring these things.", bravoTone);
+        makeVoice("later", "A new video starts playing now.", laterTone);
+        makeVoice("microphone", "Testing the microphone one two three.", microphoneTone);
+    }
+    static void TearDownTestSuite() {
+        std::error_code ignored;
+        fs::remove_all(directory_, ignored);
+    }
+
+    // Twelve seconds: the sentence, repeated, over a steady tone of amplitude 0.1.
+    static void makeVoice(const std::string& name, const std::string& sentence, double tone) {
+        const auto base = (directory_ / name).string();
+        ok_ = ok_ && run("espeak-ng -w '" + base + "-speech.wav' '" + sentence + "' >/dev/null 2>&1") == 0 &&
+              run("sox '" + base + "-speech.wav' -r 48000 -c 1 '" + base + "-long.wav' repeat 5 trim 0 12 >/dev/null 2>&1") == 0 &&
+              run("sox -n -r 48000 -c 1 '" + base + "-tone.wav' synth 12 sine " + std::to_string(tone) +
+                  " vol 0.2 >/dev/null 2>&1") == 0 &&
+              run("sox -m '" + base + "-long.wav' '" + base + "-tone.wav' '" + base + ".wav' >/dev/null 2>&1") == 0;
+    }
+    static fs::path voice(const std::string& name) { return directory_ / (name + ".wav"); }
+
+    void SetUp() override {
+        if (!std::getenv("QUILLON_TEST_SESSION")) GTEST_SKIP() << "run inside tests/integration/desktop-session";
+        if (const char* missing = std::getenv("QUILLON_SESSION_MISSING");
+            missing && std::string(missing).find("sound server") != std::string::npos) {
+            GTEST_SKIP() << "no sound server in this session (" << missing << ")";
+        }
+        ASSERT_TRUE(ok_) << "espeak-ng and sox could not make the test voices";
+    }
+
+    // Waits until the source list shows `application` playing.
+    bool waitForPlaying(const std::string& application) {
+        return eventually([&] {
+            for (const auto& p : processes_.processes()) {
+                if (p.applicationIdentifier == application && p.isRunningOutput) return true;
+            }
+            return false;
+        });
+    }
+
+    static inline fs::path directory_;
+    static inline bool ok_ = true;
+    DesktopEntryIndex index_;
+    SystemAudioProcessesPulse processes_{index_};
+};
+
+constexpr double toneLevel = 0.1 * 32767;  // each voice file's tone after sox's mix
+
+TEST_F(LiveAudioTest, OneApplicationIsHeardAloneAlsoThroughSinkInputsItOpensLater) {
+    auto alpha = play(voice("alpha"), "Alpha Player");
+    auto bravo = play(voice("bravo"), "Bravo Player");
+    ASSERT_TRUE(waitForPlaying("Alpha Player"));
+    ASSERT_TRUE(waitForPlaying("Bravo Player"));
+
+    SystemAudioTapPulse tap(index_);
+    Collector heard;
+    tap.setOnPCM16Data([&](std::span<const std::byte> block) { heard.add(block); });
+    tap.setOnError([&](const AudioCaptureError& e) { heard.fail(e); });
+    ASSERT_TRUE(tap.start("Alpha Player"));
+
+    const auto first = heard.next(48000);
+    ASSERT_EQ(first.size(), 48000u);
+    EXPECT_GT(toneAmplitude(first, alphaTone), toneLevel * 0.7);
+    EXPECT_LT(toneAmplitude(first, bravoTone), toneLevel * 0.02);
+
+    // The same application opens a second stream: it is attached and heard too.
+    auto later = play(voice("later"), "Alpha Player");
+    ASSERT_TRUE(eventually([&] { return tap.attachedCount() == 2; }));
+    heard.next(9600);  // let the new stream's first fragments through
+    const auto both = heard.next(48000);
+    EXPECT_GT(toneAmplitude(both, alphaTone), toneLevel * 0.7);
+    EXPECT_GT(toneAmplitude(both, laterTone), toneLevel * 0.7);
+    EXPECT_LT(toneAmplitude(both, bravoTone), toneLevel * 0.02);
+
+    // The application quits: its streams are detached, and that is no error.
+    alpha->kill();
+    later->kill();
+    ASSERT_TRUE(eventually([&] { return tap.attachedCount() == 0; }));
+    tap.stop();
+    EXPECT_TRUE(heard.errors().empty());
+
+    // An application that plays nothing cannot be chosen.
+    auto refused = tap.start("Alpha Player");
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().kind, AudioCaptureError::Kind::applicationUnavailable);
+}
+
+TEST_F(LiveAudioTest, AllSystemAudioHearsEveryApplicationAndTheSourceListNamesThem) {
+    auto alpha = play(voice("alpha"), "Alpha Player");
+    auto bravo = play(voice("bravo"), "Bravo Player");
+    ASSERT_TRUE(waitForPlaying("Alpha Player"));
+    ASSERT_TRUE(waitForPlaying("Bravo Player"));
+
+    SystemAudioTapPulse tap(index_);
+    Collector heard;
+    tap.setOnPCM16Data([&](std::span<const std::byte> block) { heard.add(block); });
+    ASSERT_TRUE(tap.start(std::nullopt));
+    const auto all = heard.next(48000);
+    EXPECT_GT(toneAmplitude(all, alphaTone), toneLevel * 0.7);
+    EXPECT_GT(toneAmplitude(all, bravoTone), toneLevel * 0.7);
+    tap.stop();
+
+    std::vector<std::string> names;
+    for (const auto& p : processes_.processes()) names.push_back(p.applicationName);
+    EXPECT_NE(std::ranges::find(names, "Alpha Player"), names.end());
+    EXPECT_NE(std::ranges::find(names, "Bravo Player"), names.end());
+}
+
+TEST_F(LiveAudioTest, MicrophoneMixedWithOneApplicationArrivesAtThreeQuarters) {
+    auto alpha = play(voice("alpha"), "Alpha Player");
+    auto speaker = play(voice("microphone"), "Test Speaker", "microphone");
+    ASSERT_TRUE(waitForPlaying("Alpha Player"));
+    ASSERT_TRUE(waitForPlaying("Test Speaker"));
+
+    SerialQueue main("com.lanternmoth.Quillon.test-main");
+    SerialQueue mixerQueue("com.lanternmoth.Quillon.live-audio-mixer");
+    AudioCapturePulse microphone;
+    SystemAudioTapPulse tap(index_);
+    LiveAudioCaptureController controller(main, mixerQueue, microphone, tap);
+    Collector heard;
+    controller.onPCM16Data = [&](std::span<const std::byte> block) { heard.add(block); };
+
+    // Each source alone first, for its level; then both through the mixer. The first half second
+    // after each start is left out: the streams are still getting ready.
+    ASSERT_TRUE(controller.start({LiveAudioMode::microphone, std::nullopt, ""}));
+    heard.next(24000);
+    const auto microphoneAlone = heard.next(96000);
+    ASSERT_TRUE(controller.reconfigure({LiveAudioMode::systemAudio, "Alpha Player", "Alpha Player"}));
+    heard.next(24000);
+    const auto alphaAlone = heard.next(96000);
+    ASSERT_TRUE(controller.reconfigure({LiveAudioMode::microphoneAndSystemAudio, "Alpha Player", "Alpha Player"}));
+    heard.next(24000);
+    const auto mixed = heard.next(96000);
+    controller.stop();
+
+    const double microphoneLevel = typicalToneAmplitude(microphoneAlone, microphoneTone);
+    const double alphaLevel = typicalToneAmplitude(alphaAlone, alphaTone);
+    ASSERT_GT(microphoneLevel, toneLevel * 0.7);
+    ASSERT_GT(alphaLevel, toneLevel * 0.7);
+    EXPECT_NEAR(typicalToneAmplitude(mixed, microphoneTone) / microphoneLevel, 0.75, 0.06);
+    EXPECT_NEAR(typicalToneAmplitude(mixed, alphaTone) / alphaLevel, 0.75, 0.06);
+
+    // A change to an application that plays nothing fails and puts the mix back.
+    auto failed = controller.start({LiveAudioMode::microphoneAndSystemAudio, "Alpha Player", "Alpha Player"});
+    ASSERT_TRUE(failed);
+    auto change = controller.reconfigure({LiveAudioMode::systemAudio, "Nobody", "Nobody"});
+    ASSERT_FALSE(change);
+    EXPECT_TRUE(std::holds_alternative<AudioCaptureError>(change.error()));
+    EXPECT_EQ(controller.currentConfiguration()->mode, LiveAudioMode::microphoneAndSystemAudio);
+    EXPECT_EQ(heard.next(4800).size(), 4800u);
+    controller.stop();
+}
+
+// A second, private server that the test kills in the middle of a capture.
+TEST_F(LiveAudioTest, AServerThatDiesMidCaptureIsReportedOnceAndStopStillReturns) {
+    const fs::path runtime = directory_ / "doomed";
+    fs::create_directories(runtime);
+    {
+        std::FILE* config = std::fopen((runtime / "default.pa").c_str(), "w");
+        ASSERT_NE(config, nullptr);
+        std::fprintf(config,
+                     "load-module module-native-protocol-unix socket=%s/native auth-anonymous=1\n"
+                     "load-module module-null-sink sink_name=speakers\n"
+                     "load-module module-null-sink sink_name=microphone\n"
+                     "load-module module-remap-source source_name=mic master=microphone.monitor\n"
+                     "set-default-sink speakers\nset-default-source mic\n",
+                     runtime.c_str());
+        std::fclose(config);
+    }
+    // Off the session bus, where the session's own server holds the sound server's name.
+    Child server({"env", "DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent", "pulseaudio", "-n", "--daemonize=no",
+                  "--exit-idle-time=-1", "--use-pid-file=no", "--disallow-exit", "-F", (runtime / "default.pa").string()});
+    const std::string serverAddress = "unix:" + (runtime / "native").string();
+    struct ServerAddress {
+        std::string previous = std::getenv("PULSE_SERVER") ? std::getenv("PULSE_SERVER") : "";
+        explicit ServerAddress(const std::string& address) { setenv("PULSE_SERVER", address.c_str(), 1); }
+        ~ServerAddress() { restore(); }
+        void restore() const { setenv("PULSE_SERVER", previous.c_str(), 1); }
+    } address(serverAddress);
+    ASSERT_TRUE(eventually([&] { return run("pactl info >/dev/null 2>&1") == 0; }));
+    Child feed({"pacat", "--playback", "--device=speakers", "--raw", "--rate=48000", "--channels=1", "/dev/zero"});
+
+    SerialQueue main("com.lanternmoth.Quillon.test-main");
+    SerialQueue mixerQueue("com.lanternmoth.Quillon.live-audio-mixer");
+    AudioCapturePulse microphone;
+    SystemAudioTapPulse tap(index_);
+    LiveAudioCaptureController controller(main, mixerQueue, microphone, tap);
+    Collector heard;
+    controller.onPCM16Data = [&](std::span<const std::byte> block) { heard.add(block); };
+    controller.onError = [&](const AudioCaptureError& e) { heard.fail(e); };
+    auto started = controller.start({LiveAudioMode::microphoneAndSystemAudio, std::nullopt, ""});
+    address.restore();
+    ASSERT_TRUE(started) << started.error().description();
+    ASSERT_EQ(heard.next(9600).size(), 9600u);
+
+    server.kill();
+    ASSERT_TRUE(heard.waitForError());
+    controller.stop();
+    const auto errors = heard.errors();
+    ASSERT_EQ(errors.size(), 1u);  // both sources failed; the capture reports once
+    EXPECT_EQ(errors[0].kind, AudioCaptureError::Kind::connectionLost);
+    EXPECT_FALSE(controller.isRunning());
+}
+
+TEST_F(LiveAudioTest, ATenSecondRecordingPlaysBackForTenSeconds) {
+    auto alpha = play(voice("alpha"), "Alpha Player");
+    ASSERT_TRUE(waitForPlaying("Alpha Player"));
+    SerialQueue main("com.lanternmoth.Quillon.test-main");
+    SerialQueue fileQueue("com.lanternmoth.Quillon.live-audio-file-recorder");
+    AudioFileWriterFFmpeg files;
+    LiveAudioFileRecorder recorder(main, fileQueue, files, directory_);
+    SystemAudioTapPulse tap(index_);
+    Collector heard;
+    std::size_t fed = 0;
+    tap.setOnPCM16Data([&](std::span<const std::byte> block) {
+        if (fed >= 480000) return;
+        const auto part = block.first(std::min(block.size(), (480000 - fed) * 2));
+        recorder.appendPCM16(part);
+        fed += part.size() / 2;
+        heard.add(part);
+    });
+    ASSERT_TRUE(recorder.start());
+    ASSERT_TRUE(tap.start(std::nullopt));
+    ASSERT_EQ(heard.next(480000).size(), 480000u);
+    tap.stop();  // the stream ends as it is, with no fade or flush of its own
+
+    std::mutex mutex;
+    std::condition_variable done;
+    std::optional<std::optional<fs::path>> finished;
+    recorder.finish([&](std::optional<fs::path> path) {
+        std::lock_guard lock(mutex);
+        finished = path;
+        done.notify_all();
+    });
+    {
+        std::unique_lock lock(mutex);
+        ASSERT_TRUE(done.wait_for(lock, patience, [&] { return finished.has_value(); }));
+    }
+    ASSERT_TRUE(finished->has_value());
+    const fs::path file = **finished;
+    EXPECT_EQ(fs::status(file).permissions() & fs::perms::all, fs::perms::owner_read | fs::perms::owner_write);
+
+    const std::string command = "ffprobe -v error -show_entries format=duration:stream=codec_name -of default=nw=1 '" +
+                                file.string() + "'";
+    std::FILE* probe = popen(command.c_str(), "r");
+    ASSERT_NE(probe, nullptr);
+    std::string output;
+    char buffer[256];
+    while (std::fgets(buffer, sizeof buffer, probe)) output += buffer;
+    ASSERT_EQ(pclose(probe), 0) << output;
+    EXPECT_NE(output.find("codec_name=aac"), std::string::npos) << output;
+    const auto at = output.find("duration=");
+    ASSERT_NE(at, std::string::npos) << output;
+    EXPECT_NEAR(std::stod(output.substr(at + 9)), 10.0, 0.05) << output;
+    fs::remove(file);
+}
+
+}  // namespace
+}  // namespace quillon

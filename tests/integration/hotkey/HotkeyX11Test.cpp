@@ -1,0 +1,355 @@
+// The hotkey and the Caps Lock remap on a real X server, typed on through XTest, with a real GTK
+// field holding the focus to prove that the hotkey never reaches it.
+#include <gtest/gtest.h>
+
+#include <X11/XKBlib.h>
+#include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
+
+#include <signal.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "TestApplication.h"
+#include "core/base/ManualScheduler.h"
+#include "core/hotkey/CapsLockRemapManager.h"
+#include "core/hotkey/HotkeyManager.h"
+#include "fakes/FakeKeyValueStore.h"
+#include "fakes/FakeLoginItem.h"
+#include "fakes/TestLog.h"
+#include "platform/linux/apps/RunningApplicationsX11.h"
+#include "platform/linux/hotkey/HotkeysX11.h"
+#include "platform/linux/hotkey/KeyboardMappingX11.h"
+#include "platform/linux/hotkey/SessionEventsLogind.h"
+#include "platform/linux/keyboard/SyntheticKeyboardXTest.h"
+
+namespace quillon {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::TestApplication;
+
+constexpr KeyCode capsLockKeycode = 66;  // evdev KEY_CAPSLOCK + 8
+
+// Checks `condition` until it holds, running `main`'s due tasks meanwhile; for other processes'
+// events and the adapters' threads.
+bool waitUntil(ManualScheduler& main, const std::function<bool()>& condition, std::chrono::seconds timeout = 10s) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (std::chrono::steady_clock::now() < deadline) {
+        main.runUntilIdle();
+        if (condition()) return true;
+        std::this_thread::sleep_for(5ms);
+    }
+    main.runUntilIdle();
+    return condition();
+}
+
+bool run(const std::string& command) { return std::system(command.c_str()) == 0; }
+
+// The test's own view of the X server: XTest key presses and the keyboard map as it is now.
+class Keyboard {
+public:
+    Keyboard() : display_(XOpenDisplay(nullptr)) {}
+    ~Keyboard() {
+        if (display_) XCloseDisplay(display_);
+    }
+    bool ready() const { return display_ != nullptr; }
+
+    void press(KeySym symbol) { send(XKeysymToKeycode(display_, symbol), true); }
+    void release(KeySym symbol) { send(XKeysymToKeycode(display_, symbol), false); }
+    void send(KeyCode code, bool down) {
+        XTestFakeKeyEvent(display_, code, down ? True : False, CurrentTime);
+        XSync(display_, False);
+    }
+
+    KeySym capsLockKeySymbol() {
+        int perKeycode = 0;
+        KeySym* symbols = XGetKeyboardMapping(display_, capsLockKeycode, 1, &perKeycode);
+        const KeySym symbol = symbols ? symbols[0] : NoSymbol;
+        if (symbols) XFree(symbols);
+        return symbol;
+    }
+    bool capsLockKeyIsLock() {
+        XModifierKeymap* map = XGetModifierMapping(display_);
+        bool found = false;
+        for (int i = 0; i < map->max_keypermod; ++i) {
+            found = found || map->modifiermap[LockMapIndex * map->max_keypermod + i] == capsLockKeycode;
+        }
+        XFreeModifiermap(map);
+        return found;
+    }
+    bool capsLockIsLatched() {
+        XkbStateRec state;
+        XkbGetState(display_, XkbUseCoreKbd, &state);
+        return (state.locked_mods & LockMask) != 0;
+    }
+    // Holds `keycode` with no modifiers as another program would, so that no one else can grab it.
+    bool grabAsAnotherProgram(KeySym symbol) {
+        XGrabKey(display_, XKeysymToKeycode(display_, symbol), 0, DefaultRootWindow(display_), False, GrabModeAsync,
+                 GrabModeAsync);
+        XSync(display_, False);
+        return true;
+    }
+
+private:
+    Display* display_;
+};
+
+class HotkeyX11Test : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!std::getenv("QUILLON_TEST_SESSION")) GTEST_SKIP() << "not inside tests/integration/desktop-session";
+        if (const char* missing = std::getenv("QUILLON_SESSION_MISSING");
+            missing && std::string(missing).find("X server") != std::string::npos) {
+            GTEST_SKIP() << "the desktop session lacks: " << missing;
+        }
+        ASSERT_TRUE(keyboard_.ready());
+        hotkey_.onStartRecording = [this] { signals_ += " start"; };
+        hotkey_.onRecordingModeChanged = [this](bool tap) { signals_ += tap ? " tap" : " hold"; };
+        hotkey_.onStopRecording = [this] { signals_ += " stop"; };
+        hotkey_.onHotkeyUnavailable = [this](const std::string& message) { unavailable_ = message; };
+    }
+
+    void TearDown() override {
+        hotkey_.stop();
+        // The keyboard as the session started it, for the tests that come after.
+        run("setxkbmap -layout us -option ''");
+    }
+
+    // A GTK window with an empty entry that has the keyboard focus.
+    std::unique_ptr<TestApplication> focusedField() {
+        auto field = std::make_unique<TestApplication>(QUILLON_GTK_FIXTURE, std::vector<std::string>{});
+        if (field->readLine(60s) != "ready") return nullptr;
+        const int pid = field->pid();
+        if (!waitUntil(main_, [&] { return applications_.activate(pid); }, 60s)) return nullptr;
+        if (!waitUntil(main_, [&] { return applications_.frontmostProcessIdentifier() == pid; })) return nullptr;
+        if (field->ask("focus plain") != "ok") return nullptr;
+        return field;
+    }
+
+    std::string text(TestApplication& field) {
+        const auto line = field.ask("dump plain");
+        return line ? line->substr(6) : "<no answer>";
+    }
+
+    // Starts the hotkey and waits until a key event came through: from then on its keys are grabbed.
+    void startHotkey() {
+        hotkey_.start();
+        events_ = 0;
+        auto handle = source_.onKeyEvent;
+        source_.onKeyEvent = [this, handle](const KeyEvent& event) {
+            ++events_;
+            return handle(event);
+        };
+        ASSERT_TRUE(waitUntil(main_, [&] {
+            keyboard_.press(XK_Shift_L);
+            keyboard_.release(XK_Shift_L);
+            return events_ > 0;
+        }));
+        events_ = 0;
+    }
+
+    bool waitForSignals(const std::string& expected) {
+        return waitUntil(main_, [&] { return signals_ == " " + expected; });
+    }
+
+    ManualScheduler main_;
+    testing::TestLog log_{main_};
+    testing::FakeKeyValueStore store_;
+    testing::FakeLoginItem loginItem_;
+    SettingsManager settings_{store_, loginItem_, log_.logger(LogCategory::settings)};
+    HotkeysX11 source_{main_, log_.logger(LogCategory::hotkey)};
+    HotkeyManager hotkey_{main_, source_, settings_, log_.logger(LogCategory::hotkey)};
+    Keyboard keyboard_;
+    RunningApplicationsX11 applications_;
+    std::string signals_;
+    std::string unavailable_;
+    int events_ = 0;
+};
+
+TEST_F(HotkeyX11Test, AKeyHotkeyHoldsAndTogglesWhileTextTypedMeanwhileReachesTheField) {
+    auto field = focusedField();
+    ASSERT_TRUE(field);
+    settings_.setHotkeyKeyCode(45);  // the X key: were it not swallowed, an "x" would appear
+    settings_.setHotkeyModifiers(0);
+    startHotkey();
+    SyntheticKeyboardXTest typist;
+
+    // Hold: phrases typed while the hotkey is held go to the field, not to the grab.
+    keyboard_.press(XK_x);
+    ASSERT_TRUE(waitForSignals("start"));
+    main_.advance(400ms);
+    ASSERT_TRUE(typist.typeText("hello"));
+    EXPECT_TRUE(waitUntil(main_, [&] { return text(*field) == "hello"; })) << text(*field);
+    keyboard_.release(XK_x);
+    ASSERT_TRUE(waitForSignals("start stop"));
+    hotkey_.resetToIdle();
+
+    // Tap-to-toggle: a short press, then the next press stops.
+    keyboard_.press(XK_x);
+    keyboard_.release(XK_x);
+    ASSERT_TRUE(waitForSignals("start stop start tap"));
+    keyboard_.press(XK_x);
+    keyboard_.release(XK_x);
+    ASSERT_TRUE(waitForSignals("start stop start tap stop"));
+
+    // Other keys still reach the field, and the hotkey's X never did.
+    keyboard_.press(XK_a);
+    keyboard_.release(XK_a);
+    EXPECT_TRUE(waitUntil(main_, [&] { return text(*field) == "helloa"; })) << text(*field);
+    main_.runUntilIdle();
+    EXPECT_TRUE(log_.output.contains(LogLevel::info, "Hotkey matched! keyCode=45, modifiers=0"));
+}
+
+TEST_F(HotkeyX11Test, TheDefaultChordHoldsAndKeysStruckWhileItIsHeldAreSwallowed) {
+    auto field = focusedField();
+    ASSERT_TRUE(field);
+    startHotkey();  // Control+Super, nothing stored
+
+    keyboard_.press(XK_Control_L);
+    keyboard_.press(XK_Super_L);
+    ASSERT_TRUE(waitForSignals("start"));
+    main_.advance(400ms);
+    keyboard_.press(XK_b);  // any key struck with the whole chord held is the hotkey's
+    keyboard_.release(XK_b);
+    keyboard_.release(XK_Super_L);
+    ASSERT_TRUE(waitForSignals("start stop"));
+    keyboard_.release(XK_Control_L);
+    hotkey_.resetToIdle();
+
+    // Tap the chord in the other order: a short chord press turns into hold at the threshold and
+    // stops when the chord is let go again.
+    keyboard_.press(XK_Super_L);
+    keyboard_.press(XK_Control_L);
+    ASSERT_TRUE(waitForSignals("start stop start"));
+    keyboard_.release(XK_Control_L);
+    keyboard_.release(XK_Super_L);
+    main_.advance(400ms);
+    keyboard_.press(XK_Control_L);
+    ASSERT_TRUE(waitForSignals("start stop start stop"));
+    keyboard_.release(XK_Control_L);
+
+    keyboard_.press(XK_c);
+    keyboard_.release(XK_c);
+    EXPECT_TRUE(waitUntil(main_, [&] { return text(*field) == "c"; })) << text(*field);
+}
+
+TEST_F(HotkeyX11Test, AKeyAnotherProgramHoldsIsReportedAndAChangedHotkeyIsTakenWithoutARestart) {
+    ASSERT_TRUE(keyboard_.grabAsAnotherProgram(XK_F7));
+    settings_.setHotkeyKeyCode(66);  // F8
+    settings_.setHotkeyModifiers(0);
+    startHotkey();
+    keyboard_.press(XK_F8);
+    keyboard_.release(XK_F8);
+    ASSERT_TRUE(waitForSignals("start tap")) << signals_;
+
+    settings_.setHotkeyKeyCode(65);  // F7, which the other program holds
+    hotkey_.settingsDidChange();
+    ASSERT_TRUE(waitUntil(main_, [&] { return !unavailable_.empty(); }));
+    EXPECT_EQ(unavailable_, "The hotkey cannot be used: F7 is taken by another program.");
+    EXPECT_TRUE(log_.output.contains(LogLevel::error,
+                                     "Failed to create event tap. Accessibility permission may be required. "
+                                     "(F7 is taken by another program.)"));
+    EXPECT_FALSE(hotkey_.isStarted());
+
+    settings_.setHotkeyKeyCode(67);  // F9
+    hotkey_.resetToIdle();
+    startHotkey();
+    keyboard_.press(XK_F9);
+    keyboard_.release(XK_F9);
+    EXPECT_TRUE(waitForSignals("start tap start tap")) << signals_;
+}
+
+TEST_F(HotkeyX11Test, CapsLockModeReportsF18KeepsTheLockOffRefusesAUsersMappingAndHealsSetxkbmap) {
+    KeyboardMappingX11 mapping(main_, log_.logger(LogCategory::hotkey));
+    SessionEventsLogind sessionEvents(main_, log_.logger(LogCategory::hotkey));
+    CapsLockRemapManager remap(mapping, sessionEvents, settings_, log_.logger(LogCategory::hotkey));
+    settings_.setHotkeyModeRawValue("capsLock");
+
+    ASSERT_TRUE(remap.ensureRemapEnabled());
+    EXPECT_EQ(keyboard_.capsLockKeySymbol(), XK_F18);
+    EXPECT_FALSE(keyboard_.capsLockKeyIsLock());
+    EXPECT_TRUE(remap.ensureRemapEnabled()) << "again: nothing to change";
+
+    startHotkey();
+    keyboard_.send(capsLockKeycode, true);
+    ASSERT_TRUE(waitForSignals("start"));
+    main_.advance(400ms);
+    keyboard_.send(capsLockKeycode, false);
+    ASSERT_TRUE(waitForSignals("start stop"));
+    EXPECT_FALSE(keyboard_.capsLockIsLatched());
+
+    // The user's setxkbmap puts Caps Lock back; the remap heals itself.
+    ASSERT_TRUE(run("setxkbmap -layout us"));
+    EXPECT_TRUE(waitUntil(main_, [&] { return keyboard_.capsLockKeySymbol() == XK_F18; }));
+    EXPECT_TRUE(waitUntil(main_, [&] { return !keyboard_.capsLockKeyIsLock(); }));
+
+    ASSERT_TRUE(remap.removeManagedRemap());
+    EXPECT_EQ(keyboard_.capsLockKeySymbol(), XK_Caps_Lock);
+    EXPECT_TRUE(keyboard_.capsLockKeyIsLock());
+
+    // A user's own Caps Lock mapping is refused and survives both calls.
+    settings_.setHotkeyModeRawValue("standard");
+    ASSERT_TRUE(run("setxkbmap -layout us -option ctrl:nocaps"));
+    main_.runUntilIdle();
+    EXPECT_FALSE(remap.ensureRemapEnabled());
+    EXPECT_TRUE(remap.removeManagedRemap());
+    EXPECT_EQ(keyboard_.capsLockKeySymbol(), XK_Control_L);
+    main_.runUntilIdle();
+    EXPECT_TRUE(log_.output.contains(LogLevel::error, "Refusing to override an existing Caps Lock key mapping"));
+}
+
+TEST_F(HotkeyX11Test, QuillonInCapsLockModeRemapsWhileItRunsAndRestoresOnQuitBySignal) {
+    const auto home = std::filesystem::temp_directory_path() / ("quillon-hotkey-" + std::to_string(::getpid()));
+    std::filesystem::create_directories(home / "config/Quillon");
+    std::filesystem::permissions(home, std::filesystem::perms::owner_all);
+    std::ofstream(home / "config/Quillon/Quillon.conf") << "[General]\nhotkeyMode=capsLock\n";
+    for (int number : {SIGTERM, SIGINT}) {
+        SCOPED_TRACE(sigabbrev_np(number));
+        TestApplication quillon("/usr/bin/env",
+                                {"XDG_CONFIG_HOME=" + (home / "config").string(), "XDG_RUNTIME_DIR=" + home.string(),
+                                 QUILLON_BINARY},
+                                true);
+        std::string log;
+        auto waitForLog = [&](const std::string& text) {
+            while (log.find(text) == std::string::npos) {
+                const auto line = quillon.readLine(30s);
+                if (!line) return false;
+                log += *line + "\n";
+            }
+            return true;
+        };
+        ASSERT_TRUE(waitForLog("Hotkey manager started with hotkey: mode=capsLock")) << log;
+        EXPECT_EQ(keyboard_.capsLockKeySymbol(), XK_F18);
+        EXPECT_FALSE(keyboard_.capsLockKeyIsLock());
+        // Its keyboard thread may still be starting: tap until a tap is seen.
+        bool tapped = false;
+        for (int attempt = 0; attempt < 100 && !tapped; ++attempt) {
+            keyboard_.send(capsLockKeycode, true);
+            keyboard_.send(capsLockKeycode, false);
+            while (const auto line = quillon.readLine(100ms)) {
+                log += *line + "\n";
+                tapped = tapped || line->find("Short press released; continuing in tap-to-toggle mode") != std::string::npos;
+            }
+        }
+        EXPECT_TRUE(tapped) << log;
+        EXPECT_FALSE(keyboard_.capsLockIsLatched());
+
+        quillon.signal(number);
+        EXPECT_EQ(quillon.waitForExit(30s), 0);
+        EXPECT_EQ(keyboard_.capsLockKeySymbol(), XK_Caps_Lock);
+        EXPECT_TRUE(keyboard_.capsLockKeyIsLock());
+    }
+    std::filesystem::remove_all(home);
+}
+
+}  // namespace
+}  // namespace quillon

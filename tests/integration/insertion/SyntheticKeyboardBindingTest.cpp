@@ -1,0 +1,42 @@
+#include <gtest/gtest.h>
+
+#include <unicode/utf8.h>
+
+#include "DesktopWorld.h"
+
+namespace quillon {
+namespace {
+
+using namespace std::chrono_literals;
+
+// `count` distinct characters that are on no keyboard map (CJK ideographs from `first`).
+std::string ideographs(UChar32 first, std::size_t count) {
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i) {
+        char bytes[4];
+        int32_t length = 0;
+        U8_APPEND_UNSAFE(bytes, length, first + static_cast<UChar32>(i));
+        text.append(bytes, static_cast<std::size_t>(length));
+    }
+    return text;
+}
+
+class SyntheticKeyboardBindingTest : public testing::DesktopTest {};
+
+// A phrase that runs out of spare keycodes waits for one to settle; the previous phrase's
+// restoration falls due meanwhile and must leave alone the keys this phrase has just bound.
+TEST_F(SyntheticKeyboardBindingTest, LastPhrasesRestorationSparesTheKeysTheNextOneBinds) {
+    SyntheticKeyboardXTest keyboard(nullptr, {.settle = 600ms, .restoreAfter = 150ms});
+    ASSERT_TRUE(keyboard.isAvailable());
+    const std::size_t spare = keyboard.spareKeycodeCount();
+    ASSERT_GE(spare, 3u);
+
+    // No window has the focus, so the characters go nowhere; only the bindings matter here.
+    ASSERT_TRUE(keyboard.typeText(ideographs(0x4E00, spare - 2)));
+    ASSERT_TRUE(keyboard.typeText(ideographs(0x5E00, 3)));  // two free keycodes, then one to take back
+    EXPECT_EQ(keyboard.boundKeycodeCount(), spare) << "keys bound by the second phrase were unmapped under it";
+    EXPECT_TRUE(testing::waitUntil([&] { return keyboard.boundKeycodeCount() == 0; }));
+}
+
+}  // namespace
+}  // namespace quillon

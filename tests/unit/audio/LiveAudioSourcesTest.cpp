@@ -1,0 +1,154 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "core/audio/LiveAudioFileRecorder.h"
+#include "core/audio/LiveAudioPreferences.h"
+#include "core/audio/SystemAudioSourceCatalog.h"
+#include "core/base/ManualScheduler.h"
+#include "fakes/FakeAudioFileWriter.h"
+#include "fakes/FakeKeyValueStore.h"
+#include "fakes/FakeSystemAudioProcesses.h"
+
+namespace quillon {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(LiveAudioConfigurationTest, DisplayNameAndStoredPreferences) {
+    struct Case {
+        LiveAudioConfiguration configuration;
+        const char* displayName;
+    };
+    const Case cases[] = {
+        {{LiveAudioMode::microphone, "org.videolan.VLC", "VLC"}, "Microphone"},
+        {{LiveAudioMode::systemAudio, "org.videolan.VLC", "VLC"}, "VLC"},
+        {{LiveAudioMode::systemAudio, std::nullopt, "System Audio"}, "All System Audio"},
+        {{LiveAudioMode::microphoneAndSystemAudio, "org.videolan.VLC", "VLC"}, "Microphone + VLC"},
+        {{LiveAudioMode::microphoneAndSystemAudio, std::nullopt, "VLC"}, "Microphone + All System Audio"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.configuration.displayName(), c.displayName);
+        testing::FakeKeyValueStore store;
+        LiveAudioPreferences::setConfiguration(store, c.configuration);
+        EXPECT_EQ(LiveAudioPreferences::configuration(store), c.configuration) << c.displayName;
+    }
+
+    testing::FakeKeyValueStore store;
+    store.seed("liveTranscript.audioMode", std::string("speakers"));
+    const auto read = LiveAudioPreferences::configuration(store);
+    EXPECT_EQ(read, (LiveAudioConfiguration{LiveAudioMode::microphone, std::nullopt, "System Audio"}));
+    EXPECT_EQ(store.writes(), 0);
+}
+
+SystemAudioProcess stream(int pid, std::string application, std::string name, bool playing) {
+    return {pid, "process-" + std::to_string(pid), std::move(application), std::move(name), "", playing};
+}
+
+TEST(SystemAudioSourceCatalogTest, GroupsByApplicationPlayingFirstThenByNameWithoutQuillon) {
+    ManualScheduler main;
+    testing::FakeSystemAudioProcesses processes;
+    processes.list = {
+        stream(10, "zeta", "zeta player", false),
+        stream(20, "chromium", "Chromium", false),
+        stream(21, "chromium", "Chromium", true),
+        stream(30, "quillon", "Quillon", true),
+        stream(40, "alpha", "Alpha", false),
+        stream(50, "beta", "beta", false),
+    };
+    SystemAudioSourceCatalog catalog(main, processes, "quillon");
+    int changes = 0;
+    catalog.onApplicationsChanged = [&] { ++changes; };
+
+    std::vector<std::string> order;
+    for (const auto& application : catalog.applications()) order.push_back(application.bundleIdentifier);
+    EXPECT_EQ(order, (std::vector<std::string>{"chromium", "alpha", "beta", "zeta"}));
+    EXPECT_EQ(catalog.applications()[0].processIdentifiers, (std::vector<int>{20, 21}));
+
+    // zeta starts playing: it moves ahead of the silent ones at the next refresh.
+    processes.list[0].isRunningOutput = true;
+    main.advance(2s);
+    EXPECT_EQ(changes, 1);
+    EXPECT_EQ(catalog.applications()[1].bundleIdentifier, "zeta");
+    main.advance(2s);
+    EXPECT_EQ(changes, 2);  // observers hear of every rebuild
+}
+
+struct RecorderWorld {
+    ManualScheduler main;
+    ManualScheduler queue;
+    testing::FakeAudioFileWriterFactory files;
+    LiveAudioFileRecorder recorder{main, queue, files, "/tmp/quillon-test"};
+    std::vector<LiveAudioFileRecorderError> errors;
+    std::vector<std::optional<std::filesystem::path>> finished;
+
+    RecorderWorld() {
+        recorder.onError = [this](const LiveAudioFileRecorderError& e) { errors.push_back(e); };
+    }
+    void finish() {
+        recorder.finish([this](std::optional<std::filesystem::path> path) { finished.push_back(path); });
+        queue.runUntilIdle();
+        main.runUntilIdle();
+    }
+};
+
+TEST(LiveAudioFileRecorderTest, WritesInBatchesOfAtLeastATenthOfASecondAndFlushesAtFinish) {
+    struct Case {
+        std::size_t bytes;
+        std::vector<std::size_t> writesBeforeFinish;
+        std::vector<std::size_t> writesInAll;
+    };
+    const Case cases[] = {
+        {9600, {4800}, {4800}},
+        {9598, {}, {4799}},
+        {9601, {4800}, {4800}},  // the odd byte is dropped
+        {0, {}, {}},             // finish right after start: a file with no audio
+        {30000, {15000}, {15000}},
+    };
+    for (const auto& c : cases) {
+        RecorderWorld world;
+        ASSERT_TRUE(world.recorder.start());
+        ASSERT_TRUE(world.recorder.start());  // a second start keeps the first file
+        world.recorder.appendPCM16(std::vector<std::byte>(c.bytes, std::byte{1}));
+        world.queue.advance(100ms);
+        ASSERT_EQ(world.files.files.size(), 1u);
+        const auto& file = *world.files.files[0];
+        EXPECT_EQ(file.writes, c.writesBeforeFinish) << c.bytes;
+        world.finish();
+        EXPECT_EQ(file.writes, c.writesInAll) << c.bytes;
+        EXPECT_TRUE(file.closed);
+        ASSERT_EQ(world.finished.size(), 1u);
+        EXPECT_EQ(world.finished[0], file.path);
+        EXPECT_TRUE(file.path.filename().string().starts_with("Quillon Live Recording "));
+        EXPECT_EQ(file.path.extension(), ".m4a");
+        world.recorder.appendPCM16(std::vector<std::byte>(9600));  // after finish: dropped
+        world.queue.advance(1s);
+        EXPECT_EQ(file.writes, c.writesInAll) << c.bytes;
+    }
+}
+
+TEST(LiveAudioFileRecorderTest, ReportsOneWriteErrorPerRecordingAndFailsToStartCleanly) {
+    RecorderWorld world;
+    world.files.openFailure = "disk full";
+    auto started = world.recorder.start();
+    ASSERT_FALSE(started);
+    EXPECT_EQ(started.error().description(), "Could not start the audio recording: disk full");
+    EXPECT_FALSE(world.recorder.isRecording());
+    world.finish();
+    EXPECT_EQ(world.finished, (std::vector<std::optional<std::filesystem::path>>{std::nullopt}));
+
+    world.files.writeFailure = "no space";
+    for (int recording = 0; recording < 2; ++recording) {
+        ASSERT_TRUE(world.recorder.start());
+        for (int i = 0; i < 2; ++i) {
+            world.recorder.appendPCM16(std::vector<std::byte>(9600));
+            world.queue.advance(100ms);
+        }
+        world.finish();
+    }
+    ASSERT_EQ(world.errors.size(), 2u);
+    EXPECT_EQ(world.errors[0].description(), "Could not write the audio recording: no space");
+}
+
+}  // namespace
+}  // namespace quillon

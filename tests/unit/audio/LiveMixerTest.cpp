@@ -1,0 +1,233 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <numeric>
+#include <vector>
+
+#include "core/audio/PCM16LiveMixer.h"
+#include "core/audio/SampleFIFO.h"
+#include "core/base/ManualScheduler.h"
+
+namespace quillon {
+namespace {
+
+using namespace std::chrono_literals;
+
+std::vector<std::byte> bytesOf(const std::vector<std::int16_t>& samples) {
+    std::vector<std::byte> bytes(samples.size() * 2);
+    if (!bytes.empty()) std::memcpy(bytes.data(), samples.data(), bytes.size());
+    return bytes;
+}
+
+std::vector<std::int16_t> samplesOf(std::span<const std::byte> block) {
+    std::vector<std::int16_t> samples(block.size() / 2);
+    std::memcpy(samples.data(), block.data(), samples.size() * 2);
+    return samples;
+}
+
+std::vector<std::int16_t> ramp(std::size_t count, int from = 0) {
+    std::vector<std::int16_t> samples(count);
+    for (std::size_t i = 0; i < count; ++i) samples[i] = static_cast<std::int16_t>((from + static_cast<int>(i)) % 30000);
+    return samples;
+}
+
+std::vector<std::int16_t> take(SampleFIFO& fifo, std::size_t count) {
+    std::vector<std::int16_t> out(count, 1234);
+    fifo.take(out);
+    return out;
+}
+
+TEST(SampleFIFOTest, EmptyTakeGivesSilenceAndLeavesTheReadIndex) {
+    SampleFIFO fifo;
+    EXPECT_EQ(take(fifo, 960), std::vector<std::int16_t>(960, 0));
+    EXPECT_EQ(fifo.readIndex(), 0u);
+}
+
+TEST(SampleFIFOTest, ShortTakeIsPaddedWithZerosAtItsEnd) {
+    SampleFIFO fifo;
+    fifo.append(bytesOf({5, -6, 7}));
+    EXPECT_EQ(take(fifo, 5), (std::vector<std::int16_t>{5, -6, 7, 0, 0}));
+}
+
+TEST(SampleFIFOTest, MoreThanOneSecondKeepsTheNewest) {
+    SampleFIFO fifo;
+    fifo.append(bytesOf(ramp(50000)));
+    EXPECT_EQ(fifo.available(), 48000u);
+    EXPECT_EQ(take(fifo, 2), (std::vector<std::int16_t>{2000, 2001}));
+}
+
+TEST(SampleFIFOTest, OddLastByteIsDroppedAndTheNextBlockStartsOnAFreshSample) {
+    SampleFIFO fifo;
+    fifo.append(std::vector<std::byte>{std::byte{0x01}, std::byte{0x02}, std::byte{0x03}});
+    fifo.append(std::vector<std::byte>{std::byte{0x04}, std::byte{0x05}});
+    EXPECT_EQ(take(fifo, 2), (std::vector<std::int16_t>{0x0201, 0x0504}));
+}
+
+TEST(SampleFIFOTest, CompactsPastEightThousandOrPastHalfTheArray) {
+    struct Step {
+        std::size_t append;
+        std::size_t take;
+        std::size_t readIndexAfter;
+    };
+    const std::vector<Step> steps = {
+        {10000, 8001, 0},  // past 8000: compacted
+        {0, 999, 999},     // 999 consumed of 1999: not yet half
+        {0, 1, 0},         // 1000 consumed of 1999: fewer left than consumed
+        {10000, 4000, 4000},
+    };
+    SampleFIFO fifo;
+    int next = 0;
+    int expected = 0;
+    for (const auto& step : steps) {
+        fifo.append(bytesOf(ramp(step.append, next)));
+        next += static_cast<int>(step.append);
+        const auto out = take(fifo, step.take);
+        for (auto sample : out) EXPECT_EQ(sample, static_cast<std::int16_t>(expected++ % 30000));
+        EXPECT_EQ(fifo.readIndex(), step.readIndexAfter) << "after taking " << step.take;
+    }
+}
+
+TEST(PCM16LiveMixerTest, MixesAtThreeQuartersRoundingHalvesAwayFromZeroAndClamps) {
+    struct Case {
+        std::int16_t microphone, systemAudio, expected;
+    };
+    const Case cases[] = {
+        {32767, 32767, 32767},    // 49150.5 clamps
+        {-32768, -32768, -32768}, // -49152 clamps
+        {1000, 0, 750},  {0, -1000, -750},
+        {1, 0, 1},       {-1, 0, -1},  // 0.75 rounds to 1
+        {2, 0, 2},       {-2, 0, -2},  // 1.5 away from zero
+        {1, 1, 2},       {-1, -1, -2},
+        {100, -100, 0},  {20000, 20000, 30000},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(PCM16LiveMixer::mix(c.microphone, c.systemAudio), c.expected) << c.microphone << " + " << c.systemAudio;
+    }
+}
+
+// Runs a mixer for `ticks` ticks; before tick n (1-based) the sources listed for n deliver one
+// 960-sample block each. Returns, per tick, the block that left (empty when none).
+struct Delivery {
+    int tick;
+    bool microphone;
+    std::int16_t value;
+};
+
+std::vector<std::vector<std::int16_t>> runTicks(int ticks, const std::vector<Delivery>& deliveries) {
+    ManualScheduler queue;
+    PCM16LiveMixer mixer(queue);
+    std::vector<std::int16_t> emitted;
+    bool didEmit = false;
+    mixer.setOnPCM16Data([&](std::span<const std::byte> block) {
+        EXPECT_EQ(block.size(), 1920u);
+        emitted = samplesOf(block);
+        didEmit = true;
+    });
+    mixer.start();
+    std::vector<std::vector<std::int16_t>> perTick;
+    for (int tick = 1; tick <= ticks; ++tick) {
+        for (const auto& d : deliveries) {
+            if (d.tick != tick) continue;
+            const auto block = bytesOf(std::vector<std::int16_t>(960, d.value));
+            d.microphone ? mixer.appendMicrophone(block) : mixer.appendSystemAudio(block);
+        }
+        didEmit = false;
+        queue.advance(20ms);
+        perTick.push_back(didEmit ? emitted : std::vector<std::int16_t>{});
+    }
+    return perTick;
+}
+
+TEST(PCM16LiveMixerTest, StartUpWaitsForBothSourcesOrFiveTicksWithOne) {
+    struct Case {
+        const char* name;
+        std::vector<Delivery> deliveries;
+        int firstEmittingTick;  // 0: none in ten ticks
+        std::int16_t firstValue;
+    };
+    const Case cases[] = {
+        {"microphone only, system silent from the start", {{1, true, 1000}}, 5, 750},
+        {"both by the second tick", {{1, true, 1000}, {2, false, -400}}, 2, 450},
+        {"system audio alone, late", {{7, false, 400}}, 7, 300},
+        {"neither", {}, 0, 0},
+    };
+    for (const auto& c : cases) {
+        const auto perTick = runTicks(10, c.deliveries);
+        int first = 0;
+        for (int i = 0; i < 10; ++i) {
+            if (!perTick[static_cast<std::size_t>(i)].empty()) {
+                first = i + 1;
+                break;
+            }
+        }
+        EXPECT_EQ(first, c.firstEmittingTick) << c.name;
+        if (first == 0) continue;
+        EXPECT_EQ(perTick[static_cast<std::size_t>(first - 1)], std::vector<std::int16_t>(960, c.firstValue)) << c.name;
+        // From then on every tick emits, silence once the FIFOs are empty.
+        for (int i = first; i < 10; ++i) {
+            EXPECT_EQ(perTick[static_cast<std::size_t>(i)].size(), 960u) << c.name << " tick " << i + 1;
+        }
+        EXPECT_EQ(perTick[9], std::vector<std::int16_t>(960, 0)) << c.name;
+    }
+}
+
+TEST(PCM16LiveMixerTest, NothingLeavesAfterStopAndARestartForgetsWhatWaited) {
+    ManualScheduler queue;
+    PCM16LiveMixer mixer(queue);
+    std::vector<std::vector<std::int16_t>> blocks;
+    mixer.setOnPCM16Data([&](std::span<const std::byte> block) { blocks.push_back(samplesOf(block)); });
+    mixer.start();
+    mixer.appendMicrophone(bytesOf(std::vector<std::int16_t>(960, 100)));
+    mixer.appendSystemAudio(bytesOf(std::vector<std::int16_t>(960, 100)));
+    mixer.stop();
+    mixer.appendMicrophone(bytesOf(std::vector<std::int16_t>(960, 200)));  // a block queued late
+    queue.advance(200ms);
+    EXPECT_TRUE(blocks.empty());
+
+    mixer.start();
+    mixer.appendMicrophone(bytesOf(std::vector<std::int16_t>(960, 4)));
+    mixer.appendSystemAudio(bytesOf(std::vector<std::int16_t>(960, 4)));
+    queue.advance(20ms);
+    ASSERT_EQ(blocks.size(), 1u);
+    EXPECT_EQ(blocks[0], std::vector<std::int16_t>(960, 6));
+}
+
+// Two sources on their own clocks, the system one 1 % fast, for a minute of virtual time: the
+// output keeps the timer's rate, the slow source never waits, and the fast one's lead stays
+// within the FIFO's one second.
+TEST(PCM16LiveMixerTest, TwoClocksOneRunningFastStayWithinTheLimitForAMinute) {
+    ManualScheduler queue;
+    PCM16LiveMixer mixer(queue);
+    std::size_t blocks = 0;
+    mixer.setOnPCM16Data([&](std::span<const std::byte> block) {
+        EXPECT_EQ(block.size(), 1920u);
+        ++blocks;
+    });
+    const auto chunk = bytesOf(ramp(480));
+    std::function<void()> microphone = [&] {
+        mixer.appendMicrophone(chunk);
+        queue.postAfter(10ms, microphone);
+    };
+    std::function<void()> systemAudio = [&] {
+        mixer.appendSystemAudio(chunk);
+        queue.postAfter(std::chrono::microseconds(9900), systemAudio);  // 1 % fast
+    };
+    mixer.start();
+    queue.postAfter(3ms, microphone);
+    queue.postAfter(7ms, systemAudio);
+    std::size_t largestLead = 0;
+    std::size_t largestMicrophoneBacklog = 0;
+    for (int i = 0; i < 3000; ++i) {
+        queue.advance(20ms);
+        const auto backlog = mixer.backlog();
+        largestLead = std::max(largestLead, backlog.systemAudio);
+        largestMicrophoneBacklog = std::max(largestMicrophoneBacklog, backlog.microphone);
+    }
+    EXPECT_EQ(blocks, 3000u);
+    EXPECT_LE(largestMicrophoneBacklog, 960u);
+    EXPECT_LE(largestLead, SampleFIFO::maximumAvailable);
+    EXPECT_GT(largestLead, 20000u);  // 1 % of a minute is 28800 samples ahead
+}
+
+}  // namespace
+}  // namespace quillon

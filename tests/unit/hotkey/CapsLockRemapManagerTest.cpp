@@ -1,0 +1,154 @@
+#include "core/hotkey/CapsLockRemapManager.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <vector>
+
+#include "core/base/ManualScheduler.h"
+#include "fakes/FakeKeyValueStore.h"
+#include "fakes/FakeKeyboardMapping.h"
+#include "fakes/FakeLoginItem.h"
+#include "fakes/FakeSessionEvents.h"
+#include "fakes/TestLog.h"
+
+namespace quillon {
+namespace {
+
+using Entries = std::vector<KeyMappingEntry>;
+
+constexpr KeyMappingEntry ours = CapsLockRemapManager::managedEntry;
+constexpr KeyMappingEntry capsToControl{58, 29};
+constexpr KeyMappingEntry capsToNothing{58, std::nullopt};
+constexpr KeyMappingEntry otherKey{100, 97};
+constexpr KeyMappingEntry noSource{std::nullopt, 188};
+
+class CapsLockRemapManagerTest : public ::testing::Test {
+protected:
+    bool logged(LogLevel level, const char* text) {
+        main_.runUntilIdle();
+        return log_.output.contains(level, text);
+    }
+
+    ManualScheduler main_;
+    testing::TestLog log_{main_};
+    testing::FakeKeyValueStore store_;
+    testing::FakeLoginItem loginItem_;
+    SettingsManager settings_{store_, loginItem_, log_.logger(LogCategory::settings)};
+    testing::FakeKeyboardMapping mapping_;
+    testing::FakeSessionEvents session_;
+    CapsLockRemapManager remap_{mapping_, session_, settings_, log_.logger(LogCategory::hotkey)};
+};
+
+TEST_F(CapsLockRemapManagerTest, EnablesAndRemovesItsOwnEntryKeepingOthersInOrderAndNeverOverridesCapsLock) {
+    struct Case {
+        const char* name;
+        bool enable;  // else remove
+        Entries before;
+        bool result;
+        Entries after;
+        int writes;
+        const char* log;  // the one line expected, or nullptr for none
+    };
+    const std::vector<Case> cases = {
+        {"EnableAppendsAfterOtherEntries", true, {otherKey, noSource}, true, {otherKey, noSource, ours}, 1,
+         "Caps Lock remap enabled"},
+        {"EnableIsIdempotent", true, {otherKey, ours}, true, {otherKey, ours}, 0, nullptr},
+        {"ControlOnCapsLockIsAConflict", true, {capsToControl}, false, {capsToControl}, 0,
+         "Refusing to override an existing Caps Lock key mapping"},
+        {"CapsLockMappedToNothingIsAConflict", true, {otherKey, capsToNothing}, false, {otherKey, capsToNothing}, 0,
+         "Refusing to override an existing Caps Lock key mapping"},
+        {"RemoveTakesOutEveryCopyKeepingTheOrder", false, {ours, otherKey, ours, noSource}, true, {otherKey, noSource},
+         1, "Caps Lock remap removed"},
+        {"RemoveLeavesAUsersMappingAlone", false, {capsToControl}, true, {capsToControl}, 0, nullptr},
+        {"RemoveWithNothingOfOursWritesNothing", false, {}, true, {}, 0, nullptr},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.name);
+        main_.runUntilIdle();
+        log_.output.clear();
+        mapping_.entries = test.before;
+        mapping_.writes = 0;
+        mapping_.capsLockClears = 0;
+        EXPECT_EQ(test.enable ? remap_.ensureRemapEnabled() : remap_.removeManagedRemap(), test.result);
+        EXPECT_EQ(mapping_.entries, test.after);
+        EXPECT_EQ(mapping_.writes, test.writes);
+        EXPECT_EQ(mapping_.capsLockClears, test.result ? 1 : 0) << "the latch is cleared whenever the call succeeds";
+        main_.runUntilIdle();
+        const auto lines = log_.output.entries();
+        const auto hotkeyLines =
+            std::ranges::count_if(lines, [](const auto& line) { return line.category == LogCategory::hotkey; });
+        EXPECT_EQ(hotkeyLines, test.log ? 1 : 0);
+        if (test.log) {
+            EXPECT_EQ(lines.back().message, test.log);
+        }
+    }
+}
+
+TEST_F(CapsLockRemapManagerTest, ARefusedWriteIsLoggedAndReportedFalse) {
+    mapping_.refuseWrites = true;
+    EXPECT_FALSE(remap_.ensureRemapEnabled());
+    EXPECT_TRUE(logged(LogLevel::error, "Failed to enable Caps Lock remap"));
+    mapping_.entries = {ours};
+    EXPECT_FALSE(remap_.removeManagedRemap());
+    EXPECT_TRUE(logged(LogLevel::error, "Failed to remove Caps Lock remap"));
+    EXPECT_EQ(mapping_.capsLockClears, 0);
+}
+
+TEST_F(CapsLockRemapManagerTest, WakeSessionSwitchAndKeyboardChangesHealTheRemapOnlyWhenItIsWanted) {
+    const std::vector<std::pair<const char*, std::function<void()>>> triggers = {
+        {"wake", [this] { session_.wake(); }},
+        {"session active", [this] { session_.becomeActive(); }},
+        {"keyboard change", [this] { mapping_.replaceBySystem({otherKey}); }},
+    };
+    for (const auto& [reason, trigger] : triggers) {
+        SCOPED_TRACE(reason);
+        // Standard mode without a capture open: nothing is touched.
+        settings_.setHotkeyModeRawValue("standard");
+        remap_.captureSessionDepth = 0;
+        mapping_.entries = {otherKey};
+        trigger();
+        EXPECT_EQ(mapping_.entries, Entries{otherKey});
+
+        for (const bool capsLockMode : {true, false}) {
+            settings_.setHotkeyModeRawValue(capsLockMode ? "capsLock" : "standard");
+            remap_.captureSessionDepth = capsLockMode ? 0 : 1;
+            mapping_.entries = {otherKey};
+            trigger();
+            EXPECT_EQ(mapping_.entries, (Entries{otherKey, ours}));
+            EXPECT_TRUE(logged(LogLevel::info, (std::string("Verified Caps Lock remap after ") + reason).c_str()));
+        }
+    }
+}
+
+TEST_F(CapsLockRemapManagerTest, TheLastCaptureToEndKeepsOrRemovesTheRemapByTheModeAndDepthNeverGoesNegative) {
+    struct Case {
+        const char* name;
+        const char* mode;
+        int depth;
+        bool keepRemap;
+        int depthAfter;
+        Entries after;
+    };
+    const std::vector<Case> cases = {
+        {"OtherCapturesStillOpenChangeNothing", "standard", 2, false, 1, {otherKey}},
+        {"LastCaptureInStandardModeRemoves", "standard", 1, false, 0, {otherKey}},
+        {"LastCaptureKeepingTheRemapEnables", "standard", 1, true, 0, {otherKey, ours}},
+        {"LastCaptureInCapsLockModeEnables", "capsLock", 1, false, 0, {otherKey, ours}},
+        {"EndingWithNoneOpenStaysAtZero", "standard", 0, false, 0, {otherKey}},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.name);
+        settings_.setHotkeyModeRawValue(test.mode);
+        mapping_.entries = test.depth == 2 ? Entries{otherKey} : Entries{otherKey, ours};
+        if (test.depth == 0) mapping_.entries = {otherKey};
+        remap_.captureSessionDepth = test.depth;
+        remap_.endCaptureSession(test.keepRemap);
+        EXPECT_EQ(remap_.captureSessionDepth, test.depthAfter);
+        EXPECT_EQ(mapping_.entries, test.after);
+    }
+}
+
+}  // namespace
+}  // namespace quillon
