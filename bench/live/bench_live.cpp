@@ -11,6 +11,7 @@
 #include "core/base/ManualScheduler.h"
 #include "core/codex/CodexAppServerClient.h"
 #include "core/live/LiveTranscriptCoordinator.h"
+#include "fakes/FakeTemporaryFiles.h"
 #include "fakes/FakeAudioCapture.h"
 #include "fakes/FakeAudioFileWriter.h"
 #include "fakes/FakeCodexAppServer.h"
@@ -64,7 +65,8 @@ struct LiveWorld {
     testing::FakeSystemAudioTap tap;
     LiveAudioCaptureController capture{main, mixerQueue, microphone, tap};
     testing::FakeAudioFileWriterFactory files;
-    LiveAudioFileRecorder fileRecorder{main, fileQueue, files, std::filesystem::temp_directory_path()};
+    testing::FakeTemporaryFiles temporaryFiles;
+    LiveAudioFileRecorder fileRecorder{main, fileQueue, files, temporaryFiles};
     testing::FakeSpeechSessionFactory sessions;
     testing::FakeKeyValueStore store;
     SilentStatus status;

@@ -1,10 +1,14 @@
-// Speed and accuracy of on-device speech, printed as figures, on Debian's reference recordings
-// (package pocketsphinx-testdata) side by side with Debian's pocketsphinx_continuous:
-//   word error rate of file transcription and of the streaming session,
-//   real-time factor of file transcription (CPU seconds per audio second),
+// Accuracy and speed of on-device speech, printed as figures, on an evaluation set made from what
+// Debian ships (make-evaluation-set: librivox recordings, flite and espeak-ng voices, the same with
+// noise and room echo), side by side with Debian's pocketsphinx_continuous at its default settings
+// in the same run:
+//   per subset, the word error rate of file transcription and of the streaming session, their
+//   ratio to the engine's own decoder, and the CPU real-time factor of each;
+//   the glossary's effect: its terms with and without it, and a glossary of 200 terms on the rest;
 //   finalisation latency of the streaming session, session start-up, and memory of 1 and 10 sessions.
 //
-//   bench_speech [--show]   (--show prints every hypothesis)
+//   bench_speech [--show] [--arg NAME VALUE]... [--glossary-weight W]
+//     --show prints every hypothesis; --arg and --glossary-weight try other decoder settings.
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -12,11 +16,9 @@
 #include <cstdio>
 #include <fstream>
 #include <future>
-#include <numeric>
-#include <regex>
-#include <sstream>
 #include <thread>
 
+#include "EvaluationSet.h"
 #include "SpeechTestFiles.h"
 #include "SpeechWorld.h"
 #include "core/transcription/SpeechTranscriptionSessionFactory.h"
@@ -31,57 +33,15 @@ namespace quillon {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using bench::Recording;
+using bench::Subset;
 using testing::ScratchDirectory;
 
-const std::string dataDirectory = "/usr/share/pocketsphinx/test/data/librivox/";
 const std::string modelDirectory = "/usr/share/pocketsphinx/model/en-us/";
 
-struct Recording {
-    std::string id;
-    std::filesystem::path file;     // as shipped
-    std::filesystem::path trimmed;  // trailing silence removed, so its last sample ends the speech
-    std::vector<std::string> reference;
-    double seconds = 0;
-};
-
-std::vector<std::string> words(const std::string& text) {
-    std::istringstream in(text);
-    std::vector<std::string> out;
-    for (std::string word; in >> word;) {
-        std::ranges::transform(word, word.begin(), [](unsigned char c) { return std::tolower(c); });
-        out.push_back(word);
-    }
-    return out;
-}
-
-std::size_t editDistance(const std::vector<std::string>& a, const std::vector<std::string>& b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), 0);
-    for (std::size_t i = 1; i <= a.size(); ++i) {
-        std::size_t diagonal = row[0];
-        row[0] = i;
-        for (std::size_t j = 1; j <= b.size(); ++j) {
-            const std::size_t above = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] == b[j - 1] ? 0 : 1)});
-            diagonal = above;
-        }
-    }
-    return row[b.size()];
-}
-
-double wordErrorRate(const std::vector<Recording>& recordings, const std::vector<std::string>& hypotheses) {
-    std::size_t errors = 0;
-    std::size_t total = 0;
-    for (std::size_t i = 0; i < recordings.size(); ++i) {
-        errors += editDistance(recordings[i].reference, words(hypotheses[i]));
-        total += recordings[i].reference.size();
-    }
-    return total ? static_cast<double>(errors) / static_cast<double>(total) : 0.0;
-}
-
-double cpuSeconds() {
+double cpuSeconds(int who = RUSAGE_SELF) {
     rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
+    getrusage(who, &usage);
     return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
            static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
@@ -95,25 +55,6 @@ std::string medianAndMax(std::vector<double> values, int decimals) {
     std::snprintf(text, sizeof text, "median %.*f ms, max %.*f ms", decimals, median, decimals,
                   values.empty() ? 0.0 : values.back());
     return text;
-}
-
-std::vector<Recording> loadRecordings(const ScratchDirectory& scratch) {
-    std::vector<Recording> recordings;
-    std::ifstream in(dataDirectory + "transcription");
-    static const std::regex line(R"(<s>(.*)</s>\s*\((.*)\))");
-    for (std::string text; std::getline(in, text);) {
-        std::smatch match;
-        if (!std::regex_search(text, match, line)) continue;
-        Recording r;
-        r.id = match[2];
-        r.reference = words(match[1]);
-        r.file = dataDirectory + r.id + ".wav";
-        r.trimmed = scratch / (r.id + ".trimmed.wav");
-        testing::make({"sox", r.file.string(), r.trimmed.string(), "reverse", "silence", "1", "0.05", "1%", "reverse"});
-        r.seconds = static_cast<double>(testing::readWavSamples(r.file).size()) / 16000.0;
-        recordings.push_back(std::move(r));
-    }
-    return recordings;
 }
 
 struct SessionRun {
@@ -147,11 +88,105 @@ void append(SpeechSession& session, std::span<const std::int16_t> samples) {
     session.appendPCM16(std::as_bytes(samples), 16000.0);
 }
 
-int run(bool show) {
+// Hypotheses of one decoder over a subset, and the CPU seconds it spent on them.
+struct Pass {
+    std::vector<std::string> texts;
+    double cpu = 0;
+};
+
+// Debian's own decoder, one process per file with the same model and its default settings.
+struct Continuous {
+    double loadCpu = 0;  // its cost of loading the model, measured on a tenth of a second
+
+    double run(const std::filesystem::path& file, std::string* out) const {
+        const double before = cpuSeconds(RUSAGE_CHILDREN);
+        const auto result = testing::runProcess({"pocketsphinx_continuous", "-infile", file.string(), "-hmm",
+                                                 modelDirectory + "en-us", "-lm", modelDirectory + "en-us.lm.bin",
+                                                 "-dict", modelDirectory + "cmudict-en-us.dict", "-logfn", "/dev/null"});
+        if (out) *out = result.out;
+        return cpuSeconds(RUSAGE_CHILDREN) - before;
+    }
+    Pass pass(const Subset& subset) const {
+        Pass p;
+        for (const auto& r : subset.recordings) {
+            std::string out;
+            p.cpu += std::max(0.0, run(r.file, &out) - loadCpu);
+            std::string joined;
+            for (const auto& word : bench::words(out)) joined += word + " ";
+            p.texts.push_back(joined);
+        }
+        return p;
+    }
+};
+
+// Quillon's two paths on one engine: file transcription (accurate preset) and the streaming session
+// (progressive preset), fed as fast as it takes the audio, in blocks of 100 ms.
+struct Quillon {
+    testing::SpeechWorld& world;
+    TranscriptionService& service;
+    SpeechTranscriptionSessionFactory& factory;
+
+    std::string transcribe(const std::filesystem::path& file) {
+        std::promise<std::string> done;
+        auto result = done.get_future();
+        service.transcribe(file, [&](auto text) { done.set_value(text ? *text : std::string()); });
+        return result.get();
+    }
+    std::string stream(const std::filesystem::path& file) {
+        SessionRun run;
+        auto session = factory.makeSession(run.handlers());
+        const auto samples = testing::readWavSamples(file);
+        for (std::size_t at = 0; at < samples.size(); at += 1600) {
+            append(*session, std::span(samples).subspan(at, std::min<std::size_t>(1600, samples.size() - at)));
+        }
+        return run.finish(*session);
+    }
+    Pass filePass(const Subset& subset) {
+        Pass p;
+        const double before = cpuSeconds();
+        for (const auto& r : subset.recordings) p.texts.push_back(transcribe(r.file));
+        p.cpu = cpuSeconds() - before;
+        return p;
+    }
+    Pass streamPass(const Subset& subset) {
+        Pass p;
+        const double before = cpuSeconds();
+        for (const auto& r : subset.recordings) p.texts.push_back(stream(r.file));
+        p.cpu = cpuSeconds() - before;
+        return p;
+    }
+};
+
+std::string ratio(double ours, double reference) {
+    char text[32];
+    if (reference > 0) {
+        std::snprintf(text, sizeof text, "%.2f", ours / reference);
+    } else {
+        std::snprintf(text, sizeof text, "%s", ours > 0 ? "inf" : "1.00");
+    }
+    return text;
+}
+
+// A made-up glossary of `count` terms, names and phrases no dictionary has, with `first` in front.
+std::vector<std::string> madeUpGlossary(std::vector<std::string> first, std::size_t count) {
+    const char* starts[] = {"Bra", "Cor", "Dal", "Fen", "Gor", "Hal", "Jor", "Kel", "Lun", "Mor", "Nar", "Pel", "Quor", "Ros", "Sil", "Tam", "Vor", "Wen", "Yar", "Zel"};
+    const char* ends[] = {"vath", "drin", "mosk", "tella", "wyn", "basht", "quist", "rello", "zanth", "phor"};
+    std::vector<std::string> terms = std::move(first);
+    for (std::size_t i = 0; terms.size() < count; ++i) {
+        std::string name = std::string(starts[i % 20]) + ends[(i / 20) % 10];
+        if (i % 4 == 3) name += std::string(" ") + starts[(i * 7) % 20] + ends[(i * 3) % 10];
+        terms.push_back(name);
+    }
+    return terms;
+}
+
+int run(bool show, PocketSphinxDecoderPool::Tuning tuning) {
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);  // each figure as soon as it is known
     ScratchDirectory scratch;
-    const auto recordings = loadRecordings(scratch);
-    double audioSeconds = 0;
-    for (const auto& r : recordings) audioSeconds += r.seconds;
+    const auto set = scratch / "evaluation";
+    testing::make({QUILLON_EVALUATION_SET_SCRIPT, set.string()});
+    const auto subsets = bench::loadSubsets(set, {"librivox", "flite", "espeak", "noisy-light", "noisy-heavy"});
+    const auto glossarySet = bench::loadSubsets(set, {"glossary"}).front();
     {
         std::ifstream load("/proc/loadavg");
         std::string average;
@@ -159,103 +194,137 @@ int run(bool show) {
         std::printf("Machine: %u hardware threads, load average %s at the start\n", std::thread::hardware_concurrency(),
                     average.c_str());
     }
-    std::printf("Recordings: %zu files, %.1f s of speech (Debian pocketsphinx-testdata, librivox)\n", recordings.size(),
-                audioSeconds);
-    std::printf("Model: %s (pocketsphinx-en-us); endpointer silence window %d ms\n\n", modelDirectory.c_str(),
-                PocketSphinxDecoderPool::endpointSilenceFrames * 10);
+    std::printf("Model: %s (pocketsphinx-en-us); endpointer silence window %d ms; decoder settings:",
+                modelDirectory.c_str(), PocketSphinxDecoderPool::endpointSilenceFrames * 10);
+    if (tuning.decoderArguments.empty()) std::printf(" the engine's defaults");
+    for (const auto& [name, value] : tuning.decoderArguments) std::printf(" %s %s", name.c_str(), value.c_str());
+    std::printf("\n\n");
 
-    // Debian's own decoder, one process per file with the same model, and its cost of loading the
-    // model, from a file of a tenth of a second.
-    const auto continuous = [](const std::filesystem::path& file, std::string* out) {
-        rusage before{}, after{};
-        getrusage(RUSAGE_CHILDREN, &before);
-        const auto result = testing::runProcess({"pocketsphinx_continuous", "-infile", file.string(), "-hmm",
-                                                 modelDirectory + "en-us", "-lm", modelDirectory + "en-us.lm.bin",
-                                                 "-dict", modelDirectory + "cmudict-en-us.dict", "-logfn", "/dev/null"});
-        getrusage(RUSAGE_CHILDREN, &after);
-        if (out) *out = result.out;
-        return static_cast<double>(after.ru_utime.tv_sec - before.ru_utime.tv_sec) +
-               static_cast<double>(after.ru_utime.tv_usec - before.ru_utime.tv_usec) / 1e6;
-    };
-    std::vector<std::string> referenceHypotheses;
-    double referenceCpu = 0;
-    for (const auto& r : recordings) {
-        std::string out;
-        referenceCpu += continuous(r.file, &out);
-        std::string joined;
-        for (const auto& word : words(out)) joined += word + " ";
-        referenceHypotheses.push_back(joined);
-    }
+    Continuous continuous;
     const auto blip = scratch / "blip.wav";
     testing::make({"sox", "-n", "-r", "16000", "-c", "1", "-b", "16", blip.string(), "trim", "0", "0.1"});
-    double loadCpu = 0;
-    for (int i = 0; i < 3; ++i) loadCpu += continuous(blip, nullptr) / 3;
+    for (int i = 0; i < 3; ++i) continuous.loadCpu += continuous.run(blip, nullptr) / 3;
 
-    testing::SpeechWorld world;
-
-    // File transcription with the accurate preset, on a warm engine.
+    testing::SpeechWorld world(PocketSphinxDecoderPool::ModelPaths::debianEnglish(), "en_US", tuning);
     testing::FakeWallClock clock;
     TemporaryFilesPosix temporaryFiles(scratch.path().string(), scratch.path(), world.log.logger(LogCategory::transcription));
     MediaImportFFmpeg media(temporaryFiles, world.log.logger(LogCategory::transcription));
     TranscriptionDiagnostics diagnostics(temporaryFiles, clock);
     BackgroundJobsThreads fileJobs;
     TranscriptionService service(world.support, media, diagnostics, fileJobs, world.log.logger(LogCategory::transcription));
-    const auto transcribe = [&](const std::filesystem::path& file) {
-        std::promise<std::string> done;
-        auto result = done.get_future();
-        service.transcribe(file, [&](auto text) { done.set_value(text ? *text : std::string()); });
-        return result.get();
-    };
-    const auto coldStart = Clock::now();
-    transcribe(recordings.front().file);
-    const double coldSeconds = std::chrono::duration<double>(Clock::now() - coldStart).count();
-    std::vector<std::string> fileHypotheses;
-    const double cpuBefore = cpuSeconds();
-    for (const auto& r : recordings) fileHypotheses.push_back(transcribe(r.file));
-    const double fileCpu = cpuSeconds() - cpuBefore;
+    SerialQueue sessionWorker("bench-session");
+    SpeechTranscriptionSessionFactory factory(world.support, world.converters, {&sessionWorker});
+    Quillon quillon{world, service, factory};
 
-    // Streaming sessions, fed as fast as they take it, on an engine warmed up as the app does at start.
+    const auto coldStart = Clock::now();
+    quillon.transcribe(subsets.front().recordings.front().file);
+    const double coldSeconds = std::chrono::duration<double>(Clock::now() - coldStart).count();
     world.engine.warmUp(TranscriberPreset::progressiveTranscription);
     while (world.engine.pool().idleCount(TranscriberPreset::progressiveTranscription) == 0) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
-    SerialQueue sessionWorker("bench-session");
-    SpeechTranscriptionSessionFactory factory(world.support, world.converters, {&sessionWorker});
-    std::vector<std::string> streamHypotheses;
+
+    std::printf("Word error rate (ratio to pocketsphinx_continuous) and CPU s per audio s; continuous's model load\n"
+                "of %.2f s CPU per file is taken off its figure.\n", continuous.loadCpu);
+    std::printf("%-12s %6s | %7s %14s %14s | %6s %6s %6s\n", "subset", "audio", "engine", "file", "streaming",
+                "engine", "file", "stream");
+    std::vector<std::vector<std::string>> fileTexts;
+    double worstRatio = 0;
+    for (const auto& subset : subsets) {
+        const Pass reference = continuous.pass(subset);
+        const Pass file = quillon.filePass(subset);
+        const Pass stream = quillon.streamPass(subset);
+        const double ref = bench::wordErrors(subset.recordings, reference.texts).rate();
+        const double ours = bench::wordErrors(subset.recordings, file.texts).rate();
+        const double streamed = bench::wordErrors(subset.recordings, stream.texts).rate();
+        worstRatio = std::max({worstRatio, ref > 0 ? ours / ref : ours > 0 ? 99.0 : 1.0, ref > 0 ? streamed / ref : streamed > 0 ? 99.0 : 1.0});
+        const double seconds = subset.seconds();
+        std::printf("%-12s %5.0fs | %6.1f%% %6.1f%% (%s) %6.1f%% (%s) | %6.3f %6.3f %6.3f\n", subset.name.c_str(), seconds,
+                    100 * ref, 100 * ours, ratio(ours, ref).c_str(), 100 * streamed, ratio(streamed, ref).c_str(),
+                    reference.cpu / seconds, file.cpu / seconds, stream.cpu / seconds);
+        if (show) {
+            for (std::size_t i = 0; i < subset.recordings.size(); ++i) {
+                std::printf("  %s\n    engine:    %s\n    file:      %s\n    streaming: %s\n",
+                            subset.recordings[i].id.c_str(), reference.texts[i].c_str(), file.texts[i].c_str(),
+                            stream.texts[i].c_str());
+            }
+        }
+        fileTexts.push_back(file.texts);
+    }
+    std::printf("Worst ratio to the engine's own decoder over the subsets: %.2f\n", worstRatio);
+
+    // The glossary: its own sentences without and with their terms, then a glossary of 200 terms
+    // (those and made-up names) over the clean subsets, against their figures above.
+    std::vector<std::string> terms;
+    {
+        std::ifstream in(set / "glossary-terms.txt");
+        for (std::string line; std::getline(in, line);) terms.push_back(line);
+    }
+    std::string glossaryText;
+    for (const auto& term : terms) glossaryText += term + "\n";
+    const Pass withoutGlossary = quillon.filePass(glossarySet);
+    world.setGlossary(glossaryText);
+    const auto changed = Clock::now();
+    quillon.transcribe(glossarySet.recordings.front().file);
+    const double firstAfterChange = std::chrono::duration<double>(Clock::now() - changed).count();
+    const Pass withGlossary = quillon.filePass(glossarySet);
+    const Pass streamedWithGlossary = quillon.streamPass(glossarySet);
+    std::printf("\nGlossary of %zu terms, sentences that use them (%zu files, %.0f s): word error rate %.1f%% without it, "
+                "%.1f%% with it (file), %.1f%% (streaming)\n",
+                terms.size(), glossarySet.recordings.size(), glossarySet.seconds(),
+                100 * bench::wordErrors(glossarySet.recordings, withoutGlossary.texts).rate(),
+                100 * bench::wordErrors(glossarySet.recordings, withGlossary.texts).rate(),
+                100 * bench::wordErrors(glossarySet.recordings, streamedWithGlossary.texts).rate());
+    std::size_t found = 0;
+    for (const auto& text : withGlossary.texts) {
+        found += std::ranges::any_of(terms, [&](const auto& term) { return text.find(term) != std::string::npos; });
+    }
+    std::printf("  files whose text has a term exactly as written: %zu of %zu; first file after the change: %.2f s wall\n",
+                found, glossarySet.recordings.size(), firstAfterChange);
+    if (show) {
+        for (std::size_t i = 0; i < glossarySet.recordings.size(); ++i) {
+            std::printf("  %s\n    without: %s\n    with:    %s\n", glossarySet.recordings[i].id.c_str(),
+                        withoutGlossary.texts[i].c_str(), withGlossary.texts[i].c_str());
+        }
+    }
+    const auto large = madeUpGlossary(terms, 200);
+    glossaryText.clear();
+    for (const auto& term : large) glossaryText += term + "\n";
+    world.setGlossary(glossaryText);
+    std::printf("Glossary of %zu terms, file transcription of the clean subsets, word error rate without -> with:\n", large.size());
+    bench::ErrorCount before, after;
+    for (std::size_t s = 0; s < 3; ++s) {
+        const Pass with = quillon.filePass(subsets[s]);
+        const auto without = bench::wordErrors(subsets[s].recordings, fileTexts[s]);
+        const auto withTerms = bench::wordErrors(subsets[s].recordings, with.texts);
+        before.errors += without.errors;
+        before.words += without.words;
+        after.errors += withTerms.errors;
+        after.words += withTerms.words;
+        std::printf("  %-10s %5.1f%% -> %5.1f%% (%+.1f points), %.3f CPU s per audio s\n", subsets[s].name.c_str(),
+                    100 * without.rate(), 100 * withTerms.rate(), 100 * (withTerms.rate() - without.rate()),
+                    with.cpu / subsets[s].seconds());
+    }
+    std::printf("  %-10s %5.1f%% -> %5.1f%% (%+.1f points)\n", "together", 100 * before.rate(), 100 * after.rate(),
+                100 * (after.rate() - before.rate()));
+    world.setGlossary("");
+
+    std::printf("\nFirst file on a cold engine: %.2f s wall (model load included)\n", coldSeconds);
     std::vector<double> readyMs;
-    for (const auto& r : recordings) {
+    for (const auto& r : subsets.front().recordings) {
         SessionRun run;
         const auto made = Clock::now();
         auto session = factory.makeSession(run.handlers());
-        const auto samples = testing::readWavSamples(r.file);
-        for (std::size_t at = 0; at < samples.size(); at += 1600) {
-            append(*session, std::span(samples).subspan(at, std::min<std::size_t>(1600, samples.size() - at)));
-        }
-        streamHypotheses.push_back(run.finish(*session));
+        append(*session, testing::readWavSamples(r.file));
+        run.finish(*session);
         std::lock_guard lock(run.mutex);
         if (run.ready) readyMs.push_back(std::chrono::duration<double, std::milli>(*run.ready - made).count());
     }
-
-    std::printf("%-44s %8s %14s\n", "", "WER", "CPU s / audio s");
-    std::printf("%-44s %7.1f%% %14.3f  (%.3f with its model load of %.2f s CPU per file)\n",
-                "pocketsphinx_continuous (Debian)", 100 * wordErrorRate(recordings, referenceHypotheses),
-                std::max(0.0, referenceCpu - loadCpu * static_cast<double>(recordings.size())) / audioSeconds,
-                referenceCpu / audioSeconds, loadCpu);
-    std::printf("%-44s %7.1f%% %14.3f\n", "quillon file transcription (transcription)",
-                100 * wordErrorRate(recordings, fileHypotheses), fileCpu / audioSeconds);
-    std::printf("%-44s %7.1f%%\n", "quillon streaming session (progressive)", 100 * wordErrorRate(recordings, streamHypotheses));
-    if (show) {
-        for (std::size_t i = 0; i < recordings.size(); ++i) {
-            std::printf("%s\n  continuous: %s\n  file:       %s\n  streaming:  %s\n", recordings[i].id.c_str(),
-                        referenceHypotheses[i].c_str(), fileHypotheses[i].c_str(), streamHypotheses[i].c_str());
-        }
-    }
-    std::printf("\nFirst file on a cold engine: %.2f s wall (model load included)\n", coldSeconds);
     std::printf("Session ready (first update) on a warm engine: %s over %zu sessions\n", medianAndMax(readyMs, 1).c_str(),
                 readyMs.size());
 
     {
-        // Finalisation latency. Each recording, its trailing silence cut off so that its last sample
+        // Finalisation latency, on the librivox subset. Each recording, its trailing silence cut off so that its last sample
         // ends the speech, then silence, goes to a session in 10 ms blocks; after each block the
         // bench waits until the session's worker has analysed it. The latency of a final result is
         // the audio fed after the last speech sample until it arrived, less the silence window,
@@ -270,10 +339,12 @@ int run(bool show) {
             settled.wait();
         };
         for (const bool stopAtOnce : {false, true}) {
-            for (const auto& r : recordings) {
+            for (const auto& r : subsets.front().recordings) {
                 SessionRun run;
                 auto session = factory.makeSession(run.handlers());
-                auto samples = testing::readWavSamples(r.trimmed);
+                const auto trimmed = scratch / (r.id + ".trimmed.wav");
+                testing::make({"sox", r.file.string(), trimmed.string(), "reverse", "silence", "1", "0.05", "1%", "reverse"});
+                auto samples = testing::readWavSamples(trimmed);
                 const std::size_t speechEnd = samples.size();
                 if (!stopAtOnce) samples.resize(samples.size() + 24000, 0);
                 std::size_t phrasesBefore = 0;
@@ -325,16 +396,18 @@ int measureSessions(std::size_t count) {
     SpeechTranscriptionSessionFactory factory(world.support, world.converters, pointers);
     std::vector<std::unique_ptr<SessionRun>> runs;
     std::vector<std::shared_ptr<SpeechSession>> sessions;
-    const auto samples = testing::readWavSamples(dataDirectory + "sense_and_sensibility_01_austen_64kb-0880.wav");
+    const auto samples = testing::readWavSamples("/usr/share/pocketsphinx/test/data/librivox/sense_and_sensibility_01_austen_64kb-0880.wav");
     for (std::size_t i = 0; i < count; ++i) {
         runs.push_back(std::make_unique<SessionRun>());
         sessions.push_back(factory.makeSession(runs.back()->handlers()));
         append(*sessions.back(), samples);
     }
     for (std::size_t i = 0; i < count; ++i) runs[i]->finish(*sessions[i]);
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    std::printf("%.0f MB\n", static_cast<double>(usage.ru_maxrss) / 1024);
+    // The peak of this process's own memory: ru_maxrss would carry the parent's peak across exec.
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmHWM:")) std::printf("%.0f MB\n", std::stod(line.substr(6)) / 1024);
+    }
     return 0;
 }
 
@@ -345,6 +418,21 @@ int main(int argc, char** argv) {
     if (argc == 3 && std::string(argv[1]) == "--memory-sessions") {
         return quillon::measureSessions(static_cast<std::size_t>(std::stoul(argv[2])));
     }
-    const bool show = argc > 1 && std::string(argv[1]) == "--show";
-    return quillon::run(show);
+    bool show = false;
+    quillon::PocketSphinxDecoderPool::Tuning tuning;
+    for (int i = 1; i < argc; ++i) {
+        const std::string option = argv[i];
+        if (option == "--show") {
+            show = true;
+        } else if (option == "--arg" && i + 2 < argc) {
+            tuning.decoderArguments.emplace_back(argv[i + 1], argv[i + 2]);
+            i += 2;
+        } else if (option == "--glossary-weight" && i + 1 < argc) {
+            tuning.glossaryWeight = std::stof(argv[++i]);
+        } else {
+            std::fprintf(stderr, "usage: bench_speech [--show] [--arg NAME VALUE]... [--glossary-weight W]\n");
+            return 2;
+        }
+    }
+    return quillon::run(show, std::move(tuning));
 }

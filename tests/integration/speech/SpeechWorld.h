@@ -19,13 +19,15 @@
 namespace quillon::testing {
 
 // The real recogniser with the real text rules; only the settings store is in memory, so a test
-// can set the user's corrections.
+// can set the user's corrections and glossary.
 struct SpeechWorld {
     explicit SpeechWorld(PocketSphinxDecoderPool::ModelPaths paths = PocketSphinxDecoderPool::ModelPaths::debianEnglish(),
-                         std::string localeIdentifier = "en_US")
-        : locale(std::move(localeIdentifier)), engine(std::move(paths), log.logger(LogCategory::transcription)) {}
+                         std::string localeIdentifier = "en_US", PocketSphinxDecoderPool::Tuning tuning = {})
+        : locale(std::move(localeIdentifier)),
+          engine(std::move(paths), log.logger(LogCategory::transcription), true, std::move(tuning)) {}
 
     void setCorrections(const std::string& text) { settings.setTranscriptionCorrections(text); }
+    void setGlossary(const std::string& text) { settings.setTranscriptionGlossary(text); }
 
     ManualScheduler logQueue;  // the ring is never read; lines reach log.output at once
     TestLog log{logQueue};

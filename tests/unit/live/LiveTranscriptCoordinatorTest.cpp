@@ -16,6 +16,7 @@
 #include "fakes/FakeKeyValueStore.h"
 #include "fakes/FakeLiveTranscriptWindow.h"
 #include "fakes/FakeSpeechSessionFactory.h"
+#include "fakes/FakeTemporaryFiles.h"
 #include "fakes/FakeUrlOpener.h"
 #include "fakes/TestLog.h"
 
@@ -89,7 +90,8 @@ public:
     FakeSystemAudioTap tap;
     LiveAudioCaptureController capture{main, mixerQueue, microphone_, tap};
     FakeAudioFileWriterFactory files;
-    LiveAudioFileRecorder fileRecorder{main, fileQueue, files, "/tmp/quillon-test"};
+    FakeTemporaryFiles temporaryFiles;
+    LiveAudioFileRecorder fileRecorder{main, fileQueue, files, temporaryFiles};
     FakeSpeechSessionFactory sessions;
     FakeKeyValueStore store;
     RecordedStatus status;

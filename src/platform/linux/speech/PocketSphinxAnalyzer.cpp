@@ -1,18 +1,18 @@
 #include "platform/linux/speech/PocketSphinxAnalyzer.h"
 
 #include <algorithm>
-#include <cctype>
 
 namespace quillon {
 
 namespace {
 
-// The detector is asked at every 64 ms of the stream, counted from its start, whatever the sizes
+// The detector is asked at every 128 ms of the stream, counted from its start, whatever the sizes
 // of the blocks fed: the same audio is cut into the same utterances whether it comes from a file
-// or a microphone, and a large block cannot hide an endpoint followed by new speech.
-constexpr std::size_t chunkSamples = 1024;
-// A partial hypothesis costs a back-trace; five a second keep the provisional text lively.
-constexpr std::size_t partialIntervalSamples = 3072;
+// or a microphone, and a large block cannot hide an endpoint followed by new speech. The engine's
+// own decoder asks at the same points, so both cut speech alike.
+constexpr std::size_t chunkSamples = 2048;
+// A partial hypothesis costs a back-trace; four a second keep the provisional text lively.
+constexpr std::size_t partialIntervalSamples = 4096;
 
 }  // namespace
 
@@ -23,19 +23,17 @@ PocketSphinxAnalyzer::~PocketSphinxAnalyzer() { cancelAndFinishNow(); }
 
 std::expected<void, TranscriptionError> PocketSphinxAnalyzer::setContext(const AnalysisContext& context) {
     auto terms = context.contextualStrings.find(AnalysisContext::generalTag);
-    if (terms == context.contextualStrings.end() || terms->second.empty()) return {};
-    // PocketSphinx has no contextual biasing; the glossary's terms still shape the text through
-    // the user's corrections.
-    logger_.info("The recogniser does not take glossary terms; " + std::to_string(terms->second.size()) +
-                 " terms ignored for recognition");
+    glossary_ = terms == context.contextualStrings.end() ? PocketSphinxGlossary() : PocketSphinxGlossary(terms->second);
     return {};
 }
 
 std::expected<void, TranscriptionError> PocketSphinxAnalyzer::prepareToAnalyze(AudioFormat audioFormat) {
     if (audioFormat != format) return std::unexpected(TranscriptionError::noCompatibleAudioFormat());
-    if (!decoder_) decoder_ = pool_.acquire(preset_);
+    if (!decoder_) decoder_ = pool_.acquire(preset_, glossary_);
     if (!decoder_) return std::unexpected(TranscriptionError::unavailable());
-    if (ps_start_utt(decoder_.get()) < 0) {
+    // Each session is a stream of its own: the front end's noise estimate starts over, as it does
+    // for the engine's own decoder at each file, instead of carrying over from the last session.
+    if (ps_start_stream(decoder_.get()) < 0 || ps_start_utt(decoder_.get()) < 0) {
         logger_.error("PocketSphinx could not start an utterance");
         return std::unexpected(TranscriptionError::unavailable());
     }
@@ -123,19 +121,7 @@ void PocketSphinxAnalyzer::cancelAndFinishNow() {
 std::string PocketSphinxAnalyzer::hypothesis() const {
     std::int32_t score = 0;
     const char* text = ps_get_hyp(decoder_.get(), &score);
-    return text ? writtenForm(text) : std::string();
-}
-
-std::string PocketSphinxAnalyzer::writtenForm(std::string_view hypothesis) {
-    // The dictionary spells every word in lower case; the pronoun "I" and its contractions
-    // ("i'm", "i'll", "i've", "i'd") are written as English writes them.
-    std::string text(hypothesis);
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const bool wordStart = at == 0 || text[at - 1] == ' ';
-        const bool wordEnd = at + 1 == text.size() || text[at + 1] == ' ' || text[at + 1] == '\'';
-        if (text[at] == 'i' && wordStart && wordEnd) text[at] = 'I';
-    }
-    return text;
+    return text ? glossary_.writtenForm(text) : std::string();
 }
 
 }  // namespace quillon

@@ -11,7 +11,8 @@ namespace quillon {
 // One analysis run on a pooled PocketSphinx decoder. The decoder's voice-activity detector cuts
 // the audio into utterances: while one is in progress its partial hypothesis is reported as a
 // volatile result (progressive preset only), and when the detector has heard the endpoint's
-// silence the utterance's hypothesis becomes a final result.
+// silence the utterance's hypothesis becomes a final result. The glossary of the context decides
+// which decoder it takes: one that knows the glossary's terms as words of its own.
 //
 // Threads: used by one thread at a time (the session's worker), like the decoder it leases.
 class PocketSphinxAnalyzer final : public SpeechAnalyzer {
@@ -28,9 +29,6 @@ public:
     std::expected<void, TranscriptionError> finalizeAndFinish(const ResultHandler& onResult) override;
     void cancelAndFinishNow() override;
 
-    // A hypothesis as text to read.
-    static std::string writtenForm(std::string_view hypothesis);
-
 private:
     std::expected<void, TranscriptionError> checkEndpoint(const ResultHandler& onResult);
     std::string hypothesis() const;
@@ -38,6 +36,7 @@ private:
     PocketSphinxDecoderPool& pool_;
     TranscriberPreset preset_;
     Logger logger_;
+    PocketSphinxGlossary glossary_;
     PocketSphinxDecoderPool::Lease decoder_;
     bool inUtterance_ = false;    // the decoder's utterance has been started
     bool heardSpeech_ = false;    // the detector has heard speech in the current utterance

@@ -42,8 +42,8 @@ private:
 }  // namespace
 
 SpeechEnginePocketSphinx::SpeechEnginePocketSphinx(PocketSphinxDecoderPool::ModelPaths paths, Logger logger,
-                                                   bool prepareSpares)
-    : logger_(logger), pool_(std::move(paths), std::move(logger), prepareSpares) {}
+                                                   bool prepareSpares, PocketSphinxDecoderPool::Tuning tuning)
+    : logger_(logger), pool_(std::move(paths), std::move(logger), prepareSpares, std::move(tuning)) {}
 
 std::optional<std::string> SpeechEnginePocketSphinx::supportedLocale(std::string_view localeIdentifier) const {
     // The language is what comes before the region, script, encoding or modifier:
@@ -61,6 +61,8 @@ std::unique_ptr<SpeechTranscriber> SpeechEnginePocketSphinx::makeTranscriber(con
     return std::make_unique<PocketSphinxTranscriber>(pool_, preset, logger_);
 }
 
-void SpeechEnginePocketSphinx::warmUp(TranscriberPreset preset) { pool_.warmUp(preset); }
+void SpeechEnginePocketSphinx::warmUp(TranscriberPreset preset, const std::vector<std::string>& glossaryTerms) {
+    pool_.warmUp(preset, PocketSphinxGlossary(glossaryTerms));
+}
 
 }  // namespace quillon

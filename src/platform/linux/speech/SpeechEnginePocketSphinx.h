@@ -16,15 +16,16 @@ public:
     static constexpr const char* supportedLocaleIdentifier = "en-US";
     static constexpr const char* modelPackage = "pocketsphinx-en-us";
 
-    // `prepareSpares`: see PocketSphinxDecoderPool.
-    SpeechEnginePocketSphinx(PocketSphinxDecoderPool::ModelPaths paths, Logger logger, bool prepareSpares = true);
+    // `prepareSpares` and `tuning`: see PocketSphinxDecoderPool.
+    SpeechEnginePocketSphinx(PocketSphinxDecoderPool::ModelPaths paths, Logger logger, bool prepareSpares = true,
+                             PocketSphinxDecoderPool::Tuning tuning = {});
 
     bool isAvailable() const override { return true; }
     std::optional<std::string> supportedLocale(std::string_view localeIdentifier) const override;
     std::unique_ptr<SpeechTranscriber> makeTranscriber(const std::string& locale, TranscriberPreset preset) override;
 
     // Loads the model off the calling thread, so that the first session starts without the wait.
-    void warmUp(TranscriberPreset preset);
+    void warmUp(TranscriberPreset preset, const std::vector<std::string>& glossaryTerms = {});
 
     PocketSphinxDecoderPool& pool() { return pool_; }
 
