@@ -24,8 +24,8 @@ class SpeakerListener {
 public:
     SpeakerListener() {
         silence_ = std::jthread([this](std::stop_token stop) {
-            const pa_sample_spec spec{PA_SAMPLE_S16LE, 48000, 1};
-            pa_simple* stream = pa_simple_new(nullptr, "Quillon test", PA_STREAM_PLAYBACK, "speakers", "silence", &spec,
+            const pa_sample_spec sampleSpecification{PA_SAMPLE_S16LE, 48000, 1};
+            pa_simple* stream = pa_simple_new(nullptr, "Quillon test", PA_STREAM_PLAYBACK, "speakers", "silence", &sampleSpecification,
                                               nullptr, nullptr, nullptr);
             if (!stream) return;
             const std::vector<std::int16_t> quiet(480, 0);
@@ -41,10 +41,10 @@ public:
 
 private:
     int listen() {
-        const pa_sample_spec spec{PA_SAMPLE_S16LE, 48000, 1};
+        const pa_sample_spec sampleSpecification{PA_SAMPLE_S16LE, 48000, 1};
         const pa_buffer_attr attributes{static_cast<std::uint32_t>(-1), static_cast<std::uint32_t>(-1),
                                         static_cast<std::uint32_t>(-1), static_cast<std::uint32_t>(-1), 960 * 2};
-        pa_simple* stream = pa_simple_new(nullptr, "Quillon test", PA_STREAM_RECORD, "speakers.monitor", "listen", &spec,
+        pa_simple* stream = pa_simple_new(nullptr, "Quillon test", PA_STREAM_RECORD, "speakers.monitor", "listen", &sampleSpecification,
                                           nullptr, &attributes, nullptr);
         if (!stream) {
             listening_.set_value();

@@ -55,8 +55,8 @@ void SoundPlayerPulse::Sample::forgetUploadOfLostServer() {
 void SoundPlayerPulse::Sample::start(pa_context* context) {
     forgetUploadOfLostServer();
     if (upload == Upload::uploading || upload == Upload::uploaded) return;
-    const pa_sample_spec spec{PA_SAMPLE_S16LE, static_cast<std::uint32_t>(sampleFormat.sampleRate), 1};
-    stream = pa_stream_new(context, name.c_str(), &spec, nullptr);
+    const pa_sample_spec sampleSpecification{PA_SAMPLE_S16LE, static_cast<std::uint32_t>(sampleFormat.sampleRate), 1};
+    stream = pa_stream_new(context, name.c_str(), &sampleSpecification, nullptr);
     if (!stream) {
         logger.error("Could not upload sound " + name + ": " + pa_strerror(pa_context_errno(context)));
         upload = Upload::failed;
