@@ -32,7 +32,7 @@ bool hasDevice(const std::vector<AudioInputDevice>& devices, const std::string& 
 TEST(AudioDevicesPulse, ListsMicrophonesByDescriptionWithoutMonitors) {
     QUILLON_REQUIRE_SOUND_SERVER();
     testing::SoundLog log;
-    PulseConnection connection("Quillon test", log.log.logger(LogCategory::audio));
+    PulseServerConnection connection("Quillon test", log.log.logger(LogCategory::audio));
     AudioDevicesPulse devices(connection);
     const auto listed = listNow(devices);
     EXPECT_NE(std::ranges::find(listed, AudioInputDevice{"mic", "Test-Microphone"}), listed.end());
@@ -42,7 +42,7 @@ TEST(AudioDevicesPulse, ListsMicrophonesByDescriptionWithoutMonitors) {
 TEST(AudioDevicesPulse, ReportsAMicrophonePluggedInAndOut) {
     QUILLON_REQUIRE_SOUND_SERVER();
     testing::SoundLog log;
-    PulseConnection connection("Quillon test", log.log.logger(LogCategory::audio));
+    PulseServerConnection connection("Quillon test", log.log.logger(LogCategory::audio));
     AudioDevicesPulse devices(connection);
     std::mutex mutex;
     std::condition_variable changed;
@@ -82,7 +82,7 @@ TEST(AudioDevicesPulse, ReportsAMicrophonePluggedInAndOut) {
 TEST(MicrophoneAccessPulse, GrantedWhenTheServerHasAMicrophone) {
     QUILLON_REQUIRE_SOUND_SERVER();
     testing::SoundLog log;
-    PulseConnection connection("Quillon test", log.log.logger(LogCategory::audio));
+    PulseServerConnection connection("Quillon test", log.log.logger(LogCategory::audio));
     MicrophoneAccessPulse access(connection);
     EXPECT_EQ(access.recordPermission(), RecordPermission::undetermined);
     std::promise<bool> answered;
@@ -102,7 +102,7 @@ TEST(MicrophoneAccessPulse, DeniedWhenNoServerAnswers) {
     ::setenv("PULSE_SERVER", "unix:/nonexistent/quillon/native", 1);
     testing::SoundLog log;
     {
-        PulseConnection connection("Quillon test", log.log.logger(LogCategory::audio));
+        PulseServerConnection connection("Quillon test", log.log.logger(LogCategory::audio));
         MicrophoneAccessPulse access(connection);
         std::promise<bool> answered;
         access.requestRecordPermission([&answered](bool granted) { answered.set_value(granted); });

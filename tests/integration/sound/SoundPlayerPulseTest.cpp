@@ -69,7 +69,7 @@ private:
 TEST(SoundPlayerPulse, FindsBundledSoundsAndSkipsMissingOnes) {
     QUILLON_REQUIRE_SOUND_SERVER();
     testing::SoundLog log;
-    PulseConnection connection("Quillon test", log.log.logger(LogCategory::audio));
+    PulseServerConnection connection("Quillon test", log.log.logger(LogCategory::audio));
     SoundPlayerPulse player(connection, {"/nonexistent", QUILLON_SOUNDS_DIR}, log.log.logger(LogCategory::audio));
     EXPECT_EQ(player.soundResource("Start", "m4a"), std::filesystem::path(QUILLON_SOUNDS_DIR) / "Start.m4a");
     EXPECT_TRUE(player.soundResource("End", "m4a"));
@@ -80,7 +80,7 @@ TEST(SoundPlayerPulse, FindsBundledSoundsAndSkipsMissingOnes) {
 TEST(SoundPlayerPulse, PlaysFromTheServersSampleCache) {
     QUILLON_REQUIRE_SOUND_SERVER();
     testing::SoundLog log;
-    PulseConnection connection("Quillon test", log.log.logger(LogCategory::audio));
+    PulseServerConnection connection("Quillon test", log.log.logger(LogCategory::audio));
     SoundPlayerPulse player(connection, {QUILLON_SOUNDS_DIR}, log.log.logger(LogCategory::audio));
     auto sound = player.loadSound(*player.soundResource("Start", "m4a"));
     ASSERT_NE(sound, nullptr);

@@ -6,9 +6,12 @@
 
 namespace quillon {
 
-AudioCapturePulse::~AudioCapturePulse() { stop(); }
+AudioCapturePulse::~AudioCapturePulse() {
+    stop();
+}
 
-std::expected<void, AudioCaptureError> AudioCapturePulse::start(const std::string& sourceName, int sampleRate) {
+std::expected<void, AudioCaptureError> AudioCapturePulse::start(const std::string& sourceName,
+                                                                int sampleRate) {
     if (stream_) return {};
     connection_ = std::make_unique<PulseConnection>("Quillon microphone");
     auto started = connection_->connect();
@@ -24,11 +27,13 @@ std::expected<void, AudioCaptureError> AudioCapturePulse::start(const std::strin
     return started;
 }
 
-std::expected<void, AudioCaptureError> AudioCapturePulse::startLocked(const std::string& sourceName, int sampleRate) {
+std::expected<void, AudioCaptureError> AudioCapturePulse::startLocked(const std::string& sourceName,
+                                                                      int sampleRate) {
     using Kind = AudioCaptureError::Kind;
     auto defaults = pulse::serverDefaults(*connection_);
     auto all = pulse::sources(*connection_);
-    if (!defaults || !all) return std::unexpected(AudioCaptureError{Kind::soundServerUnavailable, connection_->lastError()});
+    if (!defaults || !all)
+        return std::unexpected(AudioCaptureError{Kind::soundServerUnavailable, connection_->lastError()});
 
     // The named source, else the default one, else the first that is not a monitor.
     const auto usable = [&](const std::string& name) {
@@ -37,7 +42,8 @@ std::expected<void, AudioCaptureError> AudioCapturePulse::startLocked(const std:
     std::string chosen = !sourceName.empty() ? sourceName : defaults->source;
     if (!usable(chosen)) {
         if (!sourceName.empty()) {
-            return std::unexpected(AudioCaptureError{Kind::microphoneCouldNotStart, "no microphone named " + sourceName});
+            return std::unexpected(
+                AudioCaptureError{Kind::microphoneCouldNotStart, "no microphone named " + sourceName});
         }
         const auto real = std::ranges::find_if(*all, [](const auto& s) { return !s.isMonitor; });
         if (real == all->end()) return std::unexpected(AudioCaptureError{Kind::noMicrophone, ""});
@@ -80,21 +86,11 @@ void AudioCapturePulse::stop() {
 }
 
 void AudioCapturePulse::setOnPCM16Data(PCM16Handler handler) {
-    if (!connection_) {
-        onData_ = std::move(handler);
-        return;
-    }
-    PulseConnection::Locked lock(*connection_);
-    onData_ = std::move(handler);
+    PulseConnection::assign(connection_.get(), onData_, std::move(handler));
 }
 
 void AudioCapturePulse::setOnError(ErrorHandler handler) {
-    if (!connection_) {
-        onError_ = std::move(handler);
-        return;
-    }
-    PulseConnection::Locked lock(*connection_);
-    onError_ = std::move(handler);
+    PulseConnection::assign(connection_.get(), onError_, std::move(handler));
 }
 
 }  // namespace quillon

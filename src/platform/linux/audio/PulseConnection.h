@@ -42,6 +42,18 @@ public:
     };
 
     // With the lock held: waits until `done` is true or the context has failed. False on failure.
+    // Replaces a value the loop thread reads (a handler): under the loop's lock while `connection`
+    // exists, directly before it does.
+    template <class T>
+    static void assign(PulseConnection* connection, T& field, T value) {
+        if (!connection) {
+            field = std::move(value);
+            return;
+        }
+        Locked lock(*connection);
+        field = std::move(value);
+    }
+
     bool waitUntil(const std::function<bool()>& done);
     // With the lock held: runs `operation` to its end (or the context's failure). False on failure.
     bool await(pa_operation* operation);

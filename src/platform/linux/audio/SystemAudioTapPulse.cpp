@@ -22,9 +22,12 @@ struct SystemAudioTapPulse::Attached {
 
 SystemAudioTapPulse::SystemAudioTapPulse(DesktopEntryIndex& index) : identity_(index) {}
 
-SystemAudioTapPulse::~SystemAudioTapPulse() { stop(); }
+SystemAudioTapPulse::~SystemAudioTapPulse() {
+    stop();
+}
 
-std::expected<void, AudioCaptureError> SystemAudioTapPulse::start(const std::optional<std::string>& applicationIdentifier) {
+std::expected<void, AudioCaptureError> SystemAudioTapPulse::start(
+    const std::optional<std::string>& applicationIdentifier) {
     if (connection_) return {};
     connection_ = std::make_unique<PulseConnection>("Quillon system audio");
     auto started = connection_->connect();
@@ -34,7 +37,9 @@ std::expected<void, AudioCaptureError> SystemAudioTapPulse::start(const std::opt
         mix_.assign(bufferSamples, 0);
         started = applicationIdentifier ? startApplication(*applicationIdentifier) : startAll();
         if (started) {
-            connection_->onLost = [this] { report(AudioCaptureError{AudioCaptureError::Kind::connectionLost, ""}); };
+            connection_->onLost = [this] {
+                report(AudioCaptureError{AudioCaptureError::Kind::connectionLost, ""});
+            };
         } else {
             pa_context_set_subscribe_callback(connection_->context(), nullptr, nullptr);
             monitor_.reset();
@@ -48,9 +53,11 @@ std::expected<void, AudioCaptureError> SystemAudioTapPulse::start(const std::opt
 std::expected<void, AudioCaptureError> SystemAudioTapPulse::startAll() {
     using Kind = AudioCaptureError::Kind;
     auto defaults = pulse::serverDefaults(*connection_);
-    if (!defaults) return std::unexpected(AudioCaptureError{Kind::soundServerUnavailable, connection_->lastError()});
+    if (!defaults)
+        return std::unexpected(AudioCaptureError{Kind::soundServerUnavailable, connection_->lastError()});
     auto monitor = pulse::monitorOfSink(*connection_, defaults->sink);
-    if (!monitor) return std::unexpected(AudioCaptureError{Kind::systemAudioCouldNotStart, "no default output"});
+    if (!monitor)
+        return std::unexpected(AudioCaptureError{Kind::systemAudioCouldNotStart, "no default output"});
     monitor_ = std::make_unique<PulseRecordStream>(*connection_, "System audio", sampleRate);
     monitor_->onData = [this](std::span<const std::byte> block) { emit(block); };
     if (auto failure = monitor_->connect(*monitor, std::nullopt)) {
@@ -79,19 +86,21 @@ std::expected<void, AudioCaptureError> SystemAudioTapPulse::startApplication(con
         connection_->context(),
         [](pa_context*, const pa_sink_input_info* info, int, void* user) {
             auto& q = *static_cast<Query*>(user);
-            if (info) q.inputs.push_back({info->index, info->sink, PulseApplicationIdentity::ownerOf(info->proplist)});
+            if (info)
+                q.inputs.push_back(
+                    {info->index, info->sink, PulseApplicationIdentity::ownerOf(info->proplist)});
             q.connection->signal();
         },
         &query));
-    if (!listed) return std::unexpected(AudioCaptureError{Kind::soundServerUnavailable, connection_->lastError()});
+    if (!listed)
+        return std::unexpected(AudioCaptureError{Kind::soundServerUnavailable, connection_->lastError()});
 
     // Subscribe before attaching, so a sink input that appears meanwhile is not missed.
     pa_context_set_subscribe_callback(connection_->context(), &SystemAudioTapPulse::sinkInputEvent, this);
-    if (!connection_->await(pa_context_subscribe(connection_->context(), PA_SUBSCRIPTION_MASK_SINK_INPUT,
-                                                 [](pa_context*, int, void* user) {
-                                                     static_cast<PulseConnection*>(user)->signal();
-                                                 },
-                                                 connection_.get()))) {
+    if (!connection_->await(pa_context_subscribe(
+            connection_->context(), PA_SUBSCRIPTION_MASK_SINK_INPUT,
+            [](pa_context*, int, void* user) { static_cast<PulseConnection*>(user)->signal(); },
+            connection_.get()))) {
         return std::unexpected(AudioCaptureError{Kind::soundServerUnavailable, connection_->lastError()});
     }
     std::map<std::uint32_t, std::optional<std::uint32_t>> monitors;
@@ -129,8 +138,8 @@ void SystemAudioTapPulse::detach(std::uint32_t sinkInput) {
 }
 
 // Loop thread: a sink input was added or removed.
-void SystemAudioTapPulse::sinkInputEvent(pa_context* context, pa_subscription_event_type_t type, std::uint32_t index,
-                                         void* self) {
+void SystemAudioTapPulse::sinkInputEvent(pa_context* context, pa_subscription_event_type_t type,
+                                         std::uint32_t index, void* self) {
     auto& tap = *static_cast<SystemAudioTapPulse*>(self);
     if ((type & PA_SUBSCRIPTION_EVENT_FACILITY_MASK) != PA_SUBSCRIPTION_EVENT_SINK_INPUT) return;
     const auto kind = type & PA_SUBSCRIPTION_EVENT_TYPE_MASK;
@@ -145,8 +154,8 @@ void SystemAudioTapPulse::sinkInputEvent(pa_context* context, pa_subscription_ev
         [](pa_context* c, const pa_sink_input_info* info, int, void* user) {
             auto& owner = *static_cast<SystemAudioTapPulse*>(user);
             if (!info) return;
-            if (owner.identity_.resolve(PulseApplicationIdentity::ownerOf(info->proplist)).applicationIdentifier !=
-                owner.application_) {
+            if (owner.identity_.resolve(PulseApplicationIdentity::ownerOf(info->proplist))
+                    .applicationIdentifier != owner.application_) {
                 return;
             }
             struct Pending {
@@ -162,8 +171,10 @@ void SystemAudioTapPulse::sinkInputEvent(pa_context* context, pa_subscription_ev
                     if (eol) delete p;
                 },
                 pending);
-            if (next) pa_operation_unref(next);
-            else delete pending;
+            if (next)
+                pa_operation_unref(next);
+            else
+                delete pending;
         },
         &tap);
     if (operation) pa_operation_unref(operation);
@@ -225,21 +236,11 @@ std::size_t SystemAudioTapPulse::attachedCount() {
 }
 
 void SystemAudioTapPulse::setOnPCM16Data(PCM16Handler handler) {
-    if (!connection_) {
-        onData_ = std::move(handler);
-        return;
-    }
-    PulseConnection::Locked lock(*connection_);
-    onData_ = std::move(handler);
+    PulseConnection::assign(connection_.get(), onData_, std::move(handler));
 }
 
 void SystemAudioTapPulse::setOnError(ErrorHandler handler) {
-    if (!connection_) {
-        onError_ = std::move(handler);
-        return;
-    }
-    PulseConnection::Locked lock(*connection_);
-    onError_ = std::move(handler);
+    PulseConnection::assign(connection_.get(), onError_, std::move(handler));
 }
 
 }  // namespace quillon

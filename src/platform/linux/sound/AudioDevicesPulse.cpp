@@ -4,7 +4,7 @@
 
 namespace quillon {
 
-AudioDevicesPulse::AudioDevicesPulse(PulseConnection& connection) : connection_(connection) {
+AudioDevicesPulse::AudioDevicesPulse(PulseServerConnection& connection) : connection_(connection) {
     // Sources coming and going, and the server's default source changing (a server event), are
     // what the list shows; a source merely changing (its volume) is not.
     connection_.addEventObserver([mutex = mutex_, handler = handler_](pa_subscription_event_type_t type, std::uint32_t) {

@@ -5,7 +5,7 @@
 #include <mutex>
 
 #include "core/ports/AudioDevices.h"
-#include "platform/linux/sound/PulseConnection.h"
+#include "platform/linux/sound/PulseServerConnection.h"
 
 namespace quillon {
 
@@ -13,13 +13,13 @@ namespace quillon {
 // Lock rules: `handler_` is set on the main thread and read on the loop's thread under `mutex_`.
 class AudioDevicesPulse final : public AudioDevices {
 public:
-    explicit AudioDevicesPulse(PulseConnection& connection);
+    explicit AudioDevicesPulse(PulseServerConnection& connection);
 
     void listInputDevices(ListCompletion completion) override;
     void setOnDevicesChanged(std::function<void()> handler) override;
 
 private:
-    PulseConnection& connection_;
+    PulseServerConnection& connection_;
     std::shared_ptr<std::mutex> mutex_ = std::make_shared<std::mutex>();
     std::shared_ptr<std::function<void()>> handler_ = std::make_shared<std::function<void()>>();
 };

@@ -17,10 +17,10 @@ void recount(pa_context* context, const std::shared_ptr<std::atomic<RecordPermis
 
 }  // namespace
 
-MicrophoneAccessPulse::MicrophoneAccessPulse(PulseConnection& connection) : connection_(connection) {
-    connection_.addStateObserver([&connection = connection_, permission = permission_](PulseConnection::State state) {
-        if (state == PulseConnection::State::failed) permission->store(RecordPermission::denied);
-        if (state == PulseConnection::State::ready) {
+MicrophoneAccessPulse::MicrophoneAccessPulse(PulseServerConnection& connection) : connection_(connection) {
+    connection_.addStateObserver([&connection = connection_, permission = permission_](PulseServerConnection::State state) {
+        if (state == PulseServerConnection::State::failed) permission->store(RecordPermission::denied);
+        if (state == PulseServerConnection::State::ready) {
             connection.withContextLocked([permission](pa_context* context) {
                 if (context) recount(context, permission, nullptr);
             });
@@ -37,7 +37,7 @@ MicrophoneAccessPulse::MicrophoneAccessPulse(PulseConnection& connection) : conn
 }
 
 RecordPermission MicrophoneAccessPulse::recordPermission() const {
-    if (connection_.state() == PulseConnection::State::failed) connection_.connect();
+    if (connection_.state() == PulseServerConnection::State::failed) connection_.connect();
     return permission_->load();
 }
 

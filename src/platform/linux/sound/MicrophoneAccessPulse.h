@@ -5,7 +5,7 @@
 
 #include "core/ports/MicrophoneAccess.h"
 #include "platform/linux/desktop/UrlOpenerXdg.h"
-#include "platform/linux/sound/PulseConnection.h"
+#include "platform/linux/sound/PulseServerConnection.h"
 
 namespace quillon {
 
@@ -15,7 +15,7 @@ namespace quillon {
 // Lock rules: the state is one atomic, written on the loop's thread, read anywhere.
 class MicrophoneAccessPulse final : public MicrophoneAccess {
 public:
-    explicit MicrophoneAccessPulse(PulseConnection& connection);
+    explicit MicrophoneAccessPulse(PulseServerConnection& connection);
 
     // A denial because the server could not be reached starts a new attempt, so that the next
     // check sees a server that has started since.
@@ -24,7 +24,7 @@ public:
     std::expected<void, std::string> openSettings() override;
 
 private:
-    PulseConnection& connection_;
+    PulseServerConnection& connection_;
     UrlOpenerXdg soundSettings_{"pavucontrol"};
     UrlOpenerXdg desktopSettings_{"xdg-open"};
     std::shared_ptr<std::atomic<RecordPermission>> permission_ =

@@ -122,7 +122,7 @@ namespace {
 
 class PulseSound final : public Sound {
 public:
-    PulseSound(PulseConnection& connection, std::shared_ptr<SoundPlayerPulse::Sample> sample, Logger logger)
+    PulseSound(PulseServerConnection& connection, std::shared_ptr<SoundPlayerPulse::Sample> sample, Logger logger)
         : connection_(connection), sample_(std::move(sample)), logger_(std::move(logger)) {}
 
     void play() override {
@@ -136,18 +136,18 @@ public:
     }
 
 private:
-    PulseConnection& connection_;
+    PulseServerConnection& connection_;
     std::shared_ptr<SoundPlayerPulse::Sample> sample_;
     Logger logger_;
 };
 
 }  // namespace
 
-SoundPlayerPulse::SoundPlayerPulse(PulseConnection& connection, std::vector<std::filesystem::path> resourceDirectories,
+SoundPlayerPulse::SoundPlayerPulse(PulseServerConnection& connection, std::vector<std::filesystem::path> resourceDirectories,
                                    Logger logger)
     : connection_(connection), resourceDirectories_(std::move(resourceDirectories)), logger_(std::move(logger)) {
-    connection_.addStateObserver([lost = connectionsLost_](PulseConnection::State state) {
-        if (state == PulseConnection::State::failed) ++*lost;
+    connection_.addStateObserver([lost = connectionsLost_](PulseServerConnection::State state) {
+        if (state == PulseServerConnection::State::failed) ++*lost;
     });
 }
 

@@ -8,7 +8,7 @@
 
 #include "core/logging/Logger.h"
 #include "core/ports/SoundPlayer.h"
-#include "platform/linux/sound/PulseConnection.h"
+#include "platform/linux/sound/PulseServerConnection.h"
 
 namespace quillon {
 
@@ -18,14 +18,14 @@ namespace quillon {
 // the server restarts, its cache is gone and the next load uploads again.
 //
 // Lock rules: the samples' upload state is read and written only with the loop lock held (inside
-// PulseConnection::withContext or a libpulse callback); the map of samples belongs to the main
+// PulseServerConnection::withContext or a libpulse callback); the map of samples belongs to the main
 // thread.
 class SoundPlayerPulse final : public SoundPlayer {
 public:
     struct Sample;
 
     // Sounds are looked up in `resourceDirectories`, in order.
-    SoundPlayerPulse(PulseConnection& connection, std::vector<std::filesystem::path> resourceDirectories, Logger logger);
+    SoundPlayerPulse(PulseServerConnection& connection, std::vector<std::filesystem::path> resourceDirectories, Logger logger);
     ~SoundPlayerPulse() override;
 
     std::optional<std::filesystem::path> soundResource(std::string_view name, std::string_view extension) override;
@@ -35,7 +35,7 @@ public:
     static std::string cacheName(const std::filesystem::path& file);
 
 private:
-    PulseConnection& connection_;
+    PulseServerConnection& connection_;
     std::vector<std::filesystem::path> resourceDirectories_;
     Logger logger_;
     std::map<std::filesystem::path, std::shared_ptr<Sample>> samples_;

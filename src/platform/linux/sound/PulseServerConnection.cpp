@@ -1,11 +1,11 @@
-#include "platform/linux/sound/PulseConnection.h"
+#include "platform/linux/sound/PulseServerConnection.h"
 
 #include <cstdio>
 #include <cstdlib>
 
 namespace quillon {
 
-PulseConnection::PulseConnection(std::string applicationName, Logger logger)
+PulseServerConnection::PulseServerConnection(std::string applicationName, Logger logger)
     : applicationName_(std::move(applicationName)), logger_(std::move(logger)) {
     loop_ = pa_threaded_mainloop_new();
     if (!loop_ || pa_threaded_mainloop_start(loop_) < 0) {
@@ -14,7 +14,7 @@ PulseConnection::PulseConnection(std::string applicationName, Logger logger)
     }
 }
 
-PulseConnection::~PulseConnection() {
+PulseServerConnection::~PulseServerConnection() {
     lock();
     if (context_) {
         pa_context_set_state_callback(context_, nullptr, nullptr);
@@ -28,34 +28,34 @@ PulseConnection::~PulseConnection() {
     pa_threaded_mainloop_free(loop_);
 }
 
-PulseConnection::State PulseConnection::state() const {
+PulseServerConnection::State PulseServerConnection::state() const {
     std::lock_guard guard(mutex_);
     return state_;
 }
 
-void PulseConnection::addStateObserver(std::function<void(State)> observer) {
+void PulseServerConnection::addStateObserver(std::function<void(State)> observer) {
     std::lock_guard guard(mutex_);
     stateObservers_.push_back(std::move(observer));
 }
 
-void PulseConnection::addEventObserver(std::function<void(pa_subscription_event_type_t, std::uint32_t)> observer) {
+void PulseServerConnection::addEventObserver(std::function<void(pa_subscription_event_type_t, std::uint32_t)> observer) {
     std::lock_guard guard(mutex_);
     eventObservers_.push_back(std::move(observer));
 }
 
-void PulseConnection::connect() {
+void PulseServerConnection::connect() {
     lock();
     connectLocked();
     unlock();
 }
 
-void PulseConnection::withContext(Operation operation) {
+void PulseServerConnection::withContext(Operation operation) {
     lock();
     withContextLocked(std::move(operation));
     unlock();
 }
 
-void PulseConnection::withContextLocked(Operation operation) {
+void PulseServerConnection::withContextLocked(Operation operation) {
     State current = state();
     if (current == State::ready) {
         operation(context_);
@@ -68,7 +68,7 @@ void PulseConnection::withContextLocked(Operation operation) {
     if (current != State::connecting) connectLocked();
 }
 
-void PulseConnection::connectLocked() {
+void PulseServerConnection::connectLocked() {
     const State current = state();
     if (current == State::connecting || current == State::ready) return;
     if (context_) {
@@ -83,8 +83,8 @@ void PulseConnection::connectLocked() {
     pa_proplist_sets(properties, PA_PROP_APPLICATION_ICON_NAME, "quillon");
     context_ = pa_context_new_with_proplist(pa_threaded_mainloop_get_api(loop_), applicationName_.c_str(), properties);
     pa_proplist_free(properties);
-    pa_context_set_state_callback(context_, &PulseConnection::contextStateChanged, this);
-    pa_context_set_subscribe_callback(context_, &PulseConnection::subscriptionEvent, this);
+    pa_context_set_state_callback(context_, &PulseServerConnection::contextStateChanged, this);
+    pa_context_set_subscribe_callback(context_, &PulseServerConnection::subscriptionEvent, this);
     setState(State::connecting);
     if (pa_context_connect(context_, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) {
         logger_.error(std::string("Could not reach the sound server: ") + pa_strerror(pa_context_errno(context_)));
@@ -92,8 +92,8 @@ void PulseConnection::connectLocked() {
     }
 }
 
-void PulseConnection::contextStateChanged(pa_context* context, void* self) {
-    auto* connection = static_cast<PulseConnection*>(self);
+void PulseServerConnection::contextStateChanged(pa_context* context, void* self) {
+    auto* connection = static_cast<PulseServerConnection*>(self);
     switch (pa_context_get_state(context)) {
         case PA_CONTEXT_READY: {
             const auto mask = static_cast<pa_subscription_mask_t>(PA_SUBSCRIPTION_MASK_SOURCE | PA_SUBSCRIPTION_MASK_SERVER);
@@ -114,8 +114,8 @@ void PulseConnection::contextStateChanged(pa_context* context, void* self) {
     }
 }
 
-void PulseConnection::subscriptionEvent(pa_context*, pa_subscription_event_type_t type, std::uint32_t index, void* self) {
-    auto* connection = static_cast<PulseConnection*>(self);
+void PulseServerConnection::subscriptionEvent(pa_context*, pa_subscription_event_type_t type, std::uint32_t index, void* self) {
+    auto* connection = static_cast<PulseServerConnection*>(self);
     std::vector<std::function<void(pa_subscription_event_type_t, std::uint32_t)>> observers;
     {
         std::lock_guard guard(connection->mutex_);
@@ -124,7 +124,7 @@ void PulseConnection::subscriptionEvent(pa_context*, pa_subscription_event_type_
     for (auto& observer : observers) observer(type, index);
 }
 
-void PulseConnection::setState(State state) {
+void PulseServerConnection::setState(State state) {
     std::vector<Operation> pending;
     std::vector<std::function<void(State)>> observers;
     {

@@ -12,7 +12,8 @@
 namespace quillon {
 
 // One connection to the sound server (PulseAudio, or PipeWire through pipewire-pulse) on a
-// pa_threaded_mainloop of its own. The adapters of the sound area share it.
+// pa_threaded_mainloop of its own. The adapters of the sound area share it. (Live capture still
+// has a connection of its own, audio/PulseConnection; the two are to become one.)
 //
 // Lock rules:
 // - Every pa_* call on the context or its streams runs either inside a libpulse callback (on the
@@ -23,15 +24,15 @@ namespace quillon {
 // - Callbacks given to withContext() run with the loop lock held; they must not call lock().
 // - `mutex_` guards the pending operations and the state copy that other threads read; it is
 //   taken with the loop lock held, never the other way round.
-class PulseConnection {
+class PulseServerConnection {
 public:
     enum class State { idle, connecting, ready, failed };
     using Operation = std::function<void(pa_context* context)>;  // null context: the server is unreachable
 
-    PulseConnection(std::string applicationName, Logger logger);
-    ~PulseConnection();
-    PulseConnection(const PulseConnection&) = delete;
-    PulseConnection& operator=(const PulseConnection&) = delete;
+    PulseServerConnection(std::string applicationName, Logger logger);
+    ~PulseServerConnection();
+    PulseServerConnection(const PulseServerConnection&) = delete;
+    PulseServerConnection& operator=(const PulseServerConnection&) = delete;
 
     // Starts connecting unless connected or connecting. Never waits. Any thread but the loop's.
     void connect();
