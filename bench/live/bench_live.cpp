@@ -14,12 +14,16 @@
 #include "fakes/FakeTemporaryFiles.h"
 #include "fakes/FakeAudioCapture.h"
 #include "fakes/FakeAudioFileWriter.h"
+#include "fakes/FakeBackgroundJobs.h"
 #include "fakes/FakeCodexAppServer.h"
+#include "fakes/FakeFileMover.h"
 #include "fakes/FakeHostEnvironment.h"
 #include "fakes/FakeKeyValueStore.h"
 #include "fakes/FakeLiveTranscriptWindow.h"
+#include "fakes/FakeSaveDialog.h"
 #include "fakes/FakeSpeechSessionFactory.h"
 #include "fakes/FakeUrlOpener.h"
+#include "fakes/FakeWallClock.h"
 #include "fakes/TestLog.h"
 
 namespace quillon {
@@ -76,12 +80,17 @@ struct LiveWorld {
     testing::FakeHostEnvironment host;
     testing::FakeCodexAppServer server;
     testing::TestLog log{logQueue};
+    testing::FakeSaveDialog saveDialog;
+    testing::FakeFileMover fileMover;
+    testing::FakeBackgroundJobs jobs;
+    testing::FakeWallClock clock;
+    TranscriptCleanupService cleanup{main, [this] { return CodexAppServerClient::make({main, server.factory(), host}); }};
     LiveTranscriptCoordinator coordinator{
         {main, capture, fileRecorder, sessions, store, status, activity, [] { return false; }, windows.factory(),
          [this]() -> std::expected<std::shared_ptr<CodexAppServerClient>, CodexAppServerError> {
              return CodexAppServerClient::make({main, server.factory(), host});
          },
-         urls},
+         urls, saveDialog, fileMover, jobs, clock, cleanup},
         log.logger(LogCategory::app)};
 };
 

@@ -3,12 +3,19 @@
 #include <utility>
 
 #include "core/audio/LiveAudioPreferences.h"
+#include "core/base/Unicode.h"
 #include "core/live/TranscriptMerging.h"
+#include "core/text/TranscriptJoining.h"
 
 namespace quillon {
 
 LiveTranscriptCoordinator::LiveTranscriptCoordinator(Collaborators collaborators, Logger logger)
-    : collaborators_(std::move(collaborators)), logger_(std::move(logger)) {
+    : collaborators_(std::move(collaborators)),
+      logger_(std::move(logger)),
+      audioRecording_(model_,
+                      {collaborators_.main, collaborators_.audioFileRecorder, collaborators_.saveDialog,
+                       collaborators_.files, collaborators_.jobs, collaborators_.clock},
+                      logger_) {
     model_.setAudioConfiguration(LiveAudioPreferences::configuration(collaborators_.preferences));
     // Capture reports on the main thread already; the hop keeps a failure from acting inside the
     // capture call that raised it.
@@ -192,8 +199,8 @@ void LiveTranscriptCoordinator::finishStop() {
 }
 
 void LiveTranscriptCoordinator::clearTranscript() {
-    // The AI cleanup, once there is one, is cancelled first: its result must not bring the
-    // cleared text back.
+    // The cleanup's result must not bring the cleared text back.
+    cancelCleanup();
     if (isActive_) {
         stop();
         restartAfterStop_ = true;
@@ -247,9 +254,81 @@ void LiveTranscriptCoordinator::setAudioConfiguration(const LiveAudioConfigurati
 }
 
 void LiveTranscriptCoordinator::liveTranscriptWindowDidClose() {
-    // Closing the window ends the run but keeps the text. An audio file being recorded is to be
-    // finished and offered for saving here, once the recording feature exists.
+    // Closing the window ends the run but keeps the text; an audio file is offered for saving in a
+    // dialog of its own, since the window has gone.
     if (isActive_) stop();
+    if (model_.isRecordingAudio()) finishAudioRecordingAndPromptForSave(false);
+}
+
+void LiveTranscriptCoordinator::startAudioRecording() { audioRecording_.startAudioRecording(); }
+
+void LiveTranscriptCoordinator::finishAudioRecordingAndPromptForSave(bool attachToTranscriptWindow) {
+    audioRecording_.finishAudioRecordingAndPromptForSave(attachToTranscriptWindow);
+}
+
+void LiveTranscriptCoordinator::cancelCleanup() {
+    if (cleanupCall_) {
+        cleanupCall_->cancel();
+        cleanupCall_.reset();
+    }
+    ++cleanupGeneration_;
+    model_.setCleaningTranscript(false);
+    model_.setCleanupErrorMessage(std::nullopt);
+}
+
+void LiveTranscriptCoordinator::cleanupTranscript() {
+    // A press during a running cleanup has no effect; the provisional tail is never sent.
+    std::string sentText = model_.committedText();
+    if (unicode::trimmed(sentText).empty() || cleanupCall_) return;
+    model_.setCleanupErrorMessage(std::nullopt);
+    model_.setCleaningTranscript(true);
+    logger_.info("AI cleanup of the live transcript started");
+
+    // Capture, recognition and typing go on while the child works.
+    auto finished = weakOwner_.weakly([this, generation = ++cleanupGeneration_, sentText,
+                                       sourceAtStart = sourceCommittedText_](const CodexResult<std::string>& result) {
+        if (generation == cleanupGeneration_) cleanupFinished(sentText, sourceAtStart, result);
+    });
+    cleanupCall_ = collaborators_.cleanup.clean(
+        std::move(sentText), model_.summaryContext(),
+        [&main = collaborators_.main, finished](CodexResult<std::string> result) {
+            main.post([finished, result = std::move(result)] { finished(result); });
+        });
+}
+
+void LiveTranscriptCoordinator::cleanupFinished(const std::string& sentText, const std::string& sourceAtStart,
+                                                const CodexResult<std::string>& result) {
+    cleanupCall_.reset();
+    if (result) {
+        applyCleanedTranscript(*result, sentText, sourceAtStart);
+    } else {
+        model_.setCleanupErrorMessage("AI cleanup failed: " + result.error().description());
+        logger_.error("AI cleanup of the live transcript failed: " + result.error().description());
+    }
+    model_.setCleaningTranscript(false);
+}
+
+void LiveTranscriptCoordinator::applyCleanedTranscript(const std::string& cleaned, const std::string& sentText,
+                                                       const std::string& sourceAtStart) {
+    // Keep what arrived during the cleanup: the displayed text's growth if what was sent is intact,
+    // otherwise the recogniser's growth (the user's edits made meanwhile give way to the cleanup).
+    const std::string& displayed = model_.committedText();
+    std::string_view tail;
+    if (unicode::hasGraphemePrefix(displayed, sentText)) {
+        tail = std::string_view(displayed).substr(sentText.size());
+    } else if (unicode::hasGraphemePrefix(sourceCommittedText_, sourceAtStart)) {
+        tail = std::string_view(sourceCommittedText_).substr(sourceAtStart.size());
+    } else {
+        model_.setCleanupErrorMessage(std::string(cleanupConflictMessage));
+        logger_.error("AI cleanup result dropped: the transcript changed too much meanwhile");
+        return;
+    }
+    // sourceCommittedText_ stays: to the next update the cleaned text is one large user edit.
+    std::string merged = appendingTranscriptSuffix(tail, cleaned);
+    model_.setCommittedText(merged);
+    model_.setCleanupErrorMessage(std::nullopt);
+    logger_.info("AI cleanup of the live transcript applied");
+    summaryCoordinator().transcriptDidChange(std::move(merged), true);
 }
 
 }  // namespace quillon

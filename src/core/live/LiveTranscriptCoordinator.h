@@ -9,8 +9,10 @@
 #include "core/audio/LiveAudioFileRecorder.h"
 #include "core/base/Scheduler.h"
 #include "core/base/WeakOwner.h"
+#include "core/codex/TranscriptCleanupService.h"
 #include "core/dictation/DictationStatus.h"
 #include "core/dictation/LiveTranscriptActivity.h"
+#include "core/live/LiveAudioRecordingFlow.h"
 #include "core/live/LiveSummaryCoordinator.h"
 #include "core/live/LiveTranscriptModel.h"
 #include "core/live/LiveTranscriptWindow.h"
@@ -35,10 +37,9 @@ namespace quillon {
 // works through its remaining audio, with no time-out). Start and source changes are refused while
 // stopping; a clear during a run stops it and finishes, then starts again, once the stop has ended.
 //
-// Not here yet: the audio file kept beside the transcript with its save prompt, and the AI cleanup
-// of the whole transcript. The file recorder already receives the captured samples (it ignores
-// them unless recording); starting and finishing a recording, its errors, and the cleanup's
-// cancellation on a clear belong with those features.
+// Beside the run: the audio file kept with the transcript (LiveAudioRecordingFlow, fed the same
+// samples as the recogniser), and the AI cleanup of the whole transcript, whose result is brought
+// into a text that has moved on meanwhile without losing the words that arrived.
 //
 // Threads: everything runs on `main`. The session's callbacks and capture errors are posted there
 // first. The PCM handler runs on an audio thread and touches only its weak session reference and
@@ -63,7 +64,16 @@ public:
         // For the summary, made on first use.
         LiveSummaryCoordinator::ClientFactory makeCodexClient;
         UrlOpener& urls;
+        // The audio file's save dialog and the move to where the user chose.
+        SaveDialog& saveDialog;
+        FileMover& files;
+        BackgroundJobs& jobs;
+        WallClock& clock;
+        TranscriptCleanupService& cleanup;
     };
+
+    static constexpr std::string_view cleanupConflictMessage =
+        "The transcript changed too much while AI cleanup was running. Try again.";
 
     // Loads the saved source choice into the model and installs the capture error handler.
     LiveTranscriptCoordinator(Collaborators collaborators, Logger logger);
@@ -88,6 +98,12 @@ public:
     // The user's whole new committed text.
     void editCommittedTranscript(std::string text);
     void setAudioConfiguration(const LiveAudioConfiguration& configuration);
+    // The audio file beside the transcript: started during a run, ended with a save dialog.
+    void startAudioRecording();
+    void finishAudioRecordingAndPromptForSave(bool attachToTranscriptWindow);
+    // Cleans the committed text with AI; at most one at a time, the provisional tail never sent.
+    void cleanupTranscript();
+    void cancelCleanup();
 
     // From the session, the capture and the window (public for the tests).
     void apply(const TranscriptionUpdate& update);
@@ -101,6 +117,10 @@ private:
     void setActive(bool active);
     void resetTranscript();
     void finishStop();
+    void cleanupFinished(const std::string& sentText, const std::string& sourceAtStart,
+                         const CodexResult<std::string>& result);
+    void applyCleanedTranscript(const std::string& cleaned, const std::string& sentText,
+                                const std::string& sourceAtStart);
 
     Collaborators collaborators_;
     Logger logger_;
@@ -114,6 +134,10 @@ private:
     bool isStopping_ = false;
     // A clear during a run waits for the stop to end, then clears and starts again.
     bool restartAfterStop_ = false;
+    LiveAudioRecordingFlow audioRecording_;
+    // The running cleanup; a result whose generation is not the current one was cancelled.
+    std::optional<TranscriptCleanupService::Call> cleanupCall_;
+    std::uint64_t cleanupGeneration_ = 0;
     WeakOwner weakOwner_;  // last: callbacks and posted tasks drop once the coordinator is gone
 };
 

@@ -1,0 +1,202 @@
+// The audio file beside a live transcript with its save dialog, and the AI cleanup brought into a
+// transcript that moved on while it ran.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "LiveTranscriptCoordinatorFixture.h"
+
+namespace quillon::testing {
+namespace {
+
+using std::chrono_literals::operator""ms;
+
+class LiveAudioRecordingTest : public LiveTranscriptCoordinatorTest {
+public:
+    // Records one block during a run and presses the control again.
+    std::filesystem::path recordAndFinish(bool attach = true) {
+        coordinator().startAudioRecording();
+        EXPECT_TRUE(model().isRecordingAudio());
+        microphone_.deliver(std::vector<std::byte>(9600));
+        fileQueue.advance(100ms);
+        coordinator().finishAudioRecordingAndPromptForSave(attach);
+        EXPECT_TRUE(model().isFinishingAudioRecording());
+        coordinator().finishAudioRecordingAndPromptForSave(attach);  // a second press while closing
+        fileQueue.runUntilIdle();
+        main.runUntilIdle();
+        EXPECT_FALSE(model().isFinishingAudioRecording());
+        return files.files.at(0)->path;
+    }
+    // The dialog's answer, then the background move and its report.
+    void answer(std::optional<std::filesystem::path> destination) {
+        saveDialog.answer(std::move(destination));
+        jobs.runAll();
+        main.runUntilIdle();
+    }
+};
+
+TEST_F(LiveAudioRecordingTest, ARecordingStartsOnlyDuringARunAndIsOfferedUnderATimeStampedName) {
+    coordinator().startAudioRecording();
+    EXPECT_FALSE(model().isRecordingAudio()) << "no run, no recording";
+
+    clock.set(std::chrono::sys_days{std::chrono::year{2026} / 3 / 9} + std::chrono::hours{23} + std::chrono::minutes{5});
+    clock.setUtcOffset(std::chrono::hours{2});
+    listen();
+    const auto temporary = recordAndFinish();
+    ASSERT_EQ(saveDialog.requests.size(), 1u) << "the second press did nothing";
+    const auto& request = saveDialog.requests[0];
+    EXPECT_EQ(request.title, "Save Live Audio Recording");
+    EXPECT_EQ(request.acceptLabel, "Save Recording");
+    EXPECT_EQ(request.suggestedName, "Quillon Recording 2026-03-10 01.05.00.m4a");
+    EXPECT_EQ(request.mimeType, "audio/mp4");
+    EXPECT_TRUE(request.attachToTranscriptWindow);
+
+    answer("/home/ada/Music/talk.m4a");
+    ASSERT_EQ(fileMover.moves.size(), 1u);
+    EXPECT_EQ(fileMover.moves[0].first, temporary);
+    EXPECT_EQ(fileMover.moves[0].second, "/home/ada/Music/talk.m4a");
+    EXPECT_FALSE(model().errorMessage());
+    EXPECT_TRUE(model().isListening()) << "the run goes on";
+}
+
+TEST_F(LiveAudioRecordingTest, DecliningDeletesTheFileAndAFailedSaveKeepsItAndSaysWhere) {
+    listen();
+    const auto declined = recordAndFinish();
+    answer(std::nullopt);
+    EXPECT_EQ(fileMover.removed, std::vector<std::filesystem::path>{declined});
+
+    const auto kept = [&] {
+        coordinator().startAudioRecording();
+        coordinator().finishAudioRecordingAndPromptForSave(true);
+        fileQueue.runUntilIdle();
+        main.runUntilIdle();
+        return files.files.at(1)->path;
+    }();
+    fileMover.failure = "Permission denied";
+    answer("/readonly/talk.m4a");
+    EXPECT_EQ(model().errorMessage(), "Could not save the recording: Permission denied. The temporary file remains at " +
+                                          kept.string() + ".");
+    EXPECT_EQ(fileMover.removed.size(), 1u);
+}
+
+TEST_F(LiveAudioRecordingTest, AWriteFailureOrAClosedWindowEndsTheRecordingAndOffersWhatWasWritten) {
+    listen();
+    files.writeFailure = "no space";
+    coordinator().startAudioRecording();
+    microphone_.deliver(std::vector<std::byte>(9600));
+    fileQueue.advance(100ms);
+    main.runUntilIdle();
+    fileQueue.runUntilIdle();
+    main.runUntilIdle();
+    EXPECT_EQ(model().errorMessage(), "Could not write the audio recording: no space");
+    ASSERT_EQ(saveDialog.requests.size(), 1u);
+    EXPECT_TRUE(saveDialog.requests[0].attachToTranscriptWindow);
+    EXPECT_TRUE(model().isListening());
+    answer(std::nullopt);
+
+    files.writeFailure.reset();
+    coordinator().startAudioRecording();
+    windows.latest->close();
+    fileQueue.runUntilIdle();
+    main.runUntilIdle();
+    ASSERT_EQ(saveDialog.requests.size(), 2u);
+    EXPECT_FALSE(saveDialog.requests[1].attachToTranscriptWindow) << "the window has gone";
+    EXPECT_FALSE(coordinator().isActive());
+}
+
+class LiveTranscriptCleanupTest : public LiveTranscriptCoordinatorTest {
+public:
+    LiveTranscriptCleanupTest() {
+        host.vars = {{"HOME", ::testing::TempDir() + "quillon-live-cleanup-home"}, {"PATH", "/usr/bin:/bin"}};
+        host.executables = {"/usr/bin/codex"};
+        server.answeringHandshake().withAccount("chatgpt").answeringThreads();
+        // The turn is started and left open until the test completes it.
+        server.on("turn/start", [this](FakeCodexAppServer& fake, const Json& message) {
+            sent = message["params"].dump();
+            fake.reply(message["id"], Json{{"turn", {{"id", "cleanup"}}}});
+        });
+    }
+    void cleanupReturns(const std::string& cleaned) {
+        server.completeTurn("cleanup", Json{{"transcript", cleaned}}.dump());
+        main.runUntilIdle();
+    }
+
+    std::string sent;
+};
+
+// A world of its own for each case of a table.
+struct CleanupWorld final : LiveTranscriptCleanupTest {
+    void TestBody() override {}
+};
+
+TEST(LiveTranscriptCleanupTable, TheCleanedTextKeepsWhatArrivedMeanwhile) {
+    struct Case {
+        const char* name;
+        std::function<void(CleanupWorld&)> meanwhile;
+        std::string expected;
+        std::optional<std::string> error;
+    };
+    const std::vector<Case> cases = {
+        {"nothing", [](auto&) {}, "Hello, Ada.", std::nullopt},
+        {"speech", [](auto& t) { t.update(t.last(), "hello ada and grace", "more"); }, "Hello, Ada. and grace",
+         std::nullopt},
+        {"an edit inside the sent text, then speech",
+         [](auto& t) {
+             t.coordinator().editCommittedTranscript("hello ADA");
+             t.update(t.last(), "hello ada, then", "");
+         },
+         "Hello, Ada., then", std::nullopt},
+        {"a new run", [](auto& t) { t.update(t.last(), "", ""); }, "",
+         std::string(LiveTranscriptCoordinator::cleanupConflictMessage)},
+    };
+    for (const auto& c : cases) {
+        CleanupWorld t;
+        t.listen();
+        t.update(t.last(), "hello ada", "and");
+        t.coordinator().cleanupTranscript();
+        t.main.runUntilIdle();
+        EXPECT_TRUE(t.model().isCleaningTranscript()) << c.name;
+        EXPECT_NE(t.sent.find("hello ada"), std::string::npos) << c.name;
+        EXPECT_EQ(t.sent.find("hello ada and"), std::string::npos) << "the provisional tail is never sent";
+        t.coordinator().cleanupTranscript();  // a second press while running
+        c.meanwhile(t);
+        t.cleanupReturns("Hello, Ada.");
+        EXPECT_EQ(t.model().committedText(), c.expected) << c.name;
+        EXPECT_EQ(t.model().cleanupErrorMessage(), c.error) << c.name;
+        EXPECT_FALSE(t.model().isCleaningTranscript()) << c.name;
+        EXPECT_EQ(t.server.requests("turn/start").size(), 1u) << c.name;
+    }
+}
+
+TEST_F(LiveTranscriptCleanupTest, AClearCancelsTheCleanupAndAFailureIsShownInItsOwnWords) {
+    listen();
+    update(last(), "hello ada");
+    coordinator().cleanupTranscript();
+    main.runUntilIdle();
+    coordinator().stop();
+    finished(last(), "hello ada");
+    coordinator().clearTranscript();
+    main.runUntilIdle();
+    EXPECT_FALSE(model().isCleaningTranscript());
+    EXPECT_TRUE(model().committedText().empty());
+    EXPECT_FALSE(model().cleanupErrorMessage()) << "the cancelled call's failure is not shown";
+
+    coordinator().editCommittedTranscript("  \n");
+    coordinator().cleanupTranscript();
+    EXPECT_FALSE(model().isCleaningTranscript()) << "white space is not sent";
+
+    coordinator().editCommittedTranscript("hello grace");
+    server.on("turn/start", [](FakeCodexAppServer& fake, const Json& message) {
+        fake.emit(Json{{"id", message["id"]}, {"error", {{"code", -1}, {"message", "quota"}}}});
+    });
+    coordinator().cleanupTranscript();
+    main.runUntilIdle();
+    ASSERT_TRUE(model().cleanupErrorMessage());
+    EXPECT_TRUE(model().cleanupErrorMessage()->starts_with("AI cleanup failed: ")) << *model().cleanupErrorMessage();
+    EXPECT_EQ(model().committedText(), "hello grace");
+}
+
+}  // namespace
+}  // namespace quillon::testing
