@@ -11,6 +11,7 @@
 #include "core/base/ManualScheduler.h"
 #include "core/codex/CodexAppServerClient.h"
 #include "core/live/LiveTranscriptCoordinator.h"
+#include "fakes/FakeTemporaryFiles.h"
 #include "fakes/FakeAudioCapture.h"
 #include "fakes/FakeAudioFileWriter.h"
 #include "fakes/FakeBackgroundJobs.h"
@@ -21,7 +22,6 @@
 #include "fakes/FakeLiveTranscriptWindow.h"
 #include "fakes/FakeSaveDialog.h"
 #include "fakes/FakeSpeechSessionFactory.h"
-#include "fakes/FakeTemporaryFiles.h"
 #include "fakes/FakeUrlOpener.h"
 #include "fakes/FakeWallClock.h"
 #include "fakes/TestLog.h"
@@ -84,12 +84,9 @@ struct LiveWorld {
     testing::FakeFileMover fileMover;
     testing::FakeBackgroundJobs jobs;
     testing::FakeWallClock clock;
-    TranscriptCleanupService cleanup{main, [this] {
-                                         return CodexAppServerClient::make({main, server.factory(), host});
-                                     }};
+    TranscriptCleanupService cleanup{main, [this] { return CodexAppServerClient::make({main, server.factory(), host}); }};
     LiveTranscriptCoordinator coordinator{
-        {main, capture, fileRecorder, sessions, store, status, activity, [] { return false; },
-         windows.factory(),
+        {main, capture, fileRecorder, sessions, store, status, activity, [] { return false; }, windows.factory(),
          [this]() -> std::expected<std::shared_ptr<CodexAppServerClient>, CodexAppServerError> {
              return CodexAppServerClient::make({main, server.factory(), host});
          },
@@ -115,19 +112,12 @@ void updateAt100kChars(benchmark::State& state, std::optional<std::size_t> editA
         source += "word ";  // the recogniser committed one more word
         world.apply(source);
     }
-    state.counters["transcript_chars"] =
-        static_cast<double>(world.coordinator.model().committedText().size());
+    state.counters["transcript_chars"] = static_cast<double>(world.coordinator.model().committedText().size());
 }
 
-void BM_ApplyUpdate_100kChars_NoEdit(benchmark::State& state) {
-    updateAt100kChars(state, std::nullopt);
-}
-void BM_ApplyUpdate_100kChars_EditNearStart(benchmark::State& state) {
-    updateAt100kChars(state, 1'000);
-}
-void BM_ApplyUpdate_100kChars_EditNearEnd(benchmark::State& state) {
-    updateAt100kChars(state, 99'000);
-}
+void BM_ApplyUpdate_100kChars_NoEdit(benchmark::State& state) { updateAt100kChars(state, std::nullopt); }
+void BM_ApplyUpdate_100kChars_EditNearStart(benchmark::State& state) { updateAt100kChars(state, 1'000); }
+void BM_ApplyUpdate_100kChars_EditNearEnd(benchmark::State& state) { updateAt100kChars(state, 99'000); }
 
 // The transcript grows by five characters per iteration: a fixed count keeps it near 100,000.
 BENCHMARK(BM_ApplyUpdate_100kChars_NoEdit)->Unit(benchmark::kMicrosecond)->Iterations(2000);

@@ -30,14 +30,11 @@ QColor accentColor(RecordingIndicatorMode mode) {
 }
 
 std::array<QColor, 2> backgroundColors(RecordingIndicatorMode mode) {
-    if (mode == RecordingIndicatorMode::recording)
-        return {rgba(0.3, 0.05, 0.1, 0.95), rgba(0.12, 0.07, 0.16, 0.93)};
+    if (mode == RecordingIndicatorMode::recording) return {rgba(0.3, 0.05, 0.1, 0.95), rgba(0.12, 0.07, 0.16, 0.93)};
     return {rgba(0.1, 0.16, 0.22, 0.94), rgba(0.08, 0.11, 0.18, 0.92)};
 }
 
-double baseGlowOpacity(RecordingIndicatorMode mode) {
-    return mode == RecordingIndicatorMode::recording ? 0.24 : 0.12;
-}
+double baseGlowOpacity(RecordingIndicatorMode mode) { return mode == RecordingIndicatorMode::recording ? 0.24 : 0.12; }
 
 QColor mix(const QColor& from, const QColor& to, double t) {
     return QColor::fromRgbF(static_cast<float>(from.redF() + (to.redF() - from.redF()) * t),
@@ -51,9 +48,7 @@ QColor withAlpha(QColor color, double alpha) {
     return color;
 }
 
-double easeInOut(double t) {
-    return t < 0.5 ? 2 * t * t : 1 - std::pow(-2 * t + 2, 2) / 2;
-}
+double easeInOut(double t) { return t < 0.5 ? 2 * t * t : 1 - std::pow(-2 * t + 2, 2) / 2; }
 
 void fillCapsule(QPainter& painter, const QRectF& rect, const QBrush& brush) {
     const double radius = std::min(rect.width(), rect.height()) / 2;
@@ -82,8 +77,7 @@ void strokeCapsule(QPainter& painter, const QRectF& rect, const QColor& color, d
 
 }  // namespace
 
-RecordingIndicatorView::RecordingIndicatorView(std::function<AudioLevels()> levels,
-                                               RecordingIndicatorMode mode)
+RecordingIndicatorView::RecordingIndicatorView(std::function<AudioLevels()> levels, RecordingIndicatorMode mode)
     : levels_(std::move(levels)), mode_(mode), previousMode_(mode) {
     shownHeights_.fill(minBarHeight);
     clock_.start();
@@ -122,13 +116,11 @@ void RecordingIndicatorView::paintEvent(QPaintEvent*) {
     painter.setRenderHint(QPainter::Antialiasing);
 
     double change = 1.0;
-    if (modeChange_.isValid())
-        change = easeInOut(std::min(1.0, static_cast<double>(modeChange_.elapsed()) / modeChangeMs));
+    if (modeChange_.isValid()) change = easeInOut(std::min(1.0, static_cast<double>(modeChange_.elapsed()) / modeChangeMs));
     const QColor accent = mix(accentColor(previousMode_), accentColor(mode_), change);
     const auto fromBackground = backgroundColors(previousMode_);
     const auto toBackground = backgroundColors(mode_);
-    const double glow = baseGlowOpacity(previousMode_) +
-                        (baseGlowOpacity(mode_) - baseGlowOpacity(previousMode_)) * change +
+    const double glow = baseGlowOpacity(previousMode_) + (baseGlowOpacity(mode_) - baseGlowOpacity(previousMode_)) * change +
                         static_cast<double>(peak_) * 0.28;
 
     const QRectF pill(margin, margin, pillWidth, pillHeight);
@@ -165,8 +157,7 @@ void RecordingIndicatorView::paintEvent(QPaintEvent*) {
     paintContent(painter, mode_, change, 0.96 + 0.04 * change);
 }
 
-void RecordingIndicatorView::paintContent(QPainter& painter, RecordingIndicatorMode mode, double opacity,
-                                          double scale) {
+void RecordingIndicatorView::paintContent(QPainter& painter, RecordingIndicatorMode mode, double opacity, double scale) {
     painter.save();
     painter.setOpacity(opacity);
     const QPointF center(margin + pillWidth / 2, margin + pillHeight / 2);
@@ -176,8 +167,7 @@ void RecordingIndicatorView::paintContent(QPainter& painter, RecordingIndicatorM
     const QColor accent = accentColor(mode);
 
     if (mode == RecordingIndicatorMode::recording) {
-        const double rowWidth = LevelMeter::visualizationBandCount * barWidth +
-                                (LevelMeter::visualizationBandCount - 1) * barSpacing;
+        const double rowWidth = LevelMeter::visualizationBandCount * barWidth + (LevelMeter::visualizationBandCount - 1) * barSpacing;
         double x = center.x() - rowWidth / 2;
         for (double height : shownHeights_) {
             const double shown = std::max(2.5, height);
@@ -199,18 +189,14 @@ void RecordingIndicatorView::paintContent(QPainter& painter, RecordingIndicatorM
         const double stepWidth = std::max(width / 28, 1.0);
         QPainterPath path;
         for (double x = 0; x <= width; x += stepWidth) {
-            const double y = height / 2 + amplitude * std::sin(phase + 1.25 * 2 * std::numbers::pi * x /
-                                                                           std::max(width, 1.0));
+            const double y = height / 2 + amplitude * std::sin(phase + 1.25 * 2 * std::numbers::pi * x / std::max(width, 1.0));
             const QPointF point = origin + QPointF(x, y);
-            if (x == 0)
-                path.moveTo(point);
-            else
-                path.lineTo(point);
+            if (x == 0) path.moveTo(point);
+            else path.lineTo(point);
         }
         painter.setBrush(Qt::NoBrush);
         for (const auto& [penWidth, alpha] : {std::pair{6.0, 0.1}, std::pair{3.5, 0.2}}) {
-            painter.setPen(
-                QPen(withAlpha(accent, alpha), penWidth, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+            painter.setPen(QPen(withAlpha(accent, alpha), penWidth, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
             painter.drawPath(path);
         }
         painter.setPen(QPen(accent, 1.6, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
@@ -227,13 +213,9 @@ RecordingIndicatorQt::RecordingIndicatorQt(std::function<AudioLevels()> levels) 
     });
 }
 
-RecordingIndicatorQt::~RecordingIndicatorQt() {
-    delete window_;
-}
+RecordingIndicatorQt::~RecordingIndicatorQt() { delete window_; }
 
-int RecordingIndicatorQt::framesDrawn() const {
-    return window_ ? window_->framesDrawn() : -1;
-}
+int RecordingIndicatorQt::framesDrawn() const { return window_ ? window_->framesDrawn() : -1; }
 
 std::optional<RecordingIndicatorMode> RecordingIndicatorQt::shownMode() const {
     if (!window_) return std::nullopt;
@@ -257,14 +239,12 @@ void RecordingIndicatorQt::show() {
     if (!screen) return;
     const QRect frame = screen->geometry();
     const double margin = RecordingIndicatorView::margin;
-    const QPoint pillOrigin(
-        frame.x() + frame.width() - static_cast<int>(RecordingIndicatorView::pillWidth) - 20,
-        frame.y() + frame.height() - static_cast<int>(RecordingIndicatorView::pillHeight) - 20);
+    const QPoint pillOrigin(frame.x() + frame.width() - static_cast<int>(RecordingIndicatorView::pillWidth) - 20,
+                            frame.y() + frame.height() - static_cast<int>(RecordingIndicatorView::pillHeight) - 20);
 
     window_ = new RecordingIndicatorView(levels_, mode_);
     window_->setWindowFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                            Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus |
-                            Qt::NoDropShadowWindowHint);
+                            Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint);
     window_->setAttribute(Qt::WA_TranslucentBackground);
     window_->setAttribute(Qt::WA_ShowWithoutActivating);
     window_->setFocusPolicy(Qt::NoFocus);

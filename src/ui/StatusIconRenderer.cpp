@@ -16,16 +16,11 @@ constexpr int iconSizes[] = {16, 22, 24, 32, 44, 48, 64};
 
 QString StatusIconRenderer::resourcePath(StatusIcon kind) {
     switch (kind) {
-        case StatusIcon::idle:
-            return QStringLiteral(":/icons/quillon.svg");
-        case StatusIcon::recording:
-            return QStringLiteral(":/icons/recording.svg");
-        case StatusIcon::liveTranscribing:
-            return QStringLiteral(":/icons/live.svg");
-        case StatusIcon::transcribing:
-            return QStringLiteral(":/icons/transcribing.svg");
-        case StatusIcon::error:
-            return QStringLiteral(":/icons/error.svg");
+        case StatusIcon::idle: return QStringLiteral(":/icons/quillon.svg");
+        case StatusIcon::recording: return QStringLiteral(":/icons/recording.svg");
+        case StatusIcon::liveTranscribing: return QStringLiteral(":/icons/live.svg");
+        case StatusIcon::transcribing: return QStringLiteral(":/icons/transcribing.svg");
+        case StatusIcon::error: return QStringLiteral(":/icons/error.svg");
     }
     return QStringLiteral(":/icons/quillon.svg");
 }

@@ -13,8 +13,7 @@ constexpr std::chrono::milliseconds pulseFrameInterval{50};
 // opacity and back up, one way in each half period.
 double pulseOpacity(std::chrono::milliseconds elapsed) {
     constexpr auto halfPeriod = TrayStatusItemQt::pulseHalfPeriod;
-    const double phase =
-        static_cast<double>((elapsed % (2 * halfPeriod)).count()) / static_cast<double>(halfPeriod.count());
+    const double phase = static_cast<double>((elapsed % (2 * halfPeriod)).count()) / static_cast<double>(halfPeriod.count());
     const double towardLowest = phase <= 1.0 ? phase : 2.0 - phase;
     return 1.0 - (1.0 - TrayStatusItemQt::pulseLowestOpacity) * towardLowest;
 }
@@ -76,8 +75,7 @@ void TrayStatusItemQt::pulseTick() {
 }
 
 void TrayStatusItemQt::showIcon(double opacity) {
-    const double stepped =
-        std::round(opacity / StatusIconRenderer::opacityStep) * StatusIconRenderer::opacityStep;
+    const double stepped = std::round(opacity / StatusIconRenderer::opacityStep) * StatusIconRenderer::opacityStep;
     if (shownIcon_ == appearance_.icon && std::abs(stepped - opacity_) < 1e-9) return;
     opacity_ = stepped;
     shownIcon_ = appearance_.icon;

@@ -101,12 +101,11 @@ void LiveTranscriptCoordinator::routeAudio(const std::shared_ptr<SpeechSession>&
     // The transcript and the audio file see the same samples; the file recorder drops them
     // unless it is recording. The file recorder outlives the capture's callbacks (cleared at stop
     // and in the destructor).
-    collaborators_.recorder.onPCM16Data =
-        [weakSession = std::weak_ptr<SpeechSession>(session),
-         &files = collaborators_.audioFileRecorder](std::span<const std::byte> block) {
-            if (auto alive = weakSession.lock()) alive->appendPCM16(block, sampleRate);
-            files.appendPCM16(block);
-        };
+    collaborators_.recorder.onPCM16Data = [weakSession = std::weak_ptr<SpeechSession>(session),
+                                           &files = collaborators_.audioFileRecorder](std::span<const std::byte> block) {
+        if (auto alive = weakSession.lock()) alive->appendPCM16(block, sampleRate);
+        files.appendPCM16(block);
+    };
 }
 
 void LiveTranscriptCoordinator::setActive(bool active) {
@@ -261,9 +260,7 @@ void LiveTranscriptCoordinator::liveTranscriptWindowDidClose() {
     if (model_.isRecordingAudio()) finishAudioRecordingAndPromptForSave(false);
 }
 
-void LiveTranscriptCoordinator::startAudioRecording() {
-    audioRecording_.startAudioRecording();
-}
+void LiveTranscriptCoordinator::startAudioRecording() { audioRecording_.startAudioRecording(); }
 
 void LiveTranscriptCoordinator::finishAudioRecordingAndPromptForSave(bool attachToTranscriptWindow) {
     audioRecording_.finishAudioRecordingAndPromptForSave(attachToTranscriptWindow);
@@ -288,11 +285,10 @@ void LiveTranscriptCoordinator::cleanupTranscript() {
     logger_.info("AI cleanup of the live transcript started");
 
     // Capture, recognition and typing go on while the child works.
-    auto finished =
-        weakOwner_.weakly([this, generation = ++cleanupGeneration_, sentText,
-                           sourceAtStart = sourceCommittedText_](const CodexResult<std::string>& result) {
-            if (generation == cleanupGeneration_) cleanupFinished(sentText, sourceAtStart, result);
-        });
+    auto finished = weakOwner_.weakly([this, generation = ++cleanupGeneration_, sentText,
+                                       sourceAtStart = sourceCommittedText_](const CodexResult<std::string>& result) {
+        if (generation == cleanupGeneration_) cleanupFinished(sentText, sourceAtStart, result);
+    });
     cleanupCall_ = collaborators_.cleanup.clean(
         std::move(sentText), model_.summaryContext(),
         [&main = collaborators_.main, finished](CodexResult<std::string> result) {
@@ -312,8 +308,7 @@ void LiveTranscriptCoordinator::cleanupFinished(const std::string& sentText, con
     model_.setCleaningTranscript(false);
 }
 
-void LiveTranscriptCoordinator::applyCleanedTranscript(const std::string& cleaned,
-                                                       const std::string& sentText,
+void LiveTranscriptCoordinator::applyCleanedTranscript(const std::string& cleaned, const std::string& sentText,
                                                        const std::string& sourceAtStart) {
     // Keep what arrived during the cleanup: the displayed text's growth if what was sent is intact,
     // otherwise the recogniser's growth (the user's edits made meanwhile give way to the cleanup).

@@ -1,6 +1,6 @@
+#include "unit/codex/CodexClientFixture.h"
 #include "core/live/LiveSummaryCoordinator.h"
 #include "fakes/FakeUrlOpener.h"
-#include "unit/codex/CodexClientFixture.h"
 
 namespace quillon::testing {
 namespace {
@@ -38,9 +38,7 @@ protected:
         scheduler.runUntilIdle();
     }
 
-    std::string lastPrompt() const {
-        return server.lastRequest("turn/start")->at("params")["input"][0]["text"];
-    }
+    std::string lastPrompt() const { return server.lastRequest("turn/start")->at("params")["input"][0]["text"]; }
     std::size_t turns() const { return server.requests("turn/start").size(); }
     Kind state() const { return model.summaryState().kind(); }
 
@@ -61,14 +59,13 @@ TEST_F(LiveSummaryCoordinatorTest, SwitchingOnEndsInTheStateOfTheAccountOrSaysWh
     coordinator.shutdownClient();
     host.executables.clear();
     switchOn();
-    EXPECT_EQ(model.summaryState(), LiveSummaryState::unavailable(
-                                        "Codex CLI was not found. Install or update Codex, then try again."));
+    EXPECT_EQ(model.summaryState(),
+              LiveSummaryState::unavailable("Codex CLI was not found. Install or update Codex, then try again."));
 
     host.executables = {"/usr/bin/codex"};
     server.launchFailure = "Could not start /usr/bin/codex: Exec format error";
     switchOn();
-    EXPECT_EQ(model.summaryState(),
-              LiveSummaryState::failed("Could not start /usr/bin/codex: Exec format error"))
+    EXPECT_EQ(model.summaryState(), LiveSummaryState::failed("Could not start /usr/bin/codex: Exec format error"))
         << "a failure of the system is not a Codex error";
 }
 
@@ -149,16 +146,14 @@ TEST_F(LiveSummaryCoordinatorTest, StaleResultsAreDropped) {
     scheduler.runUntilIdle();
     EXPECT_EQ(model.summaryMarkdown(), "");
     EXPECT_EQ(state(), Kind::ready);
+
 }
 
 TEST_F(LiveSummaryCoordinatorTest, AFailedUpdateStandsStillUntilRefreshed) {
     server.on("turn/start", [](FakeCodexAppServer& fake, const Json& message) {
         fake.reply(message["id"], Json{{"turn", {{"id", "bad"}}}});
-        fake.emit(Json{
-            {"method", "turn/completed"},
-            {"params",
-             {{"turn",
-               {{"id", "bad"}, {"status", "failed"}, {"error", {{"message", "Usage limit reached"}}}}}}}});
+        fake.emit(Json{{"method", "turn/completed"},
+                       {"params", {{"turn", {{"id", "bad"}, {"status", "failed"}, {"error", {{"message", "Usage limit reached"}}}}}}}});
     });
     switchOn();
     say(words(100), true);

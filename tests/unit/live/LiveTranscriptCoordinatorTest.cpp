@@ -13,8 +13,7 @@ namespace {
 
 TEST_F(LiveTranscriptCoordinatorTest, ARunListensThenDrainsThenHandsItsTextToTheTray) {
     coordinator().start();
-    EXPECT_EQ(journal,
-              (CallJournal{"window.make", "window.show", "sessions.makeSession", "microphone.start(48000)"}));
+    EXPECT_EQ(journal, (CallJournal{"window.make", "window.show", "sessions.makeSession", "microphone.start(48000)"}));
     EXPECT_TRUE(coordinator().isActive());
     EXPECT_TRUE(activity.activeSnapshot()) << "dictation reads it to stay out of the way";
     EXPECT_TRUE(model().isListening());
@@ -93,8 +92,8 @@ TEST_F(LiveTranscriptCoordinatorTest, StartOnlyBringsTheWindowUpWhenSomethingEls
         bool active;
     };
     const Case cases[] = {
-        {"dictation records", [](auto& t) { t.dictationRecording = true; },
-         "Stop the current recording first.", false},
+        {"dictation records", [](auto& t) { t.dictationRecording = true; }, "Stop the current recording first.",
+         false},
         {"already listening", [](auto& t) { t.listen(); }, std::nullopt, true},
         // Stop then start at once: nothing is queued for after the drain.
         {"stopping",
@@ -132,8 +131,7 @@ TEST_F(LiveTranscriptCoordinatorTest, AFailureEndsTheRunAndKeepsTheText) {
         std::string message;
     };
     const Case cases[] = {
-        {"capture fails later", [](auto& t) { t.microphone_.fail(noMicrophone); },
-         noMicrophone.description()},
+        {"capture fails later", [](auto& t) { t.microphone_.fail(noMicrophone); }, noMicrophone.description()},
         {"session fails", [](auto& t) { t.failed(t.last(), "The speech model is missing."); },
          "The speech model is missing."},
         {"session fails while stopping",
@@ -177,8 +175,7 @@ TEST_F(LiveTranscriptCoordinatorTest, ACaptureThatCannotStartLeavesNoSessionRunn
     EXPECT_EQ(journal.back(), "session.cancel");
     EXPECT_FALSE(coordinator().isActive());
     EXPECT_EQ(model().errorMessage(), noMicrophone.description());
-    EXPECT_EQ(status.states.back(),
-              AppState::error("Live transcription failed: " + noMicrophone.description()));
+    EXPECT_EQ(status.states.back(), AppState::error("Live transcription failed: " + noMicrophone.description()));
     EXPECT_TRUE(sessions.sessions[0].expired());
 }
 
@@ -233,17 +230,13 @@ TEST_F(LiveTranscriptCoordinatorTest, ASourceChangeIsKeptOnlyWhenCaptureMadeIt) 
         std::optional<std::string> error;
         bool active;
     };
-    const std::string couldNotRestore = LiveAudioCaptureError{appGone, noMicrophone}.description();
+    const std::string couldNotRestore =
+        LiveAudioCaptureError{appGone, noMicrophone}.description();
     const Case cases[] = {
         {"idle", false, {appGone}, {}, callApp, std::nullopt, false},
         {"listening", true, {}, {}, callApp, std::nullopt, true},
-        {"fails and restores",
-         true,
-         {appGone},
-         {},
-         microphone,
-         "Could not change audio source: " + appGone.description(),
-         true},
+        {"fails and restores", true, {appGone}, {}, microphone,
+         "Could not change audio source: " + appGone.description(), true},
         {"fails and cannot restore", true, {appGone}, {noMicrophone}, microphone, couldNotRestore, false},
     };
     for (const auto& c : cases) {

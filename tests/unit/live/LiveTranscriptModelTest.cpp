@@ -39,17 +39,15 @@ TEST_P(LiveTranscriptModelTextTest, FullTextAndTheTwoCopies) {
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, LiveTranscriptModelTextTest,
-    ::testing::Values(TextCase{"empty", "", "", "", "", std::nullopt, std::nullopt},
-                      TextCase{"onlyProvisionalHasNoLeadingBlank", "", "and then", "", "and then", "and then",
-                               std::nullopt},
-                      TextCase{"bothJoinedByOneBlank", "Hello.", "how are", "", "Hello. how are",
-                               "Hello. how are", std::nullopt},
-                      TextCase{"aTrailingBlankIsKeptInFullTextAndTrimmedInTheCopy", " Hello. ", "so", "",
-                               " Hello.  so", "Hello.  so", std::nullopt},
-                      TextCase{"whiteSpaceOnlyLeavesTheClipboardAlone", " \n", "\t", "", " \n \t",
-                               std::nullopt, std::nullopt},
-                      TextCase{"summaryIsCopiedAsMarkdownSourceUntrimmed", "", "", "## Points\n\n- one\n", "",
-                               std::nullopt, "## Points\n\n- one\n"}),
+    ::testing::Values(
+        TextCase{"empty", "", "", "", "", std::nullopt, std::nullopt},
+        TextCase{"onlyProvisionalHasNoLeadingBlank", "", "and then", "", "and then", "and then", std::nullopt},
+        TextCase{"bothJoinedByOneBlank", "Hello.", "how are", "", "Hello. how are", "Hello. how are", std::nullopt},
+        TextCase{"aTrailingBlankIsKeptInFullTextAndTrimmedInTheCopy", " Hello. ", "so", "", " Hello.  so",
+                 "Hello.  so", std::nullopt},
+        TextCase{"whiteSpaceOnlyLeavesTheClipboardAlone", " \n", "\t", "", " \n \t", std::nullopt, std::nullopt},
+        TextCase{"summaryIsCopiedAsMarkdownSourceUntrimmed", "", "", "## Points\n\n- one\n", "", std::nullopt,
+                 "## Points\n\n- one\n"}),
     [](const ::testing::TestParamInfo<TextCase>& param) { return std::string(param.param.name); });
 
 TEST(LiveTranscriptModel, ClearEmptiesTheTranscriptAndSummaryButKeepsContextVisibilityAndAudio) {
