@@ -62,6 +62,15 @@ LiveTranscriptPane::LiveTranscriptPane(LiveTranscriptCoordinator& coordinator,
     refresh();
 }
 
+void LiveTranscriptPane::showEvent(QShowEvent* event) {
+    QFrame::showEvent(event);
+    // A window shown again over a long transcript opens at its end, once laid out.
+    if (editor_->isFollowing()) {
+        editor_->setFollowing(false);
+        editor_->setFollowing(true);
+    }
+}
+
 void LiveTranscriptPane::refresh() {
     const LiveTranscriptModel& model = coordinator_.model();
     editor_->update(model.committedText(), model.provisionalText());

@@ -32,6 +32,9 @@ public:
     ChromeIconButton* copyButton() const { return copy_; }
     ClearTranscriptConfirmation* clearConfirmation() const { return confirmation_; }
 
+protected:
+    void showEvent(QShowEvent* event) override;
+
 private:
     LiveTranscriptCoordinator& coordinator_;
     EditableLiveTranscriptView* editor_;

@@ -1,0 +1,215 @@
+// The live transcript window's own behaviour: which controls are enabled and what they say, the
+// source menu, following the end of the text, the summary's states and the sidebar's geometry.
+// First, before Qt defines its `emit` keyword, which the Codex fake uses as a name.
+#include "../../unit/live/LiveTranscriptCoordinatorFixture.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QLabel>
+#include <QMenu>
+#include <QScrollBar>
+#include <QTest>
+
+#include "core/audio/SystemAudioSourceCatalog.h"
+#include "core/codex/CodexCapabilityModel.h"
+#include "fakes/FakePasteboard.h"
+#include "fakes/FakeSystemAudioProcesses.h"
+#include "ui/ChromeIconButton.h"
+#include "ui/CodexRequirementsPopover.h"
+#include "ui/TranscriptCleanupButton.h"
+#include "ui/live/AudioSourceMenuButton.h"
+#include "ui/live/ClearTranscriptConfirmation.h"
+#include "ui/live/EditableLiveTranscriptView.h"
+#include "ui/live/LiveSummarySidebar.h"
+#include "ui/live/LiveTranscriptPane.h"
+#include "ui/live/LiveTranscriptPanelQt.h"
+#include "ui/live/LiveTranscriptTitlebar.h"
+#include "ui/live/SummarySidebarGeometry.h"
+#include "ui/markdown/RichMarkdownView.h"
+
+namespace quillon::testing {
+namespace {
+
+class LiveTranscriptPanelTest : public LiveTranscriptCoordinatorTest {
+public:
+    LiveTranscriptPanelTest() {
+        processes.list = {{101, "/usr/bin/mpv", "mpv", "mpv Media Player", "mpv", true},
+                          {202, "/usr/lib/chromium", "chromium", "Chromium", "chromium", false}};
+    }
+
+    LiveTranscriptPanelQt& panel() {
+        if (!panel_) {
+            panel_ = std::make_unique<LiveTranscriptPanelQt>(
+                coordinator(), catalog, capability,
+                LiveTranscriptPanelQt::Services{pasteboard, urls, store, {}});
+            panel_->show();
+        }
+        return *panel_;
+    }
+    // Model changes reach the window in the next pass of the event loop, the editor's scroll to
+    // the end a pass or two later.
+    void settle() {
+        for (int pass = 0; pass < 3; ++pass) QApplication::processEvents();
+    }
+    LiveTranscriptTitlebar& titlebar() { return *panel().titlebar(); }
+    LiveTranscriptPane& pane() { return *panel().transcriptPane(); }
+
+    FakeSystemAudioProcesses processes;
+    SystemAudioSourceCatalog catalog{main, processes, "quillon"};
+    CodexCapabilityModel capability{host};  // no executable: Codex is missing
+    FakePasteboard pasteboard;
+    std::unique_ptr<LiveTranscriptPanelQt> panel_;
+};
+
+TEST_F(LiveTranscriptPanelTest, ControlsSayWhatTheyDoAndAreEnabledOnlyWhenTheyCanAct) {
+    panel();
+    EXPECT_TRUE(panel().testAttribute(Qt::WA_ShowWithoutActivating));
+    EXPECT_TRUE(panel().windowFlags() & Qt::WindowStaysOnTopHint);
+    EXPECT_EQ(titlebar().recordingButton()->accessibleName(), "Start transcription");
+    EXPECT_FALSE(titlebar().audioRecordingButton()->isEnabled()) << "audio is recorded only during a run";
+    EXPECT_FALSE(pane().clearButton()->isEnabled());
+    EXPECT_FALSE(pane().copyButton()->isEnabled());
+    EXPECT_FALSE(pane().cleanupButton()->button()->isEnabled());
+    EXPECT_EQ(titlebar().summaryButton()->toolTip(), "Show running AI summary — Codex setup required");
+
+    listen();
+    update(last(), "Hello there.", "and");
+    settle();
+    EXPECT_EQ(titlebar().recordingButton()->accessibleName(), "Pause transcription");
+    EXPECT_EQ(titlebar().recordingButton()->accessibleDescription(), "Listening");
+    EXPECT_TRUE(titlebar().audioRecordingButton()->isEnabled());
+    EXPECT_EQ(titlebar().audioRecordingButton()->toolTip(), "Record audio");
+    EXPECT_TRUE(pane().clearButton()->isEnabled());
+    EXPECT_EQ(pane().cleanupButton()->button()->toolTip(), "AI cleanup requires ChatGPT or Codex");
+
+    // Without Codex the cleanup shows what is needed instead of starting.
+    QTest::mouseClick(pane().cleanupButton()->button(), Qt::LeftButton);
+    EXPECT_TRUE(pane().cleanupButton()->requirements()->isVisible());
+    EXPECT_FALSE(model().isCleaningTranscript());
+    pane().cleanupButton()->requirements()->close();
+
+    QTest::mouseClick(pane().copyButton(), Qt::LeftButton);
+    EXPECT_EQ(pasteboard.text, "Hello there. and");
+
+    QTest::mouseClick(titlebar().recordingButton(), Qt::LeftButton);
+    settle();
+    EXPECT_FALSE(coordinator().isActive());
+    EXPECT_FALSE(titlebar().audioRecordingButton()->isEnabled());
+
+    // Clearing asks first.
+    QTest::mouseClick(pane().clearButton(), Qt::LeftButton);
+    ASSERT_TRUE(pane().clearConfirmation()->isVisible());
+    const auto buttons = pane().clearConfirmation()->findChildren<QAbstractButton*>();
+    const auto clear =
+        std::find_if(buttons.begin(), buttons.end(), [](auto* b) { return b->text() == "Clear Transcript"; });
+    ASSERT_NE(clear, buttons.end());
+    QTest::mouseClick(*clear, Qt::LeftButton);
+    settle();
+    EXPECT_TRUE(model().committedText().empty());
+    EXPECT_FALSE(pane().clearButton()->isEnabled());
+}
+
+TEST_F(LiveTranscriptPanelTest, TheSourceMenuListsTheCatalogsApplicationsAndTicksTheChoice) {
+    panel();
+    QMenu* menu = titlebar().sourceButton()->buildMenu();
+    const auto actions = menu->actions();
+    ASSERT_EQ(actions.size(), 3);
+    EXPECT_EQ(actions[0]->text(), "Microphone");
+    EXPECT_TRUE(actions[0]->isChecked());
+    EXPECT_EQ(actions[1]->text(), "System Audio");
+    EXPECT_EQ(actions[2]->text(), "Microphone + System Audio");
+    QStringList system;
+    for (QAction* action : actions[1]->menu()->actions())
+        system << (action->isSeparator() ? "-" : action->text());
+    EXPECT_EQ(system, (QStringList{"All System Audio", "-", "mpv Media Player", "Chromium"}))
+        << "playing first";
+
+    actions[2]->menu()->actions().last()->trigger();
+    settle();
+    EXPECT_EQ(model().audioConfiguration(),
+              (LiveAudioConfiguration{LiveAudioMode::microphoneAndSystemAudio, "chromium", "Chromium"}));
+    EXPECT_EQ(titlebar().sourceButton()->toolTip(), "Audio source: Microphone + Chromium");
+    EXPECT_EQ(titlebar().sourceButton()->accessibleName(), "Audio source");
+    menu = titlebar().sourceButton()->buildMenu();
+    EXPECT_FALSE(menu->actions()[0]->isChecked());
+    EXPECT_TRUE(menu->actions()[2]->menu()->actions().last()->isChecked());
+}
+
+TEST_F(LiveTranscriptPanelTest, TheTranscriptFollowsTheEndUntilTheUserScrollsAway) {
+    panel();
+    listen();
+    std::string text;
+    for (int line = 0; line < 80; ++line)
+        text += "A line of the growing transcript number " + std::to_string(line) + ".\n";
+    update(last(), text);
+    settle();
+    auto* editor = pane().editor();
+    EXPECT_TRUE(editor->isAtBottom());
+    EXPECT_FALSE(pane().followButton()->isVisibleTo(&panel()));
+
+    editor->verticalScrollBar()->setValue(0);
+    settle();
+    EXPECT_FALSE(editor->isFollowing());
+    EXPECT_TRUE(pane().followButton()->isVisibleTo(&panel()));
+    update(last(), text + "More words.");
+    settle();
+    EXPECT_EQ(editor->verticalScrollBar()->value(), 0) << "a reader who scrolled away stays there";
+
+    QTest::mouseClick(pane().followButton(), Qt::LeftButton);
+    settle();
+    EXPECT_TRUE(editor->isFollowing());
+    EXPECT_TRUE(editor->isAtBottom());
+}
+
+TEST_F(LiveTranscriptPanelTest, TheSidebarShowsTheSummaryStateAndTheWindowGrowsForIt) {
+    const int collapsed = panel().width();
+    QTest::mouseClick(titlebar().summaryButton(), Qt::LeftButton);
+    settle();
+    EXPECT_EQ(panel().width(), std::max(collapsed + 330, 660));
+    EXPECT_EQ(titlebar().summaryButton()->accessibleDescription(), "Shown");
+    auto& sidebar = *panel().summarySidebar();
+    EXPECT_TRUE(sidebar.isVisible());
+
+    struct Case {
+        LiveSummaryState state;
+        std::string markdown;
+        QString shows;  // empty: the Markdown itself
+    };
+    const Case cases[] = {
+        {LiveSummaryState::checking(), "", "Checking Codex…"},
+        {LiveSummaryState::signedOut(), "",
+         "Connect your ChatGPT account to create a running summary with Codex."},
+        {LiveSummaryState::ready(), "", "The running summary will appear here."},
+        {LiveSummaryState::failed("Codex is rate limited."), "# Old", "Codex is rate limited."},
+        {LiveSummaryState::updating(), "# Talk\n\n- point", ""},
+    };
+    for (const auto& c : cases) {
+        coordinator().model().setSummaryState(c.state);
+        coordinator().model().setSummaryMarkdown(c.markdown);
+        settle();
+        EXPECT_EQ(sidebar.bodyText(), c.shows) << c.shows.toStdString();
+        EXPECT_EQ(sidebar.copyButton()->isEnabled(), !c.markdown.empty()) << c.shows.toStdString();
+    }
+    EXPECT_TRUE(sidebar.markdownView()->toPlainText().contains("point"));
+
+    QTest::mouseClick(titlebar().summaryButton(), Qt::LeftButton);
+    settle();
+    EXPECT_EQ(panel().width(), collapsed) << "closing gives back exactly the old width";
+    EXPECT_FALSE(sidebar.isVisible());
+}
+
+TEST(SummarySidebarGeometryTest, TheStoredWidthIsClampedToTheWindowAndTheWindowGrowsOnScreen) {
+    using G = SummarySidebarGeometry;
+    EXPECT_EQ(G::expandedWindowWidth(500), 830);
+    EXPECT_EQ(G::expandedWindowWidth(300), 660);
+    EXPECT_EQ(G::shownWidth(900, 700), 700 - 280 - 24 - 12);
+    EXPECT_EQ(G::shownWidth(900, 2000), 900) << "a wider window brings the stored width back";
+    EXPECT_EQ(G::shownWidth(330, 500), 250) << "the sidebar keeps its minimum in a narrow window";
+    EXPECT_EQ(G::shownWidth(100, 1000), 250);
+    EXPECT_EQ(G::shiftedLeft(1500, 500, 330, 0, 1920), 1170) << "moves left at the right edge";
+    EXPECT_EQ(G::shiftedLeft(100, 500, 330, 0, 1920), 100);
+    EXPECT_EQ(G::shiftedLeft(100, 1800, 330, 50, 1920), 50) << "never past the left edge";
+}
+
+}  // namespace
+}  // namespace quillon::testing
