@@ -34,6 +34,10 @@ LiveTranscriptPane::LiveTranscriptPane(LiveTranscriptCoordinator& coordinator,
     placeholder_->setAlignment(Qt::AlignCenter);
     placeholder_->setAttribute(Qt::WA_TransparentForMouseEvents);
     placeholder_->setWordWrap(true);
+    auto* overlay =
+        new QVBoxLayout(editor_->viewport());  // keeps the placeholder over the text as it resizes
+    overlay->setContentsMargins(12, 12, 12, 12);
+    overlay->addWidget(placeholder_);
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(8, 6, 8, 8);
@@ -83,7 +87,6 @@ void LiveTranscriptPane::refresh() {
     placeholder_->setVisible(!hasText);
     placeholder_->setText(model.isListening() ? QStringLiteral("Start speaking…")
                                               : QStringLiteral("Your live transcript will appear here."));
-    placeholder_->setGeometry(editor_->viewport()->rect().adjusted(12, 12, -12, -12));
 }
 
 }  // namespace quillon

@@ -57,7 +57,6 @@ int main(int argc, char** argv) {
     quillon::testing::FakePasteboard pasteboard;
     quillon::LiveTranscriptPanelQt panel(world.coordinator(), catalog, capability,
                                          {pasteboard, world.urls, world.store, {}});
-    world.windows.factory();
     panel.show();
     world.listen();
     world.update(world.last(), committed, provisional);
