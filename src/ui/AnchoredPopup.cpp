@@ -1,14 +1,23 @@
 #include "ui/AnchoredPopup.h"
 
+#include <QKeyEvent>
 #include <QScreen>
 
 #include <algorithm>
 
 namespace quillon {
 
+namespace {
+
+// How long after closing on a click outside a press on the anchor still counts as that click.
+constexpr qint64 sameClickMilliseconds = 300;
+
+}  // namespace
+
 AnchoredPopup::AnchoredPopup(const QString& accessibleName, int width, QWidget* parent)
-    : QFrame(parent, Qt::Popup) {
+    : QFrame(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint) {
     setAccessibleName(accessibleName);
+    setWindowTitle(accessibleName);
     setFrameShape(QFrame::StyledPanel);
     setFixedWidth(width);
 }
@@ -24,6 +33,33 @@ void AnchoredPopup::showAt(QWidget* anchor) {
     }
     move(position);
     show();
+    raise();
+    activateWindow();
+}
+
+void AnchoredPopup::toggleAt(QWidget* anchor) {
+    if (isVisible()) {
+        close();
+        return;
+    }
+    if (closedByDeactivation_.isValid() && closedByDeactivation_.elapsed() < sameClickMilliseconds) return;
+    showAt(anchor);
+}
+
+bool AnchoredPopup::event(QEvent* event) {
+    if (event->type() == QEvent::WindowDeactivate && isVisible()) {
+        closedByDeactivation_.start();
+        close();
+    }
+    return QFrame::event(event);
+}
+
+void AnchoredPopup::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape) {
+        close();
+        return;
+    }
+    QFrame::keyPressEvent(event);
 }
 
 }  // namespace quillon

@@ -57,7 +57,7 @@ void TranscriptCleanupButton::pressed() {
     const bool available = capability_.pressCleanup();
     redraw();
     if (!available) {
-        requirements_->showAt(button_);
+        requirements_->toggleAt(button_);
         return;
     }
     if (action) action();

@@ -66,13 +66,8 @@ LiveSummarySidebar::LiveSummarySidebar(LiveTranscriptCoordinator& coordinator,
     layout->addWidget(body_, 1);
 
     LiveSummaryCoordinator& summary = coordinator_.summaryCoordinator();
-    connect(context_, &ChromeIconButton::clicked, this, [this] {
-        if (contextEditor_->isVisible()) {
-            contextEditor_->close();
-        } else {
-            contextEditor_->present(context_, coordinator_.model().summaryContext());
-        }
-    });
+    connect(context_, &ChromeIconButton::clicked, this,
+            [this] { contextEditor_->present(context_, coordinator_.model().summaryContext()); });
     contextEditor_->onApply = [this](const std::string& text) {
         coordinator_.model().setSummaryContext(text);
         coordinator_.summaryCoordinator().contextDidChange();

@@ -53,13 +53,7 @@ LiveTranscriptPane::LiveTranscriptPane(LiveTranscriptCoordinator& coordinator,
         refresh();
     });
     cleanup_->action = [this] { coordinator_.cleanupTranscript(); };
-    connect(clear_, &ChromeIconButton::clicked, this, [this] {
-        if (confirmation_->isVisible()) {
-            confirmation_->close();
-        } else {
-            confirmation_->showAt(clear_);
-        }
-    });
+    connect(clear_, &ChromeIconButton::clicked, this, [this] { confirmation_->toggleAt(clear_); });
     confirmation_->onClear = [this] { coordinator_.clearTranscript(); };
     connect(copy_, &ChromeIconButton::clicked, this,
             [this, &pasteboard] { coordinator_.model().copyToClipboard(pasteboard); });

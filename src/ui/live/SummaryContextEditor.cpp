@@ -51,9 +51,13 @@ SummaryContextEditor::SummaryContextEditor(QWidget* parent)
 }
 
 void SummaryContextEditor::present(QWidget* anchor, const std::string& context) {
+    if (isVisible()) {
+        close();
+        return;
+    }
     draft_->setPlainText(QString::fromUtf8(context.data(), static_cast<qsizetype>(context.size())));
     clear_->setVisible(!context.empty());
-    showAt(anchor);
+    toggleAt(anchor);
     draft_->setFocus();
 }
 

@@ -16,7 +16,7 @@ class SummaryContextEditor : public AnchoredPopup {
 public:
     explicit SummaryContextEditor(QWidget* parent);
 
-    // Opens under `anchor` with `context` as the draft.
+    // Opens under `anchor` with `context` as the draft; closes when open.
     void present(QWidget* anchor, const std::string& context);
 
     std::function<void(const std::string&)> onApply;
