@@ -33,16 +33,16 @@ struct FakeElement final : quillon::AccessibilityElement {
 
     bool selectedTextSettable = false;
     bool acceptsSelectedText = true;  // a settable write may still be refused
+    bool acceptsValue = true;
     // Writes report success but leave the text as it was (an application that ignores them).
     bool ignoresWrites = false;
-    // Reads show the text from before the first write until the element reports its change (a
-    // browser whose copy of the page lags behind it).
-    bool lagging = false;
-    std::optional<std::string> shownValue;
+    // What the application makes of text it is given (drops a character, say); none keeps it.
+    std::function<std::string(const std::string&)> rewrite;
 
     // What a key press or a paste does to a text field: the text replaces the selection.
-    void typeAtCaret(const std::string& typed) {
+    void typeAtCaret(const std::string& given) {
         namespace offsets = quillon::unicode;
+        const std::string typed = rewrite ? rewrite(given) : given;
         std::string content = value.value_or("");
         const auto length = static_cast<long>(offsets::codePointCount(content));
         quillon::TextRange range = selection.value_or(quillon::TextRange{length, 0});
@@ -92,9 +92,8 @@ public:
     Refs contents(const Ref& element) override { return of(element).contents; }
     std::optional<quillon::AccessibilityRole> role(const Ref& element) override { return of(element).role; }
     std::optional<std::string> value(const Ref& element) override {
-        FakeElement& e = of(element);
-        ++valueReads[e.id];
-        return e.shownValue ? e.shownValue : e.value;
+        ++valueReads[of(element).id];
+        return of(element).value;
     }
     std::optional<std::string> text(const Ref& element) override { return of(element).text; }
     std::optional<quillon::TextRange> selectedTextRange(const Ref& element) override { return of(element).selection; }
@@ -106,7 +105,6 @@ public:
     bool setSelectedText(const Ref& element, const std::string& newText) override {
         FakeElement& e = record("setSelectedText", element);
         if (!e.selectedTextSettable || !e.acceptsSelectedText) return false;
-        if (e.lagging && !e.shownValue) e.shownValue = e.value;
         if (!e.ignoresWrites) e.typeAtCaret(newText);
         return true;
     }
@@ -117,9 +115,8 @@ public:
     }
     bool setValue(const Ref& element, const std::string& newValue) override {
         FakeElement& e = record("setValue", element);
-        if (e.lagging && !e.shownValue) e.shownValue = e.value;
-        if (!e.ignoresWrites) e.value = newValue;
-        return true;
+        if (e.acceptsValue && !e.ignoresWrites) e.value = newValue;
+        return e.acceptsValue;
     }
     bool setFocused(const Ref& element) override {
         record("focus", element).focused = true;
@@ -134,18 +131,6 @@ public:
         if (!e.actions.contains(action)) return false;
         if (paste && pasteSource && !e.ignoresWrites) e.typeAtCaret(pasteSource());
         return true;
-    }
-    std::uint64_t watchTextChanges(const Ref& element) override {
-        watched = element;
-        return textChanges;
-    }
-    // The watched element's copy catches up at once and reports it.
-    std::uint64_t waitForTextChange(std::uint64_t, std::chrono::milliseconds) override {
-        if (watched && of(watched).shownValue) {
-            of(watched).shownValue.reset();
-            ++textChanges;
-        }
-        return textChanges;
     }
     std::optional<int> processIdentifier(const Ref& element) override { return of(element).processIdentifier; }
     std::string identity(const Ref& element) override { return of(element).id; }
@@ -162,8 +147,6 @@ public:
     std::vector<std::string> writes;
     // How many times each element's value was read.
     std::map<std::string, int> valueReads;
-    Ref watched;
-    std::uint64_t textChanges = 0;
 
 private:
     FakeElement& record(const std::string& what, const Ref& element, const std::string& detail = "") {

@@ -197,10 +197,9 @@ std::expected<void, TextInsertionError> TextInserter::insertViaAccessibility(con
     // Replace the (empty) selection at the insertion position.
     if (accessibility_.isSelectedTextSettable(element)) {
         if (!rangeKnown) accessibility_.setSelectedTextRange(element, TextRange{position, 0});
-        const auto seen = accessibility_.watchTextChanges(element);
         if (accessibility_.setSelectedText(element, workingText)) {
             pacer_.pause(milliseconds(50));
-            if (verifyInsertion(element, workingText, position, current, seen)) return {};
+            if (verifyInsertion(element, workingText, position, current)) return {};
         }
     }
 
@@ -210,12 +209,11 @@ std::expected<void, TextInsertionError> TextInserter::insertViaAccessibility(con
         std::string newValue;
         newValue.reserve(current.size() + workingText.size());
         newValue.append(current, 0, atByte).append(workingText).append(current, atByte);
-        const auto seen = accessibility_.watchTextChanges(element);
         if (accessibility_.setValue(element, newValue)) {
             const auto caret = position + static_cast<long>(unicode::codePointCount(workingText));
             accessibility_.setSelectedTextRange(element, TextRange{caret, 0});
             pacer_.pause(milliseconds(100));
-            if (verifyInsertion(element, workingText, position, current, seen)) return {};
+            if (verifyInsertion(element, workingText, position, current)) return {};
         }
     }
 
@@ -232,10 +230,9 @@ std::expected<void, TextInsertionError> TextInserter::insertViaAccessibility(con
         accessibility_.performAction(element, ElementAction::press);
         pacer_.pause(milliseconds(50));
     }
-    const auto seen = accessibility_.watchTextChanges(element);
     if (trySimulateTyping(workingText)) {
         pacer_.pause(milliseconds(200));
-        if (verifyInsertion(element, workingText, position, current, seen)) return {};
+        if (verifyInsertion(element, workingText, position, current)) return {};
     }
 
     logger_.error("Failed to insert text: all methods failed");
@@ -291,7 +288,7 @@ bool TextInserter::tryPasteAction(const ElementRef& element, const std::string& 
 }
 
 bool TextInserter::verifyInsertion(const ElementRef& element, const std::string& expectedText, long at,
-                                   const std::string& originalText, std::uint64_t changesSeen) {
+                                   const std::string& originalText) {
     pacer_.pause(milliseconds(50));
     const std::size_t atByte = unicode::byteOffsetOfCodePoint(originalText, static_cast<std::size_t>(at));
     const auto passes = [&](const std::string& actual) {
@@ -302,29 +299,8 @@ bool TextInserter::verifyInsertion(const ElementRef& element, const std::string&
                              static_cast<long long>(unicode::graphemeCount(expectedText)) - 1;
         return static_cast<long long>(unicode::graphemeCount(actual)) >= minimum;
     };
-    // Reads the text back; true when it passes, and in `unchanged` whether it still is the old one.
-    bool unchanged = false;
-    const auto readBack = [&] {
-        const auto value = accessibility_.value(element);
-        if (value && passes(*value)) return true;
-        if (const auto text = accessibility_.text(element); text && passes(*text)) return true;
-        unchanged = value == originalText;
-        return false;
-    };
-    if (readBack()) return true;
-    if (!unchanged) return false;
-    // Still the old text: the application may answer from a copy that has not caught up with the
-    // write yet (a browser's renderer updates it a moment later). Each change it reports is a
-    // reason to look again; a few cover a replacement's deletion and insertion.
-    for (int look = 0; look < 4; ++look) {
-        const auto changes = accessibility_.waitForTextChange(changesSeen, textChangeWait);
-        if (changes == changesSeen) return false;
-        changesSeen = changes;
-        if (readBack()) {
-            logger_.info("The text showed up once the application reported its change");
-            return true;
-        }
-    }
+    if (const auto value = accessibility_.value(element); value && passes(*value)) return true;
+    if (const auto text = accessibility_.text(element); text && passes(*text)) return true;
     return false;
 }
 

@@ -56,8 +56,6 @@ public:
 
     static constexpr std::chrono::milliseconds typingPace{6};
     static constexpr std::chrono::milliseconds clipboardRestoreDelay{100};
-    // How long a read-back that still shows the old text waits for the element's change report.
-    static constexpr std::chrono::milliseconds textChangeWait{500};
 
 private:
     struct FieldState {
@@ -83,9 +81,8 @@ private:
     bool trySimulateTyping(const std::string& text);
     bool trySimulateTypingCharacterByCharacter(const std::string& text, bool submitAfterInsert);
     bool tryPasteAction(const ElementRef& element, const std::string& text);
-    // `changesSeen`: the element's text changes counted before the write.
     bool verifyInsertion(const ElementRef& element, const std::string& expectedText, long at,
-                         const std::string& originalText, std::uint64_t changesSeen);
+                         const std::string& originalText);
 
     Accessibility& accessibility_;
     SyntheticKeyboard& keyboard_;

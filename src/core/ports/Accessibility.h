@@ -1,7 +1,5 @@
 #pragma once
 
-#include <chrono>
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -105,13 +103,6 @@ public:
 
     virtual bool hasAction(const ElementRef& element, ElementAction action) = 0;
     virtual bool performAction(const ElementRef& element, ElementAction action) = 0;
-
-    // Some applications (a browser) take a write at once but answer reads from a copy of their
-    // content that catches up a moment later, and report the change when it has. Counting starts
-    // for `element` alone (the latest one asked about); the answer is the count so far.
-    virtual std::uint64_t watchTextChanges(const ElementRef&) { return 0; }
-    // Waits at most `limit` for more than `seen` changes of the watched element; the count then.
-    virtual std::uint64_t waitForTextChange(std::uint64_t seen, std::chrono::milliseconds) { return seen; }
 
     virtual std::optional<int> processIdentifier(const ElementRef& element) = 0;
     // A key that is equal for two references exactly when they name the same element.

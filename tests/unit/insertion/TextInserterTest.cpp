@@ -132,15 +132,6 @@ TEST_F(TextInserterTest, VerificationAllowsOneSwallowedCharacter) {
     }
 }
 
-TEST_F(TextInserterTest, ACopyThatLagsBehindIsReadAgainWhenItReportsTheChangeNotWrittenTwice) {
-    auto field = focusField("Hello ");
-    field->lagging = true;
-    ASSERT_TRUE(world.inserter.insertText("world"));
-    EXPECT_EQ(field->value, "Hello world");
-    EXPECT_THAT(world.accessibility.writes, ElementsAre("setSelectedText field"));
-    EXPECT_TRUE(world.keyboard.events.empty());
-}
-
 // --- Choosing the path ---
 
 TEST_F(TextInserterTest, EventPathIsChosenForPlaceholdersWebAreasGroupsAndListedApps) {

@@ -40,57 +40,11 @@ AccessibilityAtspi::AccessibilityAtspi(RunningApplications& applications, Logger
         // libatspi's own cache stays as it is: it follows the applications' change events, and
         // with less cached its event handlers make calls of their own while another call waits,
         // which deadlocks the connection.
-        textListener_ = atspi_event_listener_new(&AccessibilityAtspi::onTextChanged, this, nullptr);
-        GError* error = nullptr;
-        if (!atspi_event_listener_register(textListener_, "object:text-changed", &error)) {
-            logger_.error(std::string("Text changes cannot be followed: ") +
-                          (error ? error->message : "unknown error"));
-        }
-        g_clear_error(&error);
     });
     if (!thread_->isConnected()) logger_.error("The accessibility bus could not be reached");
 }
 
-AccessibilityAtspi::~AccessibilityAtspi() {
-    thread_->run([this] {
-        if (textListener_) {
-            atspi_event_listener_deregister(textListener_, "object:text-changed", nullptr);
-            g_object_unref(textListener_);
-        }
-        if (watched_) g_object_unref(watched_);
-    });
-}
-
-void AccessibilityAtspi::onTextChanged(AtspiEvent* event, void* self) {
-    auto& adapter = *static_cast<AccessibilityAtspi*>(self);
-    if (event && event->source && event->source == adapter.watched_) {
-        std::lock_guard lock(adapter.changesMutex_);
-        ++adapter.changes_;
-        adapter.changed_.notify_all();
-    }
-    g_boxed_free(ATSPI_TYPE_EVENT, event);
-}
-
-std::uint64_t AccessibilityAtspi::watchTextChanges(const ElementRef& element) {
-    AtspiAccessible* object = objectOf(element);
-    if (object && thread_->isConnected()) {
-        thread_->run([&] {
-            if (watched_ == object) return;
-            if (watched_) g_object_unref(watched_);
-            watched_ = static_cast<AtspiAccessible*>(g_object_ref(object));
-        });
-    }
-    std::lock_guard lock(changesMutex_);
-    return changes_;
-}
-
-std::uint64_t AccessibilityAtspi::waitForTextChange(std::uint64_t seen, std::chrono::milliseconds limit) {
-    std::unique_lock lock(changesMutex_);
-    // On the libatspi thread no event could arrive while it waits.
-    if (thread_->isCurrent()) return changes_;
-    changed_.wait_for(lock, limit, [&] { return changes_ > seen; });
-    return changes_;
-}
+AccessibilityAtspi::~AccessibilityAtspi() = default;
 
 ElementRef AccessibilityAtspi::wrap(AtspiAccessible* owned) {
     if (!owned) return nullptr;

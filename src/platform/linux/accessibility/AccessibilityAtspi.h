@@ -1,11 +1,8 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
-#include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "core/logging/Logger.h"
@@ -15,8 +12,6 @@
 #include "platform/linux/accessibility/AtspiResponsiveness.h"
 
 typedef struct _AtspiAccessible AtspiAccessible;
-typedef struct _AtspiEvent AtspiEvent;
-typedef struct _AtspiEventListener AtspiEventListener;
 
 namespace quillon {
 
@@ -33,14 +28,8 @@ class AtspiThread;
 // an application that let a call time out is skipped for `unresponsiveFor` afterwards, so a walk
 // over its tree fails at once instead of one time-out per element.
 //
-// Text changes are counted from the bus's "object:text-changed" events of the one watched element:
-// a browser takes a write at once but shows it to reads only after its renderer has updated
-// the browser's copy, which it reports with that event.
-//
 // Threads: any. Every libatspi call runs on the adapter's own thread (AtspiThread) and the
-// caller waits for it, so calls are serialised; `responsiveness_`, `textListener_` and
-// `watched_` are touched only there. `changes_` is guarded by `changesMutex_`, which is held
-// only to count or read it.
+// caller waits for it, so calls are serialised; `responsiveness_` is touched only there.
 class AccessibilityAtspi final : public Accessibility {
 public:
     struct Options {
@@ -77,8 +66,6 @@ public:
     bool setFocused(const ElementRef& element) override;
     bool hasAction(const ElementRef& element, ElementAction action) override;
     bool performAction(const ElementRef& element, ElementAction action) override;
-    std::uint64_t watchTextChanges(const ElementRef& element) override;
-    std::uint64_t waitForTextChange(std::uint64_t seen, std::chrono::milliseconds limit) override;
     std::optional<int> processIdentifier(const ElementRef& element) override;
     std::string identity(const ElementRef& element) override;
 
@@ -92,7 +79,6 @@ private:
     ElementRef wrap(AtspiAccessible* owned);
     std::optional<int> actionIndex(AtspiAccessible* object, ElementAction action);
     std::optional<TextRange> selectionOrCaret(AtspiAccessible* object);
-    static void onTextChanged(AtspiEvent* event, void* self);
 
     RunningApplications& applications_;
     Logger logger_;
@@ -101,11 +87,6 @@ private:
     AtspiResponsiveness responsiveness_;
     AtspiFocusSearch focusSearch_;
     int ownProcess_;
-    AtspiEventListener* textListener_ = nullptr;
-    AtspiAccessible* watched_ = nullptr;  // one reference held
-    std::mutex changesMutex_;
-    std::condition_variable changed_;
-    std::uint64_t changes_ = 0;
 };
 
 }  // namespace quillon
