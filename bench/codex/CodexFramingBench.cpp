@@ -1,12 +1,11 @@
 // How fast the client takes the child's output apart: 100,000 small messages through framing and
-// dispatch, the framing alone, and one line of 1 MB arriving in pipe-sized reads.
+// dispatch, and one line of 1 MB arriving in pipe-sized reads.
 #include <benchmark/benchmark.h>
 
 #include <filesystem>
 
 #include "core/base/ManualScheduler.h"
 #include "core/codex/CodexAppServerClient.h"
-#include "core/codex/JsonLineBuffer.h"
 #include "fakes/FakeCodexAppServer.h"
 #include "fakes/FakeHostEnvironment.h"
 
@@ -56,21 +55,6 @@ void FramingAndDispatchOfSmallMessages(benchmark::State& state) {
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * stream.size()));
 }
 BENCHMARK(FramingAndDispatchOfSmallMessages)->Unit(benchmark::kMillisecond);
-
-void FramingAloneOfSmallMessages(benchmark::State& state) {
-    const std::string stream = smallMessages();
-    JsonLineBuffer buffer;
-    std::size_t lines = 0;
-    for (auto _ : state) {
-        for (std::size_t at = 0; at < stream.size(); at += pipeRead) {
-            buffer.append(std::string_view(stream).substr(at, pipeRead), [&](std::string_view) { ++lines; });
-        }
-    }
-    benchmark::DoNotOptimize(lines);
-    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * messages));
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * stream.size()));
-}
-BENCHMARK(FramingAloneOfSmallMessages)->Unit(benchmark::kMillisecond);
 
 // A turn whose agent message is 1 MB of text, completed for a caller that waits for it.
 void OneMegabyteLine(benchmark::State& state) {

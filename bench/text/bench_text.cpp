@@ -61,13 +61,6 @@ void BM_ApplyingCorrections_100Rules_AfterEdit(benchmark::State& state) {
 }
 BENCHMARK(BM_ApplyingCorrections_100Rules_AfterEdit)->Unit(benchmark::kMicrosecond);
 
-void BM_Normalize_100Rules_200Chars(benchmark::State& state) {
-    CorrectorWorld world;
-    const std::string spaced = "  " + phrase + " \n\n  and   more\t";
-    for (auto _ : state) benchmark::DoNotOptimize(world.corrector.normalize(spaced));
-}
-BENCHMARK(BM_Normalize_100Rules_200Chars)->Unit(benchmark::kMicrosecond);
-
 // 100,000 characters of plain English, or of Latin with accents (è decomposed), Cyrillic, Greek,
 // CJK, Devanagari with vowel signs, Hangul, Arabic, and emoji with skin tones, joiners and flags.
 std::string transcript(bool mixed) {

@@ -33,16 +33,12 @@ struct FakeElement final : quillon::AccessibilityElement {
 
     bool selectedTextSettable = false;
     bool acceptsSelectedText = true;  // a settable write may still be refused
-    bool acceptsValue = true;
     // Writes report success but leave the text as it was (an application that ignores them).
     bool ignoresWrites = false;
-    // What the application makes of text it is given (drops a character, say); none keeps it.
-    std::function<std::string(const std::string&)> rewrite;
 
     // What a key press or a paste does to a text field: the text replaces the selection.
-    void typeAtCaret(const std::string& given) {
+    void typeAtCaret(const std::string& typed) {
         namespace offsets = quillon::unicode;
-        const std::string typed = rewrite ? rewrite(given) : given;
         std::string content = value.value_or("");
         const auto length = static_cast<long>(offsets::codePointCount(content));
         quillon::TextRange range = selection.value_or(quillon::TextRange{length, 0});
@@ -115,8 +111,8 @@ public:
     }
     bool setValue(const Ref& element, const std::string& newValue) override {
         FakeElement& e = record("setValue", element);
-        if (e.acceptsValue && !e.ignoresWrites) e.value = newValue;
-        return e.acceptsValue;
+        if (!e.ignoresWrites) e.value = newValue;
+        return true;
     }
     bool setFocused(const Ref& element) override {
         record("focus", element).focused = true;

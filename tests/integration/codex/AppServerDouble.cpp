@@ -1,7 +1,5 @@
 // A stand-in for `codex app-server` that plays one scenario, named by QUILLON_DOUBLE_SCENARIO:
 //   normal          answers everything at once
-//   slow            answers each request after 300 ms
-//   garbage         surrounds answers with junk lines and splits each answer over two writes
 //   failed-turn     ends every turn with status "failed"
 //   crash           writes to standard error and exits with status 3 on account/read
 // With QUILLON_DOUBLE_RECORD set, its arguments and then its whole environment, sorted, go to
@@ -9,12 +7,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -26,19 +22,8 @@ namespace {
 std::string scenario;
 int turns = 0;
 
-void sendRaw(const std::string& bytes) { std::cout << bytes << std::flush; }
-
 void send(const Json& message) {
-    const std::string line = message.dump() + "\n";
-    if (scenario == "garbage") {
-        sendRaw("\n  \nnot json at all\n[1,2,3]\n\xff\xfe\xfd\n{\"id\":\"1\",\"result\":{}}\n");
-        const auto half = line.size() / 2;
-        sendRaw(line.substr(0, half));
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        sendRaw(line.substr(half));
-        return;
-    }
-    sendRaw(line);
+    std::cout << message.dump() << "\n" << std::flush;
 }
 
 void answerTurn(const Json& request) {
@@ -59,7 +44,6 @@ void handle(const Json& request) {
     if (!request.contains("id")) return;  // notifications
     const std::string method = request.value("method", "");
     const Json& id = request["id"];
-    if (scenario == "slow") std::this_thread::sleep_for(std::chrono::milliseconds(300));
     if (method == "initialize") {
         send(Json{{"id", id}, {"result", {{"userAgent", "double"}}}});
     } else if (method == "account/read") {

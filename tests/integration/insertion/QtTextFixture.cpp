@@ -1,5 +1,5 @@
 // A Qt window with a line edit, a line edit with a placeholder and a plain text editor, driven
-// like the GTK fixture: focus NAME | caret NAME OFFSET | select NAME START END | dump NAME | quit
+// like the GTK fixture: focus NAME | caret NAME OFFSET | dump NAME | quit
 // Widgets: "plain" (QLineEdit), "hint" (QLineEdit with a placeholder), "notes" (QTextEdit).
 #include <QApplication>
 #include <QLineEdit>
@@ -25,19 +25,14 @@ QString contentsOf(QWidget* widget) {
     return qobject_cast<QTextEdit*>(widget)->toPlainText();
 }
 
-void selectRange(QWidget* widget, int start, int end) {
+void placeCaret(QWidget* widget, int offset) {
     if (auto* line = qobject_cast<QLineEdit*>(widget)) {
-        if (start == end) {
-            line->setCursorPosition(start);
-        } else {
-            line->setSelection(start, end - start);
-        }
+        line->setCursorPosition(offset);
         return;
     }
     auto* edit = qobject_cast<QTextEdit*>(widget);
     QTextCursor cursor = edit->textCursor();
-    cursor.setPosition(start);
-    cursor.setPosition(end, QTextCursor::KeepAnchor);
+    cursor.setPosition(offset);
     edit->setTextCursor(cursor);
 }
 
@@ -56,12 +51,10 @@ void handle(const std::string& line) {
         found->second->activateWindow();
         found->second->setFocus(Qt::OtherFocusReason);
         std::printf("ok\n");
-    } else if (command == "caret" || command == "select") {
-        int start = 0, end = 0;
-        words >> start;
-        end = start;
-        if (command == "select") words >> end;
-        selectRange(found->second, start, end);
+    } else if (command == "caret") {
+        int offset = 0;
+        words >> offset;
+        placeCaret(found->second, offset);
         std::printf("ok\n");
     } else if (command == "dump") {
         QString text = contentsOf(found->second);

@@ -30,9 +30,14 @@ TEST_F(LogServiceTest, LineHasTheFixedShapeInLocalTime) {
     const auto line = log_.service->formatLine(log_.clock.now(), LogLevel::error, LogCategory::transcription,
                                                "/src/core/dictation/RecordingCoordinator.cpp", 42,
                                                "startRecording()", "Recording error: boom");
-    EXPECT_EQ(line,
-              "[2026-03-10 01:59:58.007] [ERROR] [Transcription] RecordingCoordinator.cpp:42 startRecording() - "
-              "Recording error: boom");
+    EXPECT_EQ(
+        line,
+        "[2026-03-10 01:59:58.007] [ERROR] [Transcription] RecordingCoordinator.cpp:42 startRecording() - "
+        "Recording error: boom");
+    EXPECT_TRUE(
+        log_.service
+            ->formatLine(log_.clock.now(), LogLevel::info, LogCategory::hotkey, "main.cpp", 7, "f()", "m")
+            .ends_with("[INFO] [Hotkey] main.cpp:7 f() - m"));
 }
 
 TEST_F(LogServiceTest, CallerGetsThePlatformLogAtOnceAndTheRingLater) {
@@ -55,21 +60,17 @@ TEST_F(LogServiceTest, RingKeepsTheLastThousandInPostingOrder) {
     EXPECT_TRUE(lines.back().ends_with(" - line 1000"));
 }
 
-TEST_F(LogServiceTest, MultiLineMessageIsOneEntry) {
-    log_.logger(LogCategory::models).error("first\nsecond");
-    auto lines = ring();
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_TRUE(lines[0].ends_with(" - first\nsecond"));
-}
-
-TEST_F(LogServiceTest, FileWithoutSeparatorAndDisabledLevel) {
+// A line below the platform log's level still reaches the ring, and a message of several lines
+// stays one entry there.
+TEST_F(LogServiceTest, RingTakesEveryLevelAndMultiLineMessagesWhole) {
     log_.output.setMinimumLevel(LogLevel::info);
-    log_.service->write(LogLevel::debug, LogCategory::hotkey, "quiet", std::source_location::current());
-    EXPECT_TRUE(log_.output.entries().empty());  // below the platform log's level
-    EXPECT_EQ(ring().size(), 1u);                  // but still in the ring
-    const auto line = log_.service->formatLine(log_.clock.now(), LogLevel::info, LogCategory::hotkey, "main.cpp",
-                                               7, "f()", "m");
-    EXPECT_NE(line.find("[Hotkey] main.cpp:7 f() - m"), std::string::npos);
+    log_.logger(LogCategory::hotkey).debug("quiet");
+    log_.logger(LogCategory::models).error("first\nsecond");
+    EXPECT_EQ(log_.output.entries().size(), 1u);
+    auto lines = ring();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_TRUE(lines[0].ends_with(" - quiet"));
+    EXPECT_TRUE(lines[1].ends_with(" - first\nsecond"));
 }
 
 }  // namespace
