@@ -63,6 +63,24 @@ TEST(ManualScheduler, TasksPostedByTasksRunWithinTheSameAdvanceWhenDue) {
     EXPECT_EQ(ticks.size(), 5u);
 }
 
+TEST(ManualScheduler, RepeatingTimerRunsAtWholeIntervalsUntilCancelledEvenFromItsOwnRun) {
+    ManualScheduler scheduler;
+    const auto start = scheduler.now();
+    std::vector<Duration> runs;
+    TimerHandle handle;
+    handle = scheduler.postRepeating(20ms, [&] {
+        runs.push_back(scheduler.now() - start);
+        if (runs.size() == 4) handle.cancel();
+    });
+    scheduler.post([] {});
+    EXPECT_EQ(scheduler.runUntilIdle(), 1u) << "the first run waits one interval";
+    scheduler.advance(50ms);
+    EXPECT_EQ(runs, (std::vector<Duration>{20ms, 40ms}));
+    scheduler.advance(1s);
+    EXPECT_EQ(runs, (std::vector<Duration>{20ms, 40ms, 60ms, 80ms}));
+    EXPECT_EQ(scheduler.pendingCount(), 0u);
+}
+
 TEST(ManualScheduler, RunNextJumpsToTheNextTimer) {
     ManualScheduler scheduler;
     const auto start = scheduler.now();
