@@ -11,15 +11,10 @@ constexpr std::size_t ringCapacity = 65536;
 }  // namespace
 
 struct PCM16LiveMixer::State {
-    explicit State(Scheduler& q) : queue(q) {}
-
-    Scheduler& queue;
     mutable std::mutex mutex;  // guards everything below but the rings; see the class comment
     PCM16Handler onPCM16Data;
     bool running = false;
     std::uint64_t generation = 0;  // a tick of an earlier start finds a newer generation and ends
-    TimePoint startedAt{};
-    std::uint64_t tickCount = 0;
     TimerHandle timer;
     SampleFIFO microphone;
     SampleFIFO systemAudio;
@@ -34,7 +29,7 @@ struct PCM16LiveMixer::State {
     std::array<std::int16_t, samplesPerChunk> output{};
 };
 
-PCM16LiveMixer::PCM16LiveMixer(Scheduler& queue) : queue_(queue), state_(std::make_shared<State>(queue)) {}
+PCM16LiveMixer::PCM16LiveMixer(Scheduler& queue) : queue_(queue), state_(std::make_shared<State>()) {}
 
 PCM16LiveMixer::~PCM16LiveMixer() { stop(); }
 
@@ -56,9 +51,10 @@ void PCM16LiveMixer::start() {
     state.startupTicks = 0;
     state.running = true;
     ++state.generation;
-    state.startedAt = queue_.now();
-    state.tickCount = 0;
-    scheduleNext(state_, state.generation);
+    // A repeating timer: its runs are due at whole ticks from here, so late ticks do not drift,
+    // and it allocates nothing per tick.
+    state.timer = queue_.postRepeating(
+        tickInterval, [state = state_, generation = state.generation] { tick(state, generation); });
 }
 
 void PCM16LiveMixer::stop() {
@@ -92,19 +88,10 @@ std::int16_t PCM16LiveMixer::mix(std::int16_t microphone, std::int16_t systemAud
     return static_cast<std::int16_t>(rounded);
 }
 
-// Every tick is due at a whole number of periods after the start, so late ticks do not drift.
-void PCM16LiveMixer::scheduleNext(const std::shared_ptr<State>& state, std::uint64_t generation) {
-    const TimePoint due = state->startedAt + tickInterval * static_cast<std::int64_t>(state->tickCount + 1);
-    state->timer = state->queue.postAfter(due - state->queue.now(),
-                                          [state, generation] { tick(state, generation); });
-}
-
 void PCM16LiveMixer::tick(const std::shared_ptr<State>& state, std::uint64_t generation) {
     std::lock_guard lock(state->mutex);
     if (!state->running || state->generation != generation) return;
-    ++state->tickCount;
     emitChunk(*state);
-    scheduleNext(state, generation);
 }
 
 void PCM16LiveMixer::emitChunk(State& state) {

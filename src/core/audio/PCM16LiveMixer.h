@@ -63,7 +63,6 @@ private:
     struct State;
     static void tick(const std::shared_ptr<State>& state, std::uint64_t generation);
     static void emitChunk(State& state);
-    static void scheduleNext(const std::shared_ptr<State>& state, std::uint64_t generation);
 
     Scheduler& queue_;
     std::shared_ptr<State> state_;  // shared with the queued ticks, which may outlive the mixer

@@ -1,5 +1,7 @@
 #include "core/base/ManualScheduler.h"
 
+#include <algorithm>
+
 namespace quillon {
 
 ManualScheduler::ManualScheduler(TimePoint start) : now_(start) {}
@@ -29,33 +31,54 @@ TimerHandle ManualScheduler::postAfter(Duration delay, Task task) {
     return handle;
 }
 
+TimerHandle ManualScheduler::postRepeating(Duration interval, Task task) {
+    auto handle = TimerHandle::make();
+    interval = std::max(interval, Duration(1));
+    std::lock_guard lock(mutex_);
+    enqueue(now_ + interval, std::move(task), handle.flag(), interval);
+    return handle;
+}
+
 TimePoint ManualScheduler::now() const {
     std::lock_guard lock(mutex_);
     return now_;
 }
 
-void ManualScheduler::enqueue(TimePoint due, Task task, std::shared_ptr<std::atomic<bool>> cancelled) {
-    queue_.emplace(Key{due, sequence_++}, Entry{std::move(task), std::move(cancelled)});
+void ManualScheduler::enqueue(TimePoint due, Task task, std::shared_ptr<std::atomic<bool>> cancelled,
+                              Duration interval) {
+    queue_.emplace(Key{due, sequence_++}, Entry{std::move(task), std::move(cancelled), interval});
 }
 
-std::optional<ManualScheduler::Entry> ManualScheduler::takeDue(TimePoint limit) {
+ManualScheduler::Queue::node_type ManualScheduler::takeDue(TimePoint limit) {
     for (;;) {
-        Entry dropped;  // a cancelled task: declared before the lock, so destroyed after it
+        Queue::node_type dropped;  // a cancelled task: declared before the lock, so destroyed after it
         std::lock_guard lock(mutex_);
-        if (queue_.empty() || queue_.begin()->first.first > limit) return std::nullopt;
+        if (queue_.empty() || queue_.begin()->first.first > limit) return {};
         auto first = queue_.begin();
         if (first->first.first > now_) now_ = first->first.first;
-        Entry entry = std::move(first->second);
-        queue_.erase(first);
-        if (!entry.cancelled || !entry.cancelled->load()) return entry;
-        dropped = std::move(entry);
+        const auto& cancelled = first->second.cancelled;
+        const bool live = !cancelled || !cancelled->load();
+        auto node = queue_.extract(first);
+        if (live) return node;
+        dropped = std::move(node);
     }
+}
+
+void ManualScheduler::run(Queue::node_type node) {
+    // The node keeps its key and entry where they are, so these stay valid while it is out.
+    const Key& key = node.key();
+    Entry& entry = node.mapped();
+    entry.task();
+    if (entry.interval == Duration::zero()) return;  // the node goes here, outside the lock
+    std::lock_guard lock(mutex_);
+    node.key() = Key{key.first + entry.interval, sequence_++};
+    queue_.insert(std::move(node));
 }
 
 std::size_t ManualScheduler::runUntilIdle() {
     std::size_t count = 0;
-    while (auto entry = takeDue(now())) {
-        entry->task();
+    while (auto node = takeDue(now())) {
+        run(std::move(node));
         ++count;
     }
     return count;
@@ -64,8 +87,8 @@ std::size_t ManualScheduler::runUntilIdle() {
 std::size_t ManualScheduler::advance(Duration by) {
     const TimePoint target = now() + by;
     std::size_t count = 0;
-    while (auto entry = takeDue(target)) {
-        entry->task();
+    while (auto node = takeDue(target)) {
+        run(std::move(node));
         ++count;
     }
     std::lock_guard lock(mutex_);
@@ -76,9 +99,9 @@ std::size_t ManualScheduler::advance(Duration by) {
 bool ManualScheduler::runNext() {
     auto due = nextDueTime();
     if (!due) return false;
-    auto entry = takeDue(*due);
-    if (!entry) return false;
-    entry->task();
+    auto node = takeDue(*due);
+    if (!node) return false;
+    run(std::move(node));
     runUntilIdle();
     return true;
 }

@@ -27,6 +27,7 @@ public:
 
     void post(Task task) override;
     TimerHandle postAfter(Duration delay, Task task) override;
+    TimerHandle postRepeating(Duration interval, Task task) override;
     TimePoint now() const override;
 
     // Runs every task that is due now, including those that the tasks post for now.
@@ -46,16 +47,22 @@ private:
     struct Entry {
         Task task;
         std::shared_ptr<std::atomic<bool>> cancelled;
+        Duration interval{};  // zero for a task that runs once
     };
     using Key = std::pair<TimePoint, std::uint64_t>;
+    using Queue = std::map<Key, Entry>;
 
-    std::optional<Entry> takeDue(TimePoint limit);
-    void enqueue(TimePoint due, Task task, std::shared_ptr<std::atomic<bool>> cancelled);
+    // The first task due by `limit`, taken out of the queue with its node; empty if none.
+    Queue::node_type takeDue(TimePoint limit);
+    // Runs a taken task; a repeating one goes back into the queue, node and all, for its next run.
+    void run(Queue::node_type node);
+    void enqueue(TimePoint due, Task task, std::shared_ptr<std::atomic<bool>> cancelled,
+                 Duration interval = {});
 
     mutable std::mutex mutex_;
     TimePoint now_;
     std::uint64_t sequence_ = 0;
-    std::map<Key, Entry> queue_;
+    Queue queue_;
 };
 
 }  // namespace quillon

@@ -29,6 +29,12 @@ public:
     // Safe from any thread.
     virtual TimerHandle postAfter(Duration delay, Task task) = 0;
 
+    // Runs `task` every `interval` (which must be positive), first once `interval` has passed,
+    // until the returned handle is cancelled. Runs are due at whole intervals from the call, so
+    // that a late run does not shift the ones after it: a late run is followed at once by the one
+    // it delayed. Once made, the timer allocates nothing per run. Safe from any thread.
+    virtual TimerHandle postRepeating(Duration interval, Task task) = 0;
+
     // This scheduler's clock: monotonic, virtual under test.
     virtual TimePoint now() const = 0;
 

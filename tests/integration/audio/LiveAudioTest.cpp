@@ -260,6 +260,28 @@ TEST_F(LiveAudioTest, OneApplicationIsHeardAloneAlsoThroughSinkInputsItOpensLate
     EXPECT_EQ(refused.error().kind, AudioCaptureError::Kind::applicationUnavailable);
 }
 
+TEST_F(LiveAudioTest, OneApplicationMovedToAnotherOutputIsStillHeard) {
+    auto mover = play(voice("alpha"), "Mover Player");
+    ASSERT_TRUE(waitForPlaying("Mover Player"));
+    SystemAudioTapPulse tap(index_);
+    Collector heard;
+    tap.setOnPCM16Data([&](std::span<const std::byte> block) { heard.add(block); });
+    tap.setOnError([&](const AudioCaptureError& e) { heard.fail(e); });
+    ASSERT_TRUE(tap.start("Mover Player"));
+    ASSERT_EQ(heard.next(9600).size(), 9600u);
+
+    // As a user would in the sound settings: the player's stream goes to the other output.
+    ASSERT_EQ(run("pactl move-sink-input \"$(pactl list sink-inputs | awk '/^Sink Input #/ { id = substr($3, 2) } "
+                  "/application.name = \"Mover Player\"/ { print id }')\" microphone"),
+              0);
+    heard.next(9600);  // the move and the new stream's first fragments
+    const auto after = heard.next(48000);
+    ASSERT_EQ(after.size(), 48000u) << "nothing heard after the move";
+    EXPECT_GT(toneAmplitude(after, alphaTone), toneLevel * 0.7);
+    EXPECT_EQ(tap.attachedCount(), 1u);
+    EXPECT_TRUE(heard.errors().empty());
+}
+
 TEST_F(LiveAudioTest, AllSystemAudioHearsEveryApplicationAndTheSourceListNamesThem) {
     auto alpha = play(voice("alpha"), "Alpha Player");
     auto bravo = play(voice("bravo"), "Bravo Player");

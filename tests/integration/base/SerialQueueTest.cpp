@@ -48,6 +48,31 @@ TEST(SerialQueue, TasksRunInDueOrderAndACancelledTimerNever) {
     EXPECT_THAT(order, ElementsAre("first", "second", "timer", "late"));
 }
 
+TEST(SerialQueue, RepeatingTimerKeepsItsPaceAndStopsWhenCancelledFromItsOwnRun) {
+    SerialQueue queue("test-repeating");
+    std::vector<Duration> runs;  // the worker's alone until the timer is cancelled
+    std::promise<TimerHandle> made;
+    std::promise<void> fifth;
+    const auto start = queue.now();
+    auto handle = made.get_future().share();
+    made.set_value(queue.postRepeating(5ms, [&] {
+        runs.push_back(queue.now() - start);
+        if (runs.size() == 5) {
+            handle.get().cancel();
+            fifth.set_value();
+        }
+    }));
+    fifth.get_future().wait();
+    // Due after any further run would be: the queue runs tasks in due order.
+    std::promise<void> later;
+    queue.postAfter(20ms, [&] { later.set_value(); });
+    later.get_future().wait();
+    ASSERT_EQ(runs.size(), 5u) << "no run after the cancel";
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+        EXPECT_GE(runs[i], 5ms * static_cast<int>(i + 1)) << "run " << i << " came before its time";
+    }
+}
+
 // Posts to its queue when destroyed, as a session whose last owner is a task does.
 struct PostsWhenDestroyed {
     Scheduler& queue;

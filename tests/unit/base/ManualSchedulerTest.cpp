@@ -49,6 +49,24 @@ TEST(ManualScheduler, TimersRunAtTheirDueTimeAlsoWhenPostedByTimers) {
     EXPECT_EQ(scheduler.now() - start, 90060ms) << "runNext jumps to each timer in turn";
 }
 
+TEST(ManualScheduler, RepeatingTimerRunsAtWholeIntervalsUntilCancelledEvenFromItsOwnRun) {
+    ManualScheduler scheduler;
+    const auto start = scheduler.now();
+    std::vector<Duration> runs;
+    TimerHandle handle;
+    handle = scheduler.postRepeating(20ms, [&] {
+        runs.push_back(scheduler.now() - start);
+        if (runs.size() == 4) handle.cancel();
+    });
+    scheduler.post([] {});
+    EXPECT_EQ(scheduler.runUntilIdle(), 1u) << "the first run waits one interval";
+    scheduler.advance(50ms);
+    EXPECT_EQ(runs, (std::vector<Duration>{20ms, 40ms}));
+    scheduler.advance(1s);
+    EXPECT_EQ(runs, (std::vector<Duration>{20ms, 40ms, 60ms, 80ms}));
+    EXPECT_EQ(scheduler.pendingCount(), 0u);
+}
+
 // Posts to its scheduler when destroyed, as a session whose last owner is a task does.
 struct PostsWhenDestroyed {
     Scheduler& scheduler;

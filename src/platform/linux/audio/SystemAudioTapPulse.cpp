@@ -15,6 +15,8 @@ constexpr std::size_t holdBack = 960;         // 20 ms
 
 struct SystemAudioTapPulse::Attached {
     std::uint32_t sinkInput = PA_INVALID_INDEX;
+    std::uint32_t monitorSource = PA_INVALID_INDEX;
+    bool ended = false;  // the server ended the stream: its sink input went or moved
     std::unique_ptr<PulseRecordStream> stream;
     std::vector<std::int16_t> buffer = std::vector<std::int16_t>(bufferSamples);
     std::size_t count = 0;
@@ -120,8 +122,10 @@ void SystemAudioTapPulse::attach(std::uint32_t sinkInput, std::uint32_t monitorS
     if (std::ranges::any_of(attached_, [&](const auto& a) { return a->sinkInput == sinkInput; })) return;
     auto attached = std::make_unique<Attached>();
     attached->sinkInput = sinkInput;
+    attached->monitorSource = monitorSource;
     attached->stream = std::make_unique<PulseRecordStream>(*connection_, "Application audio", sampleRate);
     Attached* raw = attached.get();
+    attached->stream->onEnded = [raw] { raw->ended = true; };
     attached->stream->onData = [this, raw](std::span<const std::byte> block) {
         const std::size_t samples = std::min(block.size() / 2, raw->buffer.size() - raw->count);
         std::memcpy(raw->buffer.data() + raw->count, block.data(), samples * 2);
@@ -137,7 +141,20 @@ void SystemAudioTapPulse::detach(std::uint32_t sinkInput) {
     std::erase_if(attached_, [&](const auto& a) { return a->sinkInput == sinkInput; });
 }
 
-// Loop thread: a sink input was added or removed.
+// Loop thread: one of the application's sink inputs plays on the sink with `monitorSource`. A new
+// one is attached. One that was moved to another sink is attached again there: the server ends a
+// monitor stream whose sink input moves (PulseAudio does; with pipewire-pulse the sink differs).
+void SystemAudioTapPulse::follow(std::uint32_t sinkInput, std::uint32_t monitorSource) {
+    const auto found =
+        std::ranges::find_if(attached_, [&](const auto& a) { return a->sinkInput == sinkInput; });
+    if (found != attached_.end()) {
+        if (!(*found)->ended && (*found)->monitorSource == monitorSource) return;
+        attached_.erase(found);
+    }
+    attach(sinkInput, monitorSource);
+}
+
+// Loop thread: a sink input was added, changed (moved to another sink, among others) or removed.
 void SystemAudioTapPulse::sinkInputEvent(pa_context* context, pa_subscription_event_type_t type,
                                          std::uint32_t index, void* self) {
     auto& tap = *static_cast<SystemAudioTapPulse*>(self);
@@ -147,7 +164,7 @@ void SystemAudioTapPulse::sinkInputEvent(pa_context* context, pa_subscription_ev
         tap.detach(index);
         return;
     }
-    if (kind != PA_SUBSCRIPTION_EVENT_NEW) return;
+    if (kind != PA_SUBSCRIPTION_EVENT_NEW && kind != PA_SUBSCRIPTION_EVENT_CHANGE) return;
     // Who plays it, then, for one of ours, its sink's monitor: two answers of the server.
     auto* operation = pa_context_get_sink_input_info(
         context, index,
@@ -167,7 +184,7 @@ void SystemAudioTapPulse::sinkInputEvent(pa_context* context, pa_subscription_ev
                 c, info->sink,
                 [](pa_context*, const pa_sink_info* sink, int eol, void* data) {
                     auto* p = static_cast<Pending*>(data);
-                    if (sink) p->tap->attach(p->sinkInput, sink->monitor_source);
+                    if (sink) p->tap->follow(p->sinkInput, sink->monitor_source);
                     if (eol) delete p;
                 },
                 pending);

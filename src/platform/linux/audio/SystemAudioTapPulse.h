@@ -20,7 +20,8 @@ namespace quillon {
 // One application: for each of the application's sink inputs a record stream on its sink's
 // monitor, limited to that sink input (pa_stream_set_monitor_stream), so nothing else that plays
 // is heard. Sink inputs the application opens later are attached when the server announces them,
-// and detached when they go. With several, their samples are summed (and clamped); the mix holds
+// attached again on their new sink when they are moved to another output, and detached when they
+// go. With several, their samples are summed (and clamped); the mix holds
 // back 20 ms so the streams, fed by one sink clock in 10 ms fragments, line up. An application
 // that stops playing is no error: the tap then delivers nothing.
 //
@@ -49,6 +50,7 @@ private:
     void considerSinkInput(std::uint32_t index);
     void attach(std::uint32_t sinkInput, std::uint32_t sink);
     void detach(std::uint32_t sinkInput);
+    void follow(std::uint32_t sinkInput, std::uint32_t monitorSource);
     void mixAndEmit();
     void emit(std::span<const std::byte> block);
     void report(const AudioCaptureError& error);

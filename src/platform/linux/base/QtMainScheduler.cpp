@@ -29,6 +29,34 @@ TimerHandle QtMainScheduler::postAfter(Duration delay, Task task) {
     return handle;
 }
 
+TimerHandle QtMainScheduler::postRepeating(Duration interval, Task task) {
+    auto handle = TimerHandle::make();
+    const auto milliseconds =
+        std::max(std::chrono::ceil<std::chrono::milliseconds>(interval), std::chrono::milliseconds(1));
+    auto start = [context = context_, milliseconds, flag = handle.flag(), task = std::move(task)]() mutable {
+        if (flag->load()) return;
+        auto* timer = new QTimer(context);  // owned by the context until it deletes itself
+        timer->setTimerType(Qt::PreciseTimer);
+        timer->setInterval(milliseconds);
+        QObject::connect(timer, &QTimer::timeout, timer,
+                         [timer, flag = std::move(flag), task = std::move(task)] {
+                             if (flag->load()) {
+                                 timer->stop();
+                                 timer->deleteLater();
+                                 return;
+                             }
+                             task();
+                         });
+        timer->start();
+    };
+    if (QThread::currentThread() == context_->thread()) {
+        start();
+    } else {
+        QMetaObject::invokeMethod(context_, std::move(start), Qt::QueuedConnection);
+    }
+    return handle;
+}
+
 TimePoint QtMainScheduler::now() const { return std::chrono::steady_clock::now(); }
 
 }  // namespace quillon

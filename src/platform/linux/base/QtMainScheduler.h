@@ -14,6 +14,9 @@ public:
 
     void post(Task task) override;
     TimerHandle postAfter(Duration delay, Task task) override;
+    // A repeating QTimer (precise, whole milliseconds) made once on the GUI thread; cancelling
+    // the handle stops it and deletes it at its next timeout.
+    TimerHandle postRepeating(Duration interval, Task task) override;
     TimePoint now() const override;
 
 private:

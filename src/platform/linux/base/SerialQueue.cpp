@@ -45,7 +45,7 @@ SerialQueue::~SerialQueue() {
     // Tasks never run are dropped outside the lock, round after round: what their captures post
     // on the way out is dropped in the next round.
     for (;;) {
-        std::map<std::pair<TimePoint, std::uint64_t>, Entry> dropped;
+        Queue dropped;
         {
             std::lock_guard lock(mutex_);
             dropped.swap(queue_);
@@ -63,6 +63,13 @@ TimerHandle SerialQueue::postAfter(Duration delay, Task task) {
     return handle;
 }
 
+TimerHandle SerialQueue::postRepeating(Duration interval, Task task) {
+    auto handle = TimerHandle::make();
+    interval = std::max(interval, Duration(1));
+    enqueue(now() + interval, std::move(task), handle.flag(), interval);
+    return handle;
+}
+
 TimePoint SerialQueue::now() const { return std::chrono::steady_clock::now(); }
 
 std::shared_ptr<Wakeup> SerialQueue::makeWakeup(Task task) {
@@ -73,10 +80,11 @@ std::shared_ptr<Wakeup> SerialQueue::makeWakeup(Task task) {
     return wakeup;
 }
 
-void SerialQueue::enqueue(TimePoint due, Task task, std::shared_ptr<std::atomic<bool>> cancelled) {
+void SerialQueue::enqueue(TimePoint due, Task task, std::shared_ptr<std::atomic<bool>> cancelled,
+                          Duration interval) {
     {
         std::lock_guard lock(mutex_);
-        queue_.emplace(std::pair{due, sequence_++}, Entry{std::move(task), std::move(cancelled)});
+        queue_.emplace(std::pair{due, sequence_++}, Entry{std::move(task), std::move(cancelled), interval});
     }
     wakeWorker();
 }
@@ -106,14 +114,27 @@ bool SerialQueue::runFiredWakeups() {
 }
 
 bool SerialQueue::runDueTask() {
-    Entry entry;  // declared before the lock: destroyed after it is released
+    Queue::node_type node;   // declared before the lock: destroyed after it is released
+    Entry* entry = nullptr;  // the node's, which keeps it where it is
+    TimePoint due{};
     {
         std::lock_guard lock(mutex_);
         if (queue_.empty() || queue_.begin()->first.first > now()) return false;
-        entry = std::move(queue_.begin()->second);
-        queue_.erase(queue_.begin());
+        entry = &queue_.begin()->second;
+        due = queue_.begin()->first.first;
+        node = queue_.extract(queue_.begin());
     }
-    if (!entry.cancelled || !entry.cancelled->load()) entry.task();
+    const auto cancelled = [entry] { return entry->cancelled && entry->cancelled->load(); };
+    if (cancelled()) return true;
+    entry->task();
+    if (entry->interval == Duration::zero() || cancelled()) return true;
+    // A repeating timer: the same node goes back in, due one interval after this run was.
+    const TimePoint current = now();
+    due += entry->interval;
+    if (current - due > maximumCatchUp) due = current + entry->interval;
+    std::lock_guard lock(mutex_);
+    node.key() = {due, sequence_++};
+    queue_.insert(std::move(node));
     return true;
 }
 

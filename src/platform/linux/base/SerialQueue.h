@@ -36,7 +36,14 @@ public:
 
     void post(Task task) override;
     TimerHandle postAfter(Duration delay, Task task) override;
+    // A repeating timer's task and queue entry are made once: each run moves the entry back into
+    // the queue. A run that finds itself more than `maximumCatchUp` late (the machine slept, or
+    // the worker was held up) does not make up the runs it missed: the next is due one interval
+    // from now.
+    TimerHandle postRepeating(Duration interval, Task task) override;
     TimePoint now() const override;
+
+    static constexpr Duration maximumCatchUp = std::chrono::seconds(1);
 
     // signal() sets two atomic flags and posts the semaphore: no lock, no allocation, so an audio
     // callback may call it. Making the wake-up takes the lock once.
@@ -49,21 +56,24 @@ private:
     struct Entry {
         Task task;
         std::shared_ptr<std::atomic<bool>> cancelled;
+        Duration interval{};  // zero for a task that runs once
     };
+    using Queue = std::map<std::pair<TimePoint, std::uint64_t>, Entry>;
     class QueueWakeup;
 
     void run(std::stop_token stop);
     bool runFiredWakeups();
     bool runDueTask();
     void waitForWork();
-    void enqueue(TimePoint due, Task task, std::shared_ptr<std::atomic<bool>> cancelled);
+    void enqueue(TimePoint due, Task task, std::shared_ptr<std::atomic<bool>> cancelled,
+                 Duration interval = {});
     void wakeWorker();
 
     std::string label_;
     sem_t wake_{};
     std::atomic<bool> wakeupFired_{false};
     std::mutex mutex_;
-    std::map<std::pair<TimePoint, std::uint64_t>, Entry> queue_;
+    Queue queue_;
     std::uint64_t sequence_ = 0;
     std::vector<std::weak_ptr<QueueWakeup>> wakeups_;
     std::jthread worker_;  // last: starts after everything it uses exists
