@@ -242,6 +242,30 @@ TEST_F(HotkeyX11Test, TheDefaultChordHoldsAndKeysStruckWhileItIsHeldAreSwallowed
     EXPECT_TRUE(waitUntil(main_, [&] { return text(*field) == "c"; })) << text(*field);
 }
 
+// Dictation types phrases while the chord is still held: the typing lifts Control and Super for
+// its keys and presses them again after, which must neither turn the letters into shortcuts nor
+// look like the user letting go.
+TEST_F(HotkeyX11Test, TheChordHeldWhileAPhraseIsTypedKeepsRecordingUntilTheUserLetsGo) {
+    auto field = focusedField();
+    ASSERT_TRUE(field);
+    startHotkey();
+    SyntheticKeyboardXTest typist;
+
+    keyboard_.press(XK_Control_L);
+    keyboard_.press(XK_Super_L);
+    ASSERT_TRUE(waitForSignals("start"));
+    main_.advance(400ms);
+    ASSERT_TRUE(typist.typeText("hello there"));
+    ASSERT_TRUE(typist.typeText(" again"));
+    EXPECT_TRUE(waitUntil(main_, [&] { return text(*field) == "hello there again"; })) << text(*field);
+    main_.runUntilIdle();
+    EXPECT_EQ(signals_, " start");
+
+    keyboard_.release(XK_Super_L);
+    ASSERT_TRUE(waitForSignals("start stop"));
+    keyboard_.release(XK_Control_L);
+}
+
 TEST_F(HotkeyX11Test, AKeyAnotherProgramHoldsIsReportedAndAChangedHotkeyIsTakenWithoutARestart) {
     ASSERT_TRUE(keyboard_.grabAsAnotherProgram(XK_F7));
     settings_.setHotkeyKeyCode(66);  // F8

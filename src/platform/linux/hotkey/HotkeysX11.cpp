@@ -19,6 +19,7 @@
 
 #include "core/settings/HotkeyMode.h"
 #include "platform/linux/apps/XErrorTrap.h"
+#include "platform/linux/keyboard/SyntheticInputMarks.h"
 
 namespace quillon {
 
@@ -118,8 +119,14 @@ public:
         const unsigned keymapEvents = XkbNewKeyboardNotifyMask | XkbMapNotifyMask;
         XkbSelectEvents(display_, XkbUseCoreKbd, keymapEvents, keymapEvents);
 
+        // Quillon's own typing marks its bursts of presses on the root window's properties.
+        beginMark_ = XInternAtom(display_, syntheticInputBeginAtom, False);
+        endMark_ = XInternAtom(display_, syntheticInputEndAtom, False);
+        XSelectInput(display_, root_, PropertyChangeMask);
+
         XkbStateRec state;
         if (XkbGetState(display_, XkbUseCoreKbd, &state) == Success) flags_ = flagsOf(state.mods);
+        deliveredFlags_ = flags_;
         XFlush(display_);
         return {};
     }
@@ -149,6 +156,8 @@ public:
                     XFlush(display_);
                 }
                 handleKey(static_cast<int>(event.xkey.keycode), event.type == KeyPress, false);
+            } else if (event.type == PropertyNotify) {
+                handleMark(event.xproperty.atom);
             } else if (event.type == MappingNotify) {
                 XRefreshKeyboardMapping(&event.xmapping);
                 keymapChanged = true;
@@ -166,6 +175,23 @@ public:
     }
 
 private:
+    // Between the marks the keys and modifier changes are Quillon's own typing: the modifiers of a
+    // held hotkey are lifted for the typed keys and pressed again after them. None of that is the
+    // user's, so it is not reported; should the modifiers differ once the burst is over (the user
+    // let go meanwhile), the difference is reported then.
+    void handleMark(Atom atom) {
+        if (atom == beginMark_) {
+            ++syntheticDepth_;
+        } else if (atom == endMark_ && syntheticDepth_ > 0) {
+            if (--syntheticDepth_ == 0 && flags_ != deliveredFlags_) deliverFlags(0);
+        }
+    }
+
+    void deliverFlags(int keycode) {
+        deliveredFlags_ = flags_;
+        owner_.deliver({KeyEventType::flagsChanged, keycode, flags_});
+    }
+
     void handleRaw(XEvent& event) {
         if (!XGetEventData(display_, &event.xcookie)) return;
         if (event.xcookie.extension == xiOpcode_ &&
@@ -188,6 +214,7 @@ private:
         const bool wasDown = keysDown_[keycode];
         keysDown_[keycode] = press;
         if (press ? wasDown && !isRaw : !wasDown) return;
+        if (syntheticDepth_ > 0) return;
         owner_.deliver({press ? KeyEventType::keyDown : KeyEventType::keyUp, evdevCode(keycode, symbol), flags_});
     }
 
@@ -195,8 +222,8 @@ private:
         const int flags = flagsOf(state.mods);
         if (flags == flags_) return;  // Num Lock and the like are not hotkey flags
         flags_ = flags;
-        const int keycode = state.keycode != 0 ? state.keycode - 8 : 0;
-        owner_.deliver({KeyEventType::flagsChanged, keycode, flags_});
+        if (syntheticDepth_ > 0) return;
+        deliverFlags(state.keycode != 0 ? state.keycode - 8 : 0);
     }
 
     // The Caps Lock key remapped to F18 keeps its keycode; it reports F18's code.
@@ -308,6 +335,10 @@ private:
     int xiOpcode_ = 0;
     int xkbEvent_ = 0;
     int flags_ = 0;
+    int deliveredFlags_ = 0;  // as last reported
+    Atom beginMark_ = None;
+    Atom endMark_ = None;
+    int syntheticDepth_ = 0;  // inside a burst of Quillon's own presses
     std::optional<SwallowedKeys> keys_;
     std::vector<Grab> grabs_;
     std::bitset<256> keysDown_;

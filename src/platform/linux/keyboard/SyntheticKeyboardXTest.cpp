@@ -2,6 +2,7 @@
 
 #include <X11/XKBlib.h>
 #include <X11/Xlib.h>
+#include <X11/Xatom.h>
 #include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
@@ -11,6 +12,7 @@
 #include <unicode/utf8.h>
 
 #include "platform/linux/apps/XErrorTrap.h"
+#include "platform/linux/keyboard/SyntheticInputMarks.h"
 
 namespace quillon {
 
@@ -52,6 +54,8 @@ SyntheticKeyboardXTest::SyntheticKeyboardXTest(const char* displayName, Options 
     }
     if (map) XFree(map);
     shiftKeycode_ = XKeysymToKeycode(display_, XK_Shift_L);
+    beginMark_ = XInternAtom(display_, syntheticInputBeginAtom, False);
+    endMark_ = XInternAtom(display_, syntheticInputEndAtom, False);
     restorer_ = std::jthread([this](std::stop_token stop) { restorer(stop); });
 }
 
@@ -131,6 +135,12 @@ void SyntheticKeyboardXTest::press(Stroke stroke) {
     lastPress_[stroke.keycode] = Clock::now();
 }
 
+void SyntheticKeyboardXTest::markSyntheticInput(unsigned long atom) {
+    const long value = 1;
+    XChangeProperty(display_, DefaultRootWindow(display_), atom, XA_CARDINAL, 32, PropModeReplace,
+                    reinterpret_cast<const unsigned char*>(&value), 1);
+}
+
 SyntheticKeyboardXTest::HeldState SyntheticKeyboardXTest::liftHeldModifiers() {
     HeldState state;
     char keys[32];
@@ -168,6 +178,7 @@ bool SyntheticKeyboardXTest::typeText(const std::string& text) {
     // this phrase has just bound and pressed.
     restoreAt_.reset();
     takeMappingChanges();
+    markSyntheticInput(beginMark_);
     const HeldState held = liftHeldModifiers();
     bool complete = true;
     const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
@@ -189,6 +200,7 @@ bool SyntheticKeyboardXTest::typeText(const std::string& text) {
         XFlush(display_);
     }
     restoreHeldModifiers(held);
+    markSyntheticInput(endMark_);
     XSync(display_, False);
     if (!bound_.empty()) {
         restoreAt_ = Clock::now() + options_.restoreAfter;
@@ -203,9 +215,11 @@ bool SyntheticKeyboardXTest::pressKey(SyntheticKey key) {
     takeMappingChanges();
     const KeyCode code = XKeysymToKeycode(display_, key == SyntheticKey::returnKey ? XK_Return : XK_Right);
     if (code == 0) return false;
+    markSyntheticInput(beginMark_);
     const HeldState held = liftHeldModifiers();
     press(Stroke{code, false});
     restoreHeldModifiers(held);
+    markSyntheticInput(endMark_);
     XSync(display_, False);
     return true;
 }

@@ -28,7 +28,9 @@ namespace quillon {
 // and submits nothing; pressKey(returnKey) is the real Return.
 //
 // Modifiers the user holds (the dictation hotkey, say) are lifted for the presses and put back
-// after, and Caps Lock is unlocked meanwhile, so typed text arrives as written.
+// after, and Caps Lock is unlocked meanwhile, so typed text arrives as written. Each burst of
+// presses is marked on the root window (SyntheticInputMarks.h), so the hotkey does not take the
+// lifted modifiers for the user letting go of the keys.
 //
 // Threads: any. `mutex_` guards the display and the bindings; the restorer thread takes it too.
 class SyntheticKeyboardXTest final : public SyntheticKeyboard {
@@ -71,6 +73,8 @@ private:
     void press(Stroke stroke);
     HeldState liftHeldModifiers();
     void restoreHeldModifiers(const HeldState& state);
+    // Brackets a burst of presses for the hotkey (see SyntheticInputMarks.h).
+    void markSyntheticInput(unsigned long atom);
     void restoreBindings();
     void restorer(std::stop_token stop);
 
@@ -86,6 +90,8 @@ private:
     // are modifiers. Read on first use and dropped when the mapping changes.
     void* modifiers_ = nullptr;
     std::optional<Clock::time_point> restoreAt_;
+    unsigned long beginMark_ = 0;  // Atoms
+    unsigned long endMark_ = 0;
     std::jthread restorer_;
 };
 

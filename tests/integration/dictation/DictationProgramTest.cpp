@@ -1,0 +1,282 @@
+// Dictation as a user meets it: the quillon program running on the desktop session, a GTK field
+// with the focus, the Control+Super chord held (or tapped) through XTest, and speech played into
+// the session's virtual microphone (the sink "microphone", whose monitor is the default source).
+#include <gtest/gtest.h>
+
+#include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
+
+#include <algorithm>
+#include <cctype>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "SpeechTestFiles.h"
+#include "TestApplication.h"
+#include "core/base/ManualScheduler.h"
+#include "fakes/TestLog.h"
+#include "platform/linux/accessibility/AccessibilityAtspi.h"
+#include "platform/linux/apps/RunningApplicationsX11.h"
+
+namespace quillon {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ProcessResult;
+using testing::runProcess;
+using testing::TestApplication;
+
+std::vector<std::string> words(const std::string& text) {
+    std::vector<std::string> out;
+    std::istringstream in(text);
+    for (std::string word; in >> word;) {
+        std::string cleaned;
+        for (char c : word) {
+            if (std::isalnum(static_cast<unsigned char>(c)) || c == '\'') {
+                cleaned += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+            }
+        }
+        if (!cleaned.empty()) out.push_back(cleaned);
+    }
+    return out;
+}
+
+// Word error rate of `heard` against `said`: the edit distance over words, per word said.
+double wordErrorRate(const std::string& said, const std::string& heard) {
+    const auto a = words(said), b = words(heard);
+    std::vector<std::size_t> row(b.size() + 1);
+    for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
+    for (std::size_t i = 1; i <= a.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i;
+        for (std::size_t j = 1; j <= b.size(); ++j) {
+            const std::size_t above = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] == b[j - 1] ? 0 : 1)});
+            diagonal = above;
+        }
+    }
+    return static_cast<double>(row[b.size()]) / static_cast<double>(std::max<std::size_t>(a.size(), 1));
+}
+
+// Debian's own decoder on the same file, the yardstick.
+std::string referenceDecode(const std::filesystem::path& wav) {
+    const std::string model = "/usr/share/pocketsphinx/model/en-us/";
+    return runProcess({"pocketsphinx_continuous", "-infile", wav.string(), "-hmm", model + "en-us", "-lm",
+                       model + "en-us.lm.bin", "-dict", model + "cmudict-en-us.dict", "-logfn", "/dev/null"})
+        .out;
+}
+
+bool poll(const std::function<bool()>& condition, std::chrono::seconds timeout = 30s) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::sleep_for(20ms);
+    }
+    return true;
+}
+
+class DictationProgram : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!std::getenv("QUILLON_TEST_SESSION"))
+            GTEST_SKIP() << "not inside tests/integration/desktop-session";
+        if (const char* missing = std::getenv("QUILLON_SESSION_MISSING"); missing && *missing) {
+            GTEST_SKIP() << "the desktop session lacks: " << missing;
+        }
+        display_ = XOpenDisplay(nullptr);
+        ASSERT_NE(display_, nullptr);
+        // The desktop's accessibility switched on, as a user of dictation has it.
+        accessibility_.enableAccessibility();
+
+        field_ = std::make_unique<TestApplication>(QUILLON_GTK_FIXTURE, std::vector<std::string>{});
+        ASSERT_EQ(field_->readLine(60s), "ready");
+
+        // A tap is a press shorter than this; long enough that a loaded machine's late key event
+        // cannot turn the test's tap into a hold.
+        std::filesystem::create_directories(home_.path() / "config" / "Quillon");
+        std::ofstream(home_.path() / "config" / "Quillon" / "Quillon.conf")
+            << "[General]\ndoubleTapThreshold=1.5\n";
+        quillon_ = std::make_unique<TestApplication>(
+            "/usr/bin/env",
+            std::vector<std::string>{"XDG_CONFIG_HOME=" + (home_.path() / "config").string(),
+                                     "XDG_RUNTIME_DIR=" + home_.path().string(), QUILLON_BINARY},
+            true);
+        ASSERT_TRUE(waitForLog("Hotkey manager started"));
+        focus("plain");
+    }
+
+    void TearDown() override {
+        if (HasFailure()) {
+            for (const auto& line : seen_) std::fprintf(stderr, "quillon: %s\n", line.c_str());
+        }
+        quillon_.reset();
+        field_.reset();
+        if (display_) {
+            // A test that stopped half-way must not leave the chord held for the tests after it.
+            chord(false);
+            XCloseDisplay(display_);
+        }
+    }
+
+    // Gives the fixture's window the focus and `widget` within it, and waits until the desktop's
+    // accessibility bus reports that widget focused.
+    void focus(const std::string& widget) {
+        const int pid = field_->pid();
+        ASSERT_TRUE(poll([&] { return applications_.activate(pid); }, 60s));
+        ASSERT_TRUE(poll([&] { return applications_.frontmostProcessIdentifier() == pid; }));
+        ASSERT_EQ(field_->ask("focus " + widget), "ok");
+        ASSERT_TRUE(poll([&] { return focusedEntry() != nullptr; }));
+    }
+
+    ElementRef focusedEntry() {
+        const ElementRef application = accessibility_.applicationElement(field_->pid());
+        const ElementRef focused = application ? accessibility_.focusedElement(application) : nullptr;
+        return focused && accessibility_.role(focused) == AccessibilityRole::textField ? focused : nullptr;
+    }
+
+    // Waits for a line of Quillon's log holding `text`, reading past the lines before it.
+    bool waitForLog(const std::string& text, std::chrono::seconds timeout = 30s) {
+        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        for (;;) {
+            if (std::ranges::any_of(
+                    lines_, [&](const std::string& line) { return line.find(text) != std::string::npos; })) {
+                lines_.clear();
+                return true;
+            }
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                deadline - std::chrono::steady_clock::now());
+            if (left <= 0ms) return false;
+            if (auto line = quillon_->readLine(left)) {
+                lines_.push_back(*line);
+                seen_.push_back(*line);
+            }
+        }
+    }
+
+    void key(KeySym symbol, bool down) {
+        XTestFakeKeyEvent(display_, XKeysymToKeycode(display_, symbol), down ? True : False, CurrentTime);
+        XSync(display_, False);
+    }
+    void chord(bool down) {
+        key(down ? XK_Control_L : XK_Super_L, down);
+        key(down ? XK_Super_L : XK_Control_L, down);
+    }
+
+    // Plays `wav` into the virtual microphone, to its end.
+    static void speak(const std::filesystem::path& wav) {
+        EXPECT_EQ(runProcess({"paplay", "--device=microphone", wav.string()}).exitCode, 0);
+    }
+
+    // The field's text, read over the accessibility bus.
+    std::string fieldText() {
+        const ElementRef application = accessibility_.applicationElement(field_->pid());
+        for (const ElementRef& window :
+             accessibility_.windows(application).value_or(std::vector<ElementRef>{})) {
+            if (auto found = findEntry(window, 0)) return accessibility_.value(found).value_or("");
+        }
+        return "<no field>";
+    }
+    ElementRef findEntry(const ElementRef& element, int depth) {
+        if (accessibility_.role(element) == AccessibilityRole::textField) return element;
+        if (depth > 12) return nullptr;
+        for (const ElementRef& child : accessibility_.children(element).value_or(std::vector<ElementRef>{})) {
+            if (auto found = findEntry(child, depth + 1)) return found;
+        }
+        return nullptr;
+    }
+
+    std::vector<std::string> recordingsLeft() const {
+        std::vector<std::string> found;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(home_.path())) {
+            const std::string name = entry.path().filename().string();
+            if (name.starts_with("recording_")) found.push_back(name);
+        }
+        return found;
+    }
+
+    testing::ScratchDirectory home_;
+    ManualScheduler logQueue_;
+    testing::TestLog log_{logQueue_};
+    RunningApplicationsX11 applications_;
+    AccessibilityAtspi accessibility_{applications_, log_.logger(LogCategory::insertion)};
+    Display* display_ = nullptr;
+    std::unique_ptr<TestApplication> field_;
+    std::unique_ptr<TestApplication> quillon_;
+    std::vector<std::string> lines_;  // since the last line waited for
+    std::vector<std::string> seen_;   // all of it, shown when a test fails
+};
+
+TEST_F(DictationProgram, HoldingOrTappingTheChordDictatesIntoTheFocusedFieldAndKeepsNoAudio) {
+    const std::string said = "please call my mother tomorrow morning the weather is nice today";
+    const auto speech = testing::media("both.wav");
+    // The same speech reaches Quillon through the sound server, resampled twice on the way, so one
+    // word more or less than the decoder on the file itself is the margin.
+    const double reference = wordErrorRate(said, referenceDecode(speech)) + 1.0 / words(said).size();
+
+    // Held: the words arrive while the chord is down, the rest once it is let go.
+    chord(true);
+    ASSERT_TRUE(waitForLog("Recording started ("));
+    speak(speech);
+    chord(false);
+    ASSERT_TRUE(waitForLog("Transcription complete", 60s));
+    // The last phrase is inserted after the transcript is complete.
+    std::string held;
+    EXPECT_TRUE(poll(
+        [&] {
+            held = fieldText();
+            return wordErrorRate(said, held) <= reference + 1e-9;
+        },
+        10s))
+        << "heard \"" << held << "\", allowed " << reference;
+
+    // Tapped: a short press starts a recording that the next press stops.
+    ASSERT_EQ(field_->ask("load plain /dev/null"), "ok");
+    chord(true);
+    chord(false);
+    ASSERT_TRUE(waitForLog("Recording started ("));
+    speak(speech);
+    chord(true);
+    chord(false);
+    ASSERT_TRUE(waitForLog("Transcription complete", 60s));
+    // The last phrase is inserted after the transcript is complete.
+    std::string tapped;
+    EXPECT_TRUE(poll(
+        [&] {
+            tapped = fieldText();
+            return wordErrorRate(said, tapped) <= reference + 1e-9;
+        },
+        10s))
+        << "heard \"" << tapped << "\", allowed " << reference;
+
+    EXPECT_TRUE(poll([&] { return recordingsLeft().empty(); }));
+}
+
+TEST_F(DictationProgram, WordsThatFindNoFieldAreLeftOnTheClipboard) {
+    chord(true);
+    ASSERT_TRUE(waitForLog("Recording started ("));
+    // The focus moves to a button while the user speaks: the text has nowhere to go.
+    ASSERT_EQ(field_->ask("focus button"), "ok");
+    speak(testing::media("call.wav"));
+    chord(false);
+    ASSERT_TRUE(waitForLog("Transcription complete", 60s));
+    std::string clipboard;
+    EXPECT_TRUE(poll([&] {
+        clipboard = runProcess({"xclip", "-o", "-selection", "clipboard"}).out;
+        return words(clipboard).size() >= 2;
+    })) << "clipboard \""
+        << clipboard << "\"";
+    EXPECT_EQ(fieldText(), "");
+    EXPECT_TRUE(poll([&] { return recordingsLeft().empty(); }));
+}
+
+}  // namespace
+}  // namespace quillon
