@@ -19,7 +19,8 @@ void AnchoredPopup::showAt(QWidget* anchor) {
     if (const QScreen* screen = anchor->screen()) {
         const QRect area = screen->availableGeometry();
         position.setX(std::clamp(position.x(), area.left(), std::max(area.left(), area.right() - width())));
-        if (position.y() + height() > area.bottom()) position.setY(anchor->mapToGlobal(QPoint(0, 0)).y() - height() - 4);
+        if (position.y() + height() > area.bottom())
+            position.setY(anchor->mapToGlobal(QPoint(0, 0)).y() - height() - 4);
     }
     move(position);
     show();

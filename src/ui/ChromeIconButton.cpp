@@ -45,7 +45,9 @@ void ChromeIconButton::setAccessibleLabel(const QString& label) {
     setAccessibleName(label);
 }
 
-void ChromeIconButton::setAccessibleValue(const QString& value) { setAccessibleDescription(value); }
+void ChromeIconButton::setAccessibleValue(const QString& value) {
+    setAccessibleDescription(value);
+}
 
 void ChromeIconButton::setForeground(std::optional<QColor> color) {
     foreground_ = std::move(color);
@@ -67,7 +69,9 @@ void ChromeIconButton::setLiveDot(bool shown) {
     update();
 }
 
-QSize ChromeIconButton::sizeHint() const { return {width, height_}; }
+QSize ChromeIconButton::sizeHint() const {
+    return {width, height_};
+}
 
 void ChromeIconButton::paintEvent(QPaintEvent*) {
     QPainter painter(this);
@@ -79,7 +83,7 @@ void ChromeIconButton::paintEvent(QPaintEvent*) {
     const QRectF frame = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
     QPainterPath shape;
     shape.addRoundedRect(frame, 6, 6);
-    QColor fill = pressed      ? withAlpha(primary, 0.13)
+    QColor fill = pressed       ? withAlpha(primary, 0.13)
                   : background_ ? *background_
                   : hovering    ? withAlpha(primary, 0.09)
                                 : withAlpha(primary, 0.001);  // the whole square takes clicks
@@ -96,8 +100,8 @@ void ChromeIconButton::paintEvent(QPaintEvent*) {
     if (!isEnabled()) color = withAlpha(color, 0.35);
     const QPixmap pixmap = tinted(icon_, iconSize, devicePixelRatioF(), color);
     painter.setOpacity(pressed ? 0.62 : 1.0);
-    painter.drawPixmap(QRectF((width - iconSize) / 2.0, (height_ - iconSize) / 2.0, iconSize, iconSize), pixmap,
-                       QRectF(pixmap.rect()));
+    painter.drawPixmap(QRectF((width - iconSize) / 2.0, (height_ - iconSize) / 2.0, iconSize, iconSize),
+                       pixmap, QRectF(pixmap.rect()));
     painter.setOpacity(1.0);
 
     if (liveDot_) {

@@ -17,9 +17,10 @@ CodexRequirementsPopover::CodexRequirementsPopover(UrlOpener& urls, QWidget* par
     QFont headline = title->font();
     headline.setBold(true);
     title->setFont(headline);
-    auto* text = new QLabel(QStringLiteral(
-        "Install ChatGPT for Mac, which includes Codex, or install the Codex CLI and make the `codex` command "
-        "available in PATH. Then sign in with your ChatGPT account."));
+    auto* text =
+        new QLabel(QStringLiteral("Install ChatGPT for Mac, which includes Codex, or install the Codex CLI "
+                                  "and make the `codex` command "
+                                  "available in PATH. Then sign in with your ChatGPT account."));
     text->setWordWrap(true);
     text->setForegroundRole(QPalette::PlaceholderText);
     QFont caption = text->font();

@@ -14,7 +14,7 @@ namespace quillon::testing {
 class FakeFileMover final : public quillon::FileMover {
 public:
     std::expected<void, std::string> moveReplacing(const std::filesystem::path& from,
-                                                  const std::filesystem::path& to) override {
+                                                   const std::filesystem::path& to) override {
         if (failure) return std::unexpected(*failure);
         moves.emplace_back(from, to);
         return {};

@@ -6,16 +6,20 @@
 
 namespace quillon {
 
-LiveAudioRecordingFlow::LiveAudioRecordingFlow(LiveTranscriptModel& model, Collaborators collaborators, Logger logger)
+LiveAudioRecordingFlow::LiveAudioRecordingFlow(LiveTranscriptModel& model, Collaborators collaborators,
+                                               Logger logger)
     : model_(model), collaborators_(collaborators), logger_(std::move(logger)) {
     auto failed = weakOwner_.weakly(
         [this](const LiveAudioFileRecorderError& error) { handleAudioRecordingFailure(error); });
-    collaborators_.recorder.onError = [&main = collaborators_.main, failed](const LiveAudioFileRecorderError& error) {
+    collaborators_.recorder.onError = [&main = collaborators_.main,
+                                       failed](const LiveAudioFileRecorderError& error) {
         main.post([failed, error] { failed(error); });
     };
 }
 
-LiveAudioRecordingFlow::~LiveAudioRecordingFlow() { collaborators_.recorder.onError = nullptr; }
+LiveAudioRecordingFlow::~LiveAudioRecordingFlow() {
+    collaborators_.recorder.onError = nullptr;
+}
 
 void LiveAudioRecordingFlow::startAudioRecording() {
     if (!model_.isListening() || model_.isRecordingAudio() || model_.isFinishingAudioRecording()) return;
@@ -32,8 +36,8 @@ void LiveAudioRecordingFlow::startAudioRecording() {
 void LiveAudioRecordingFlow::finishAudioRecordingAndPromptForSave(bool attachToTranscriptWindow) {
     if (!model_.isRecordingAudio() || model_.isFinishingAudioRecording()) return;
     model_.setFinishingAudioRecording(true);
-    collaborators_.recorder.finish(weakOwner_.weakly(
-        [this, attachToTranscriptWindow](const std::optional<std::filesystem::path>& file) {
+    collaborators_.recorder.finish(
+        weakOwner_.weakly([this, attachToTranscriptWindow](const std::optional<std::filesystem::path>& file) {
             model_.setFinishingAudioRecording(false);
             if (!file) return;
             logger_.info("Live audio recording finished");
@@ -61,8 +65,8 @@ void LiveAudioRecordingFlow::presentSavePanel(const std::filesystem::path& tempo
         saved(temporaryFile, result);
     });
     collaborators_.saveDialog.present(
-        request, [&files = collaborators_.files, &jobs = collaborators_.jobs, &main = collaborators_.main, temporaryFile,
-                  done](const std::optional<std::filesystem::path>& destination) {
+        request, [&files = collaborators_.files, &jobs = collaborators_.jobs, &main = collaborators_.main,
+                  temporaryFile, done](const std::optional<std::filesystem::path>& destination) {
             // Declining discards the recording. The file system work runs off the main thread.
             if (!destination) {
                 jobs.start([&files, temporaryFile] { files.remove(temporaryFile); });
@@ -82,8 +86,8 @@ void LiveAudioRecordingFlow::saved(const std::filesystem::path& temporaryFile,
         return;
     }
     // The temporary file stays, so the recording is not lost.
-    model_.setErrorMessage("Could not save the recording: " + result.error() + ". The temporary file remains at " +
-                           temporaryFile.string() + ".");
+    model_.setErrorMessage("Could not save the recording: " + result.error() +
+                           ". The temporary file remains at " + temporaryFile.string() + ".");
     logger_.error("Could not save live audio recording: " + result.error());
 }
 

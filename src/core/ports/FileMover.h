@@ -15,7 +15,7 @@ public:
     // Moves `from` to `to`, replacing what is there; `from` stays where it was on failure. The error
     // is the system's own description.
     virtual std::expected<void, std::string> moveReplacing(const std::filesystem::path& from,
-                                                          const std::filesystem::path& to) = 0;
+                                                           const std::filesystem::path& to) = 0;
     // Deletes `path`; a failure is of no interest to anyone.
     virtual void remove(const std::filesystem::path& path) = 0;
 };

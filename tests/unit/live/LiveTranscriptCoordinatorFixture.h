@@ -74,7 +74,8 @@ public:
     FakeSpeechSession& session(std::size_t index) { return *sessions.at(index); }
 
     // Each arrives the way the session's own thread sends it, then the main thread catches up.
-    void update(std::size_t index, std::string committed, std::string provisional = "", bool processing = true) {
+    void update(std::size_t index, std::string committed, std::string provisional = "",
+                bool processing = true) {
         session(index).handlers.onUpdate({std::move(committed), std::move(provisional), processing});
         main.runUntilIdle();
     }
@@ -113,7 +114,9 @@ public:
     FakeHostEnvironment host;
     FakeCodexAppServer server;
     // The AI cleanup runs its clients on the main queue.
-    TranscriptCleanupService cleanup{main, [this] { return CodexAppServerClient::make({main, server.factory(), host}); }};
+    TranscriptCleanupService cleanup{main, [this] {
+                                         return CodexAppServerClient::make({main, server.factory(), host});
+                                     }};
     std::unique_ptr<LiveTranscriptCoordinator> coordinator_;
 };
 

@@ -41,7 +41,8 @@ TEST_F(LiveAudioRecordingTest, ARecordingStartsOnlyDuringARunAndIsOfferedUnderAT
     coordinator().startAudioRecording();
     EXPECT_FALSE(model().isRecordingAudio()) << "no run, no recording";
 
-    clock.set(std::chrono::sys_days{std::chrono::year{2026} / 3 / 9} + std::chrono::hours{23} + std::chrono::minutes{5});
+    clock.set(std::chrono::sys_days{std::chrono::year{2026} / 3 / 9} + std::chrono::hours{23} +
+              std::chrono::minutes{5});
     clock.setUtcOffset(std::chrono::hours{2});
     listen();
     const auto temporary = recordAndFinish();
@@ -76,8 +77,9 @@ TEST_F(LiveAudioRecordingTest, DecliningDeletesTheFileAndAFailedSaveKeepsItAndSa
     }();
     fileMover.failure = "Permission denied";
     answer("/readonly/talk.m4a");
-    EXPECT_EQ(model().errorMessage(), "Could not save the recording: Permission denied. The temporary file remains at " +
-                                          kept.string() + ".");
+    EXPECT_EQ(model().errorMessage(),
+              "Could not save the recording: Permission denied. The temporary file remains at " +
+                  kept.string() + ".");
     EXPECT_EQ(fileMover.removed.size(), 1u);
 }
 
@@ -140,8 +142,8 @@ TEST(LiveTranscriptCleanupTable, TheCleanedTextKeepsWhatArrivedMeanwhile) {
     };
     const std::vector<Case> cases = {
         {"nothing", [](auto&) {}, "Hello, Ada.", std::nullopt},
-        {"speech", [](auto& t) { t.update(t.last(), "hello ada and grace", "more"); }, "Hello, Ada. and grace",
-         std::nullopt},
+        {"speech", [](auto& t) { t.update(t.last(), "hello ada and grace", "more"); },
+         "Hello, Ada. and grace", std::nullopt},
         {"an edit inside the sent text, then speech",
          [](auto& t) {
              t.coordinator().editCommittedTranscript("hello ADA");
@@ -194,7 +196,8 @@ TEST_F(LiveTranscriptCleanupTest, AClearCancelsTheCleanupAndAFailureIsShownInIts
     coordinator().cleanupTranscript();
     main.runUntilIdle();
     ASSERT_TRUE(model().cleanupErrorMessage());
-    EXPECT_TRUE(model().cleanupErrorMessage()->starts_with("AI cleanup failed: ")) << *model().cleanupErrorMessage();
+    EXPECT_TRUE(model().cleanupErrorMessage()->starts_with("AI cleanup failed: "))
+        << *model().cleanupErrorMessage();
     EXPECT_EQ(model().committedText(), "hello grace");
 }
 

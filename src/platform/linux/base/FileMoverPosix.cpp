@@ -5,7 +5,7 @@
 namespace quillon {
 
 std::expected<void, std::string> FileMoverPosix::moveReplacing(const std::filesystem::path& from,
-                                                              const std::filesystem::path& to) {
+                                                               const std::filesystem::path& to) {
     std::error_code error;
     std::filesystem::rename(from, to, error);
     if (!error) return {};

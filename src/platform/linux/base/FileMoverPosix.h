@@ -10,7 +10,7 @@ namespace quillon {
 class FileMoverPosix final : public FileMover {
 public:
     std::expected<void, std::string> moveReplacing(const std::filesystem::path& from,
-                                                  const std::filesystem::path& to) override;
+                                                   const std::filesystem::path& to) override;
     void remove(const std::filesystem::path& path) override;
 };
 
