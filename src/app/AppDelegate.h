@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-#include "core/tray/MenuBarController.h"
+#include "app/DictationServices.h"
 #include "core/base/Scheduler.h"
 #include "core/hotkey/CapsLockRemapManager.h"
 #include "core/hotkey/HotkeyManager.h"
@@ -11,6 +11,7 @@
 #include "core/logging/Logger.h"
 #include "core/ports/Pasteboard.h"
 #include "core/ports/StatusItem.h"
+#include "core/tray/MenuBarController.h"
 
 namespace quillon {
 
@@ -22,7 +23,8 @@ public:
     // applicationWillTerminate().
     AppDelegate(Scheduler& main, StatusItem& statusItem, Pasteboard& pasteboard,
                 AccessibilityPermission& accessibilityPermission, HotkeyManager& hotkeyManager,
-                CapsLockRemapManager& capsLockRemap, std::shared_ptr<LogService> log, std::function<void()> terminate);
+                CapsLockRemapManager& capsLockRemap, DictationServices& dictation,
+                std::shared_ptr<LogService> log, std::function<void()> terminate);
 
     void applicationDidFinishLaunching();
     void applicationWillTerminate();
@@ -37,6 +39,7 @@ private:
     AccessibilityPermission& accessibilityPermission_;
     HotkeyManager& hotkeyManager_;
     CapsLockRemapManager& capsLockRemap_;
+    DictationServices& dictation_;
     std::shared_ptr<LogService> log_;
     std::function<void()> terminate_;
     Logger logger_;

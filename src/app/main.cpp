@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "app/AppDelegate.h"
+#include "app/DictationServices.h"
 #include "app/SingleInstanceGuard.h"
 #include "app/TranscribeCommand.h"
 #include "app/UnixSignalWatcher.h"
@@ -55,7 +56,8 @@ std::filesystem::path standardLocation(QStandardPaths::StandardLocation location
 int main(int argc, char** argv) {
     // `quillon transcribe FILE...` works without a display or a sound server: it runs before any
     // of the desktop is touched.
-    if (argc >= 2 && std::string_view(argv[1]) == "transcribe") return runTranscribeCommand(argc - 2, argv + 2);
+    if (argc >= 2 && std::string_view(argv[1]) == "transcribe")
+        return runTranscribeCommand(argc - 2, argv + 2);
 
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Quillon"));
@@ -95,18 +97,24 @@ int main(int argc, char** argv) {
     KeyboardMappingX11 keyboardMapping(mainScheduler, Logger(log, LogCategory::hotkey));
     SessionEventsLogind sessionEvents(mainScheduler, Logger(log, LogCategory::hotkey));
     HotkeyManager hotkeyManager(mainScheduler, keyEvents, settings, Logger(log, LogCategory::hotkey));
-    CapsLockRemapManager capsLockRemap(keyboardMapping, sessionEvents, settings, Logger(log, LogCategory::hotkey));
+    CapsLockRemapManager capsLockRemap(keyboardMapping, sessionEvents, settings,
+                                       Logger(log, LogCategory::hotkey));
     settings.onChange = [&hotkeyManager] { hotkeyManager.settingsDidChange(); };
 
-    AppDelegate delegate(mainScheduler, statusItem, pasteboard, accessibilityPermission, hotkeyManager, capsLockRemap,
-                         log, [] { QCoreApplication::quit(); });
+    // Dictation: the microphone, speech, insertion, the indicator and the sounds.
+    DictationServices dictation({mainScheduler, wallClock, settings, pasteboard, accessibility,
+                                 runningApplications, accessibilityPermission, hotkeyManager, log});
+
+    AppDelegate delegate(mainScheduler, statusItem, pasteboard, accessibilityPermission, hotkeyManager,
+                         capsLockRemap, dictation, log, [] { QCoreApplication::quit(); });
 
     // The session ends programs with SIGTERM, a terminal with SIGINT (Control-C) or SIGHUP (closed).
     UnixSignalWatcher signalWatcher({SIGTERM, SIGINT, SIGHUP}, [&logger](int number) {
         logger.info(std::string("Received SIG") + sigabbrev_np(number) + ", quitting");
         QCoreApplication::quit();
     });
-    QObject::connect(&application, &QCoreApplication::aboutToQuit, [&delegate] { delegate.applicationWillTerminate(); });
+    QObject::connect(&application, &QCoreApplication::aboutToQuit,
+                     [&delegate] { delegate.applicationWillTerminate(); });
 
     delegate.applicationDidFinishLaunching();
     return QApplication::exec();
