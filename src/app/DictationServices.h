@@ -79,6 +79,8 @@ public:
     PCMConverterFactory& pcmConverters() { return pcmConverters_; }
     PulseServerConnection& soundServer() { return soundServer_; }
     AudioDeviceManager& audioDevices() { return audioDeviceManager_; }
+    // Whether dictation's microphone records now; a live transcript does not start meanwhile.
+    bool isRecording() const { return recorder_.isRunning(); }
     // Absent before start().
     RecordingCoordinator* coordinator() { return coordinator_.get(); }
 

@@ -11,6 +11,7 @@
 
 #include "app/AppDelegate.h"
 #include "app/DictationServices.h"
+#include "app/LiveTranscriptServices.h"
 #include "app/SingleInstanceGuard.h"
 #include "app/TranscribeCommand.h"
 #include "app/UnixSignalWatcher.h"
@@ -30,9 +31,13 @@
 #include "platform/linux/hotkey/HotkeysX11.h"
 #include "platform/linux/hotkey/KeyboardMappingX11.h"
 #include "platform/linux/hotkey/SessionEventsLogind.h"
+#include "platform/linux/process/HostEnvironmentPosix.h"
 #include "platform/linux/settings/KeyValueStoreQSettings.h"
 #include "platform/linux/settings/LoginItemXdgAutostart.h"
 #include "ui/TrayStatusItemQt.h"
+#include "ui/live/LiveAudioSaveDialogQt.h"
+#include "ui/live/LiveTranscriptPanelQt.h"
+#include "ui/popover/PopoverQt.h"
 
 namespace {
 
@@ -49,6 +54,14 @@ LogLevel logLevelFromEnvironment() {
 
 std::filesystem::path standardLocation(QStandardPaths::StandardLocation location) {
     return QStandardPaths::writableLocation(location).toStdString();
+}
+
+// QUILLON_CODEX_MODEL_PROVIDER: a Responses-compatible server (its base address, ending in /v1)
+// that the Codex child uses instead of OpenAI's; for development without an account.
+std::optional<std::string> codexModelProviderFromEnvironment() {
+    const char* value = std::getenv("QUILLON_CODEX_MODEL_PROVIDER");
+    if (value == nullptr || *value == '\0') return std::nullopt;
+    return std::string(value);
 }
 
 }  // namespace
@@ -117,5 +130,67 @@ int main(int argc, char** argv) {
                      [&delegate] { delegate.applicationWillTerminate(); });
 
     delegate.applicationDidFinishLaunching();
+    MenuBarController& menuBar = *delegate.menuBarController();
+
+    // The live transcript: its capture, speech over dictation's recogniser, the Codex summary and
+    // cleanup, and its panel, made on the first showing.
+    HostEnvironmentPosix hostEnvironment;
+    LiveAudioSaveDialogQt saveDialog;
+    LiveTranscriptServices live({
+        .main = mainScheduler,
+        .preferences = settingsStore,
+        .status = menuBar,
+        .activity = dictation.liveTranscriptActivity(),
+        .speech = dictation.speechSupport(),
+        .converters = dictation.pcmConverters(),
+        .temporaryFiles = dictation.temporaryFiles(),
+        .urls = urlOpener,
+        .host = hostEnvironment,
+        .saveDialog = saveDialog,
+        .clock = wallClock,
+        .log = log,
+        .isDictationRecording = [&dictation] { return dictation.isRecording(); },
+        .makeWindow = [&](LiveTranscriptServices& services) -> std::unique_ptr<LiveTranscriptWindow> {
+            auto panel = std::make_unique<LiveTranscriptPanelQt>(
+                services.coordinator(), services.sourceCatalog(), services.codexCapability(),
+                LiveTranscriptPanelQt::Services{pasteboard, urlOpener, settingsStore, [&dictation] {
+                                                    dictation.microphonePermission().openMicrophoneSettings();
+                                                }});
+            saveDialog.setTranscriptWindow(panel.get());
+            return panel;
+        },
+        .localModelProvider = codexModelProviderFromEnvironment(),
+    });
+    LiveTranscriptCoordinator& liveTranscript = live.coordinator();
+    QObject::connect(&application, &QCoreApplication::aboutToQuit, [&live] { live.shutdown(); });
+
+    // The popover, opened by a click on the tray icon.
+    MicrophonePermission& microphonePermission = dictation.microphonePermission();
+    PopoverQt popover({
+        .controller = menuBar,
+        .microphone = microphonePermission,
+        .accessibility = accessibilityPermission,
+        .isLiveTranscriptActive = [&liveTranscript] { return liveTranscript.isActive(); },
+        .toggleLiveTranscript =
+            [&liveTranscript] {
+                if (liveTranscript.isActive()) {
+                    liveTranscript.stop();
+                } else {
+                    liveTranscript.start();
+                }
+            },
+        .openSettings = nullptr,
+        .quit = [] { QCoreApplication::quit(); },
+    });
+    statusItem.onActivate = [&popover, &statusItem] { popover.toggle(statusItem.trayIcon().geometry()); };
+    const auto refreshPopover = [&popover] {
+        if (popover.isPopoverShown()) popover.refresh();
+    };
+    menuBar.onStateChanged = refreshPopover;
+    menuBar.onLastTranscriptionChanged = refreshPopover;
+    liveTranscript.onActiveChange = refreshPopover;
+    microphonePermission.onChange = [refreshPopover](bool) { refreshPopover(); };
+    accessibilityPermission.onChange = [refreshPopover](bool) { refreshPopover(); };
+
     return QApplication::exec();
 }

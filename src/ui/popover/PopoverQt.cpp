@@ -241,6 +241,9 @@ void PopoverQt::toggle(const QRect& anchor) {
         close();
         return;
     }
+    // A click on the tray icon while the popover was open took the focus from it first, which
+    // closed it; that click means "close", not "open again".
+    if (closedByClickOutside_.isValid() && closedByClickOutside_.elapsed() < reopenGuard.count()) return;
     // The permissions may have changed in the desktop's settings since the last look.
     services_.microphone.checkMicrophonePermission();
     services_.accessibility.checkAccessibilityPermission();
@@ -252,6 +255,7 @@ void PopoverQt::toggle(const QRect& anchor) {
     const QRect area = screen != nullptr ? screen->availableGeometry() : QRect(0, 0, 1920, 1080);
     move(placement(icon, sizeHint().expandedTo(minimumSize()), area));
     show();
+    raise();
     activateWindow();
     // The keyboard starts on the first button that can be pressed, from the top.
     for (auto* button : findChildren<QAbstractButton*>()) {
@@ -279,6 +283,15 @@ void PopoverQt::requestMicrophone() {
         if (!granted) services_.microphone.openMicrophoneSettings();
         refresh();
     });
+}
+
+bool PopoverQt::event(QEvent* event) {
+    // A click anywhere else, in Quillon or another program, takes the focus and closes it.
+    if (event->type() == QEvent::WindowDeactivate && isVisible()) {
+        closedByClickOutside_.start();
+        close();
+    }
+    return QFrame::event(event);
 }
 
 void PopoverQt::keyPressEvent(QKeyEvent* event) {

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <QColor>
+#include <QElapsedTimer>
 #include <QFrame>
 #include <QLabel>
 #include <QMimeData>
 #include <QPushButton>
 #include <QRect>
 
+#include <chrono>
 #include <functional>
 
 #include "core/audio/MicrophonePermission.h"
@@ -22,10 +24,10 @@ class PopoverRowButton;
 // The small panel that opens from the tray icon: the state as a badge, the error, what
 // permission is missing, and the live transcript, the last transcription, the settings and Quit.
 //
-// A frameless popup anchored to the tray icon, under it when the icon is in the upper half of its
-// screen and over it otherwise. A click outside or Escape closes it; Tab and the arrow keys move
-// between its buttons, Space or Return presses one. Each opening checks both permissions again and
-// re-reads all state; while open, refresh() redraws it on every change. Audio and video files
+// A frameless window anchored to the tray icon, under it when the icon is in the upper half of its
+// screen and over it otherwise. A click outside (anything that takes the focus) or Escape closes it; Tab and
+// the arrow keys move between its buttons, Space or Return presses one. Each opening checks both permissions
+// again and re-reads all state; while open, refresh() redraws it on every change. Audio and video files
 // dropped on it are transcribed, by the tray's acceptance rule. GUI thread only.
 class PopoverQt final : public QFrame {
 public:
@@ -66,6 +68,7 @@ public:
     static QPoint placement(const QRect& anchor, const QSize& size, const QRect& screen);
 
 protected:
+    bool event(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dragMoveEvent(QDragMoveEvent* event) override;
@@ -78,7 +81,11 @@ private:
     void requestMicrophone();
     bool acceptsDrop(const QMimeData* dragged) const;
 
+    // How long after a close by a click outside a toggle is taken for that same click.
+    static constexpr std::chrono::milliseconds reopenGuard{400};
+
     Services services_;
+    QElapsedTimer closedByClickOutside_;
     QLabel* badgeIcon_ = nullptr;
     QLabel* badgeTitle_ = nullptr;
     QFrame* badge_ = nullptr;
