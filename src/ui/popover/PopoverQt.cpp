@@ -82,6 +82,7 @@ void PopoverQt::build() {
     header->addWidget(name);
     header->addStretch();
     badge_ = new QFrame(this);
+    badge_->setObjectName(QStringLiteral("badge"));
     auto* badgeLayout = new QHBoxLayout(badge_);
     badgeLayout->setContentsMargins(8, 2, 8, 2);
     badgeLayout->setSpacing(4);
@@ -199,7 +200,7 @@ void PopoverQt::refresh() {
     badgeIcon_->setPixmap(iconPixmap(status.symbol));
     badgeTitle_->setText(status.title);
     badgeTitle_->setStyleSheet(QStringLiteral("color: %1; font-weight: 600;").arg(status.color.name()));
-    badge_->setStyleSheet(QStringLiteral("QFrame { background: rgba(%1, %2, %3, 0.12); border-radius: 9px; }")
+    badge_->setStyleSheet(QStringLiteral("#badge { background: rgba(%1, %2, %3, 0.12); border-radius: 9px; }")
                               .arg(status.color.red())
                               .arg(status.color.green())
                               .arg(status.color.blue()));

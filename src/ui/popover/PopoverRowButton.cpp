@@ -10,10 +10,7 @@ constexpr int trailingSize = 12;
 constexpr int trailingMargin = 10;
 }  // namespace
 
-PopoverRowButton::PopoverRowButton(QWidget* parent)
-    : QPushButton(parent), fade_(new QGraphicsOpacityEffect(this)) {
-    fade_->setOpacity(1.0);
-    setGraphicsEffect(fade_);
+PopoverRowButton::PopoverRowButton(QWidget* parent) : QPushButton(parent) {
     setFlat(true);
     setFocusPolicy(Qt::StrongFocus);
     setIconSize(QSize(16, 16));
@@ -29,7 +26,16 @@ void PopoverRowButton::setTrailingIcon(const QIcon& icon) {
 }
 
 void PopoverRowButton::changeEvent(QEvent* event) {
-    if (event->type() == QEvent::EnabledChange) fade_->setOpacity(isEnabled() ? 1.0 : disabledOpacity);
+    // The fade is there only while disabled: an effect draws the row through an off-screen copy.
+    if (event->type() == QEvent::EnabledChange) {
+        if (isEnabled()) {
+            setGraphicsEffect(nullptr);
+        } else {
+            auto* fade = new QGraphicsOpacityEffect(this);
+            fade->setOpacity(disabledOpacity);
+            setGraphicsEffect(fade);
+        }
+    }
     QPushButton::changeEvent(event);
 }
 

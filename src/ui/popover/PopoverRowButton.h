@@ -15,14 +15,16 @@ public:
     explicit PopoverRowButton(QWidget* parent = nullptr);
 
     void setTrailingIcon(const QIcon& icon);
-    double opacity() const { return fade_->opacity(); }
+    double opacity() const {
+        auto* fade = qobject_cast<QGraphicsOpacityEffect*>(graphicsEffect());
+        return fade != nullptr ? fade->opacity() : 1.0;
+    }
 
 protected:
     void changeEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    QGraphicsOpacityEffect* fade_;
     QIcon trailing_;
 };
 
