@@ -48,7 +48,7 @@ PopoverQt::Services services(World& world, bool live) {
             world.accessibility,
             [live] { return live; },
             [] {},
-            nullptr,  // no settings window yet, as in the program
+            [] {},
             [] {}};
 }
 
