@@ -169,6 +169,9 @@ int main(int argc, char** argv) {
 
     delegate.applicationDidFinishLaunching();
     MenuBarController& menuBar = *delegate.menuBarController();
+    // Each file given to dictation's transcription gets a transcript window of its own.
+    if (RecordingCoordinator* recording = dictation.coordinator())
+        recording->setTranscriptWindows(&transcriptWindows);
 
     // Files reach transcription the way a drop does: all of them media files, or none is taken.
     const auto openFiles = [&menuBar](const std::vector<std::filesystem::path>& files) -> std::string {
