@@ -4,14 +4,15 @@ namespace quillon {
 
 AppDelegate::AppDelegate(Scheduler& main, StatusItem& statusItem, Pasteboard& pasteboard,
                          AccessibilityPermission& accessibilityPermission, HotkeyManager& hotkeyManager,
-                         CapsLockRemapManager& capsLockRemap, std::shared_ptr<LogService> log,
-                         std::function<void()> terminate)
+                         CapsLockRemapManager& capsLockRemap, DictationServices& dictation,
+                         std::shared_ptr<LogService> log, std::function<void()> terminate)
     : main_(main),
       statusItem_(statusItem),
       pasteboard_(pasteboard),
       accessibilityPermission_(accessibilityPermission),
       hotkeyManager_(hotkeyManager),
       capsLockRemap_(capsLockRemap),
+      dictation_(dictation),
       log_(std::move(log)),
       terminate_(std::move(terminate)),
       logger_(log_, LogCategory::app) {}
@@ -25,6 +26,8 @@ void AppDelegate::applicationDidFinishLaunching() {
         terminate_();
     };
     menuBarController_->setup();
+    // Dictation answers the hotkey from here on, and shows its state in the tray.
+    dictation_.start(*menuBarController_);
     // A key another program holds is shown in the tray's state, naming the key.
     hotkeyManager_.onHotkeyUnavailable = [this](const std::string& message) {
         menuBarController_->updateState(AppState::error(message));
@@ -35,12 +38,14 @@ void AppDelegate::applicationDidFinishLaunching() {
     } else {
         capsLockRemap_.removeManagedRemap();
     }
-    // Its signals reach dictation once the recorder is connected; until then the hotkey's own
-    // log lines show each start and stop.
     hotkeyManager_.start();
-    // After launch has returned: the permission check talks to the accessibility bus, and the tray
-    // icon should not wait for it.
-    main_.post([this] { accessibilityPermission_.checkAccessibilityPermission(); });
+    // After launch has returned: the microphone is asked for (and the speech model loaded in the
+    // background), then the permission check talks to the accessibility bus; the tray icon
+    // waits for neither.
+    main_.post([this] {
+        dictation_.requestMicrophoneAndPrepareSpeech();
+        accessibilityPermission_.checkAccessibilityPermission();
+    });
 }
 
 void AppDelegate::showSettingsWindowManually() {

@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-#include "core/tray/MenuBarController.h"
+#include "app/DictationServices.h"
 #include "core/base/Scheduler.h"
 #include "core/hotkey/CapsLockRemapManager.h"
 #include "core/hotkey/HotkeyManager.h"
@@ -12,6 +12,7 @@
 #include "core/ports/Pasteboard.h"
 #include "core/ports/SettingsWindow.h"
 #include "core/ports/StatusItem.h"
+#include "core/tray/MenuBarController.h"
 
 namespace quillon {
 
@@ -23,7 +24,8 @@ public:
     // applicationWillTerminate().
     AppDelegate(Scheduler& main, StatusItem& statusItem, Pasteboard& pasteboard,
                 AccessibilityPermission& accessibilityPermission, HotkeyManager& hotkeyManager,
-                CapsLockRemapManager& capsLockRemap, std::shared_ptr<LogService> log, std::function<void()> terminate);
+                CapsLockRemapManager& capsLockRemap, DictationServices& dictation,
+                std::shared_ptr<LogService> log, std::function<void()> terminate);
 
     void applicationDidFinishLaunching();
     void applicationWillTerminate();
@@ -42,6 +44,7 @@ private:
     AccessibilityPermission& accessibilityPermission_;
     HotkeyManager& hotkeyManager_;
     CapsLockRemapManager& capsLockRemap_;
+    DictationServices& dictation_;
     std::shared_ptr<LogService> log_;
     std::function<void()> terminate_;
     Logger logger_;

@@ -65,7 +65,8 @@ std::filesystem::path executablePath() {
 // Shows "Transcribing NAME: 42%" on a terminal, rewriting one line; elsewhere a line each tenth.
 class ProgressReporter {
 public:
-    explicit ProgressReporter(std::string name) : name_(std::move(name)), terminal_(::isatty(STDERR_FILENO) == 1) {}
+    explicit ProgressReporter(std::string name)
+        : name_(std::move(name)), terminal_(::isatty(STDERR_FILENO) == 1) {}
 
     void update(double fraction, double durationSeconds) {
         if (durationSeconds < progressFromSeconds) return;
@@ -124,9 +125,9 @@ int runTranscribeCommand(int argc, char** argv) {
     SerialQueue logQueue("com.lanternmoth.Quillon.logging");
     StderrLogOutput stderrOutput(LogLevel::debug);
     SilentLogOutput silentOutput;
-    auto log = std::make_shared<LogService>(logQueue, verbose ? static_cast<LogOutput&>(stderrOutput)
-                                                              : static_cast<LogOutput&>(silentOutput),
-                                            clock);
+    auto log = std::make_shared<LogService>(
+        logQueue, verbose ? static_cast<LogOutput&>(stderrOutput) : static_cast<LogOutput&>(silentOutput),
+        clock);
     KeyValueStoreQSettings store(configHome(), Logger(log, LogCategory::settings));
     LoginItemXdgAutostart loginItem(configHome(), executablePath());
     SettingsManager settings(store, loginItem, Logger(log, LogCategory::settings));
@@ -135,7 +136,8 @@ int runTranscribeCommand(int argc, char** argv) {
     // Files go one after another, each on the decoder the last one gave back: no spare is needed.
     SpeechEnginePocketSphinx engine(PocketSphinxDecoderPool::ModelPaths::debianEnglish(),
                                     Logger(log, LogCategory::transcription), false);
-    SpeechTranscriptionSupport support(engine, rules, currentLocaleIdentifier, Logger(log, LogCategory::transcription));
+    SpeechTranscriptionSupport support(engine, rules, currentLocaleIdentifier,
+                                       Logger(log, LogCategory::transcription));
     TemporaryFilesPosix temporaryFiles(Logger(log, LogCategory::transcription));
     MediaImportFFmpeg media(temporaryFiles, Logger(log, LogCategory::transcription));
     TranscriptionDiagnostics diagnostics(temporaryFiles, clock);
@@ -150,7 +152,8 @@ int runTranscribeCommand(int argc, char** argv) {
         // What is not a file at all goes to the service, which says why in the system's words.
         std::error_code notAFile;
         if (std::filesystem::is_regular_file(file, notAFile) && !service.isSupportedMediaURL(file)) {
-            std::fprintf(stderr, "quillon: %s: Unsupported file type. Drop an audio or video file.\n", name.c_str());
+            std::fprintf(stderr, "quillon: %s: Unsupported file type. Drop an audio or video file.\n",
+                         name.c_str());
             status = 1;
             continue;
         }
@@ -160,7 +163,9 @@ int runTranscribeCommand(int argc, char** argv) {
         auto result = done.get_future();
         service.transcribe(
             file, [&progress](double fraction, double seconds) { progress.update(fraction, seconds); },
-            [&done](std::expected<std::string, TranscriptionError> text) { done.set_value(std::move(text)); });
+            [&done](std::expected<std::string, TranscriptionError> text) {
+                done.set_value(std::move(text));
+            });
         auto text = result.get();
         progress.finish();
 

@@ -30,7 +30,8 @@ UnixSignalWatcher::UnixSignalWatcher(std::initializer_list<int> caught, std::fun
     if (::pipe2(pipe_, O_CLOEXEC | O_NONBLOCK) != 0) return;
     signalPipeWriteEnd = pipe_[1];
     notifier_ = std::make_unique<QSocketNotifier>(pipe_[0], QSocketNotifier::Read);
-    QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [this] { readSignals(); });
+    QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(),
+                     [this] { readSignals(); });
     struct sigaction action = {};
     action.sa_handler = handleSignal;
     sigemptyset(&action.sa_mask);

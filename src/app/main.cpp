@@ -11,11 +11,12 @@
 #include <string_view>
 
 #include "app/AppDelegate.h"
+#include "app/DictationServices.h"
 #include "app/FileHandoff.h"
+#include "app/ImportedMediaTranscriber.h"
 #include "app/SingleInstanceGuard.h"
 #include "app/TranscribeCommand.h"
 #include "app/UnixSignalWatcher.h"
-#include "core/audio/AudioDeviceManager.h"
 #include "core/codex/TranscriptCleanupService.h"
 #include "core/hotkey/CapsLockRemapManager.h"
 #include "core/hotkey/HotkeyCapture.h"
@@ -34,12 +35,10 @@
 #include "platform/linux/hotkey/HotkeysX11.h"
 #include "platform/linux/hotkey/KeyboardMappingX11.h"
 #include "platform/linux/hotkey/SessionEventsLogind.h"
-#include "platform/linux/settings/KeyValueStoreQSettings.h"
 #include "platform/linux/process/ChildProcessPosix.h"
 #include "platform/linux/process/HostEnvironmentPosix.h"
+#include "platform/linux/settings/KeyValueStoreQSettings.h"
 #include "platform/linux/settings/LoginItemXdgAutostart.h"
-#include "platform/linux/sound/AudioDevicesPulse.h"
-#include "platform/linux/sound/PulseServerConnection.h"
 #include "ui/TrayStatusItemQt.h"
 #include "ui/settings/SettingsWindowQt.h"
 #include "ui/transcript/MediaFileDialog.h"
@@ -67,7 +66,8 @@ std::filesystem::path standardLocation(QStandardPaths::StandardLocation location
 int main(int argc, char** argv) {
     // `quillon transcribe FILE...` works without a display or a sound server: it runs before any
     // of the desktop is touched.
-    if (argc >= 2 && std::string_view(argv[1]) == "transcribe") return runTranscribeCommand(argc - 2, argv + 2);
+    if (argc >= 2 && std::string_view(argv[1]) == "transcribe")
+        return runTranscribeCommand(argc - 2, argv + 2);
 
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Quillon"));
@@ -115,15 +115,16 @@ int main(int argc, char** argv) {
     KeyboardMappingX11 keyboardMapping(mainScheduler, Logger(log, LogCategory::hotkey));
     SessionEventsLogind sessionEvents(mainScheduler, Logger(log, LogCategory::hotkey));
     HotkeyManager hotkeyManager(mainScheduler, keyEvents, settings, Logger(log, LogCategory::hotkey));
-    CapsLockRemapManager capsLockRemap(keyboardMapping, sessionEvents, settings, Logger(log, LogCategory::hotkey));
+    CapsLockRemapManager capsLockRemap(keyboardMapping, sessionEvents, settings,
+                                       Logger(log, LogCategory::hotkey));
     settings.onChange = [&hotkeyManager] { hotkeyManager.settingsDidChange(); };
 
-    // The microphones for the settings window's list, which follows devices plugged in or out.
-    PulseServerConnection soundServer("Quillon", Logger(log, LogCategory::audio));
-    AudioDevicesPulse audioDevices(soundServer);
-    AudioDeviceManager audioDeviceManager(audioDevices, mainScheduler, Logger(log, LogCategory::audio));
+    // Dictation: the microphone, speech, insertion, the indicator and the sounds.
+    DictationServices dictation({mainScheduler, wallClock, settings, pasteboard, accessibility,
+                                 runningApplications, accessibilityPermission, hotkeyManager, log});
 
-    // AI cleanup of a file's transcript: each run starts a Codex child of its own on this queue.
+    // The transcript windows of imported files. AI cleanup: each run starts a Codex child of its
+    // own on this queue.
     SerialQueue codexQueue("com.lanternmoth.Quillon.codex-cleanup");
     HostEnvironmentPosix hostEnvironment;
     TranscriptCleanupService cleanupService(codexQueue, [&codexQueue, &hostEnvironment] {
@@ -132,34 +133,42 @@ int main(int argc, char** argv) {
     });
     TranscriptWindowsQt transcriptWindows(
         mainScheduler, pasteboard,
-        [&cleanupService](std::string transcript, std::string context, CodexCompletion<std::string> completion) {
+        [&cleanupService](std::string transcript, std::string context,
+                          CodexCompletion<std::string> completion) {
             return cleanupService.clean(std::move(transcript), std::move(context), std::move(completion));
         },
         Logger(log, LogCategory::app));
+    ImportedMediaTranscriber importedMedia(dictation.transcriptionService(), transcriptWindows,
+                                           mainScheduler);
+    dictation.setImportedMediaTranscriber(importedMedia);
 
-    AppDelegate delegate(mainScheduler, statusItem, pasteboard, accessibilityPermission, hotkeyManager, capsLockRemap,
-                         log, [] { QCoreApplication::quit(); });
+    AppDelegate delegate(mainScheduler, statusItem, pasteboard, accessibilityPermission, hotkeyManager,
+                         capsLockRemap, dictation, log, [] { QCoreApplication::quit(); });
 
     // The session ends programs with SIGTERM, a terminal with SIGINT (Control-C) or SIGHUP (closed).
     UnixSignalWatcher signalWatcher({SIGTERM, SIGINT, SIGHUP}, [&logger](int number) {
         logger.info(std::string("Received SIG") + sigabbrev_np(number) + ", quitting");
         QCoreApplication::quit();
     });
-    QObject::connect(&application, &QCoreApplication::aboutToQuit, [&delegate] { delegate.applicationWillTerminate(); });
+    QObject::connect(&application, &QCoreApplication::aboutToQuit,
+                     [&delegate] { delegate.applicationWillTerminate(); });
 
-    HotkeyCapture hotkeyCapture(mainScheduler, settings, capsLockRemap, hotkeyManager, Logger(log, LogCategory::hotkey));
-    SettingsWindowQt settingsWindow(settings, audioDeviceManager, hotkeyCapture);
+    HotkeyCapture hotkeyCapture(mainScheduler, settings, capsLockRemap, hotkeyManager,
+                                Logger(log, LogCategory::hotkey));
+    SettingsWindowQt settingsWindow(settings, dictation.audioDevices(), hotkeyCapture);
     delegate.setSettingsWindow(&settingsWindow);
     statusItem.onOpenSettings = [&delegate] { delegate.showSettingsWindowManually(); };
 
     delegate.applicationDidFinishLaunching();
+    dictation.coordinator()->setTranscriptWindows(&transcriptWindows);
 
     // Files reach transcription the way a drop does: all of them media files, or none is taken.
     MenuBarController& menuBar = *delegate.menuBarController();
     const auto openFiles = [&menuBar](const std::vector<std::filesystem::path>& files) -> std::string {
         if (files.empty()) return {};
         menuBar.handleDroppedFiles(files);
-        const bool refused = !menuBar.isSupportedMedia || !std::ranges::all_of(files, menuBar.isSupportedMedia);
+        const bool refused =
+            !menuBar.isSupportedMedia || !std::ranges::all_of(files, menuBar.isSupportedMedia);
         return refused ? std::string(MenuBarController::unsupportedFileMessage) : std::string();
     };
     transcriptWindows.onFilesDropped = openFiles;

@@ -66,6 +66,7 @@ public:
         std::lock_guard lock(mutex_);
         if (failure) return std::unexpected(*failure);
         files_.erase(std::string(name));
+        writables.erase(std::string(name));
         return {};
     }
 

@@ -22,7 +22,8 @@ public:
     // of what failed.
     virtual std::expected<void, std::string> startRecording(bool tapToggleMode, bool captureToFile) = 0;
 
-    // Finalises the chunk and reports it through onRecordingComplete; does nothing when idle.
+    // Ends the recording; a chunk file is finalised and then reported through onRecordingComplete.
+    // Does nothing when idle.
     virtual void stopRecording() = 0;
 
     // Sets the mode and arms (true) or cancels (false) the time limit of the running recording.
@@ -43,7 +44,8 @@ public:
     // not called again.
     virtual void setOnPCM16Data(PCM16Handler handler) = 0;
 
-    // The finished chunk's file, fired inside stopRecording().
+    // The finished chunk's file, on the main thread, at or after stopRecording(); its receiver
+    // owns the file from then on.
     std::function<void(const std::filesystem::path& file)> onRecordingComplete;
     // A failure while recording, with its description; fired on the main thread.
     std::function<void(const std::string& description)> onError;
