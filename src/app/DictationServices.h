@@ -64,6 +64,10 @@ public:
     DictationServices(const DictationServices&) = delete;
     DictationServices& operator=(const DictationServices&) = delete;
 
+    // Imported files go through `transcriber` instead of the transcription service itself (the
+    // transcript windows show its progress). Before start().
+    void setImportedMediaTranscriber(FileTranscriber& transcriber) { importedMedia_ = &transcriber; }
+
     // Launch: builds the coordinator, which from now on answers the hotkey, and reports dictation's
     // state to `status`.
     void start(MenuBarController& status);
@@ -130,6 +134,7 @@ private:
     SpeechTranscriptionSessionFactory speechSessions_;
     AudioRecorder recorder_;
     BackgroundTextInserter textInserter_;
+    FileTranscriber* importedMedia_ = nullptr;
     std::unique_ptr<RecordingCoordinator> coordinator_;
 };
 

@@ -10,11 +10,12 @@ void ImportedMediaTranscriber::transcribe(const std::filesystem::path& file, Com
     // The bar moves in steps of a tenth of a percent: the main loop is not flooded with a post for
     // every block of audio.
     auto shown = std::make_shared<int>(-1);
-    auto progress = [this, job = *job, shown](double fraction, double) {
+    // It runs on the job's thread, which may outlive this object at exit: it holds no `this`.
+    auto progress = [&main = main_, &windows = windows_, job = *job, shown](double fraction, double) {
         const int perMille = static_cast<int>(fraction * 1000.0);
         if (perMille == *shown) return;
         *shown = perMille;
-        main_.post([this, job, fraction] { windows_.showProgressFraction(job, fraction); });
+        main.post([&windows, job, fraction] { windows.showProgressFraction(job, fraction); });
     };
     service_.transcribe(file, std::move(progress), std::move(completion));
 }

@@ -13,11 +13,11 @@
 #include "app/AppDelegate.h"
 #include "app/DictationServices.h"
 #include "app/FileHandoff.h"
+#include "app/ImportedMediaTranscriber.h"
 #include "app/LiveTranscriptServices.h"
 #include "app/SingleInstanceGuard.h"
 #include "app/TranscribeCommand.h"
 #include "app/UnixSignalWatcher.h"
-#include "core/audio/AudioDeviceManager.h"
 #include "core/codex/TranscriptCleanupService.h"
 #include "core/hotkey/CapsLockRemapManager.h"
 #include "core/hotkey/HotkeyCapture.h"
@@ -135,7 +135,8 @@ int main(int argc, char** argv) {
     DictationServices dictation({mainScheduler, wallClock, settings, pasteboard, accessibility,
                                  runningApplications, accessibilityPermission, hotkeyManager, log});
 
-    // AI cleanup of a file's transcript: each run starts a Codex child of its own on this queue.
+    // The transcript windows of imported files. AI cleanup: each run starts a Codex child of its
+    // own on this queue.
     SerialQueue codexQueue("com.lanternmoth.Quillon.codex-cleanup");
     HostEnvironmentPosix hostEnvironment;
     TranscriptCleanupService cleanupService(codexQueue, [&codexQueue, &hostEnvironment] {
@@ -149,6 +150,9 @@ int main(int argc, char** argv) {
             return cleanupService.clean(std::move(transcript), std::move(context), std::move(completion));
         },
         Logger(log, LogCategory::app));
+    ImportedMediaTranscriber importedMedia(dictation.transcriptionService(), transcriptWindows,
+                                           mainScheduler);
+    dictation.setImportedMediaTranscriber(importedMedia);
 
     AppDelegate delegate(mainScheduler, statusItem, pasteboard, accessibilityPermission, hotkeyManager,
                          capsLockRemap, dictation, log, [] { QCoreApplication::quit(); });
@@ -169,9 +173,7 @@ int main(int argc, char** argv) {
 
     delegate.applicationDidFinishLaunching();
     MenuBarController& menuBar = *delegate.menuBarController();
-    // Each file given to dictation's transcription gets a transcript window of its own.
-    if (RecordingCoordinator* recording = dictation.coordinator())
-        recording->setTranscriptWindows(&transcriptWindows);
+    dictation.coordinator()->setTranscriptWindows(&transcriptWindows);
 
     // Files reach transcription the way a drop does: all of them media files, or none is taken.
     const auto openFiles = [&menuBar](const std::vector<std::filesystem::path>& files) -> std::string {

@@ -15,7 +15,7 @@ RecognitionSettingsSection::RecognitionSettingsSection(SettingsManager& settings
     glossary_->setAccessibleName(QStringLiteral("Recognition glossary"));
     glossary_->setToolTip(QStringLiteral("Recognition glossary"));
     glossary_->setTabChangesFocus(true);
-    glossary_->setMinimumHeight(90);
+    glossary_->setFixedHeight(110);
     addRow(QStringLiteral("Preferred spellings"),
            QStringLiteral("Add names and specialist terms, one per line."), glossary_, true);
     addRow(QStringLiteral("Automatic corrections"),

@@ -91,7 +91,9 @@ QWidget* TranscriptWindowQt::makeHeader() {
     auto* tile = new QLabel;
     tile->setFixedSize(42, 42);
     tile->setAlignment(Qt::AlignCenter);
-    tile->setPixmap(QIcon::fromTheme(QStringLiteral("audio-x-generic")).pixmap(24, 24));
+    tile->setPixmap(
+        QIcon::fromTheme(QStringLiteral("audio-x-generic"), QIcon(QStringLiteral(":/icons/quillon.svg")))
+            .pixmap(24, 24));
     tile->setStyleSheet(QStringLiteral("background: rgba(53, 132, 228, 0.14); border-radius: 9px;"));
     row->addWidget(tile, 0, Qt::AlignTop);
 
@@ -176,7 +178,8 @@ QWidget* TranscriptWindowQt::makeTranscriptPage() {
     head->addWidget(cleaning_);
     cleanup_ = new QToolButton;
     cleanup_->setIcon(QIcon::fromTheme(QStringLiteral("tools-check-spelling")));
-    cleanup_->setText(QStringLiteral("✨"));
+    cleanup_->setText(QStringLiteral("AI Cleanup"));
+    cleanup_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     cleanup_->setAccessibleName(QStringLiteral("Clean up transcript with AI"));
     cleanup_->setToolTip(QStringLiteral("Clean up transcript with AI"));
     connect(cleanup_, &QToolButton::clicked, this,

@@ -7,6 +7,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace quillon::testing {
 
@@ -15,7 +16,10 @@ public:
     explicit AtspiNode(AtspiAccessible* accessible) : accessible_(accessible) {}  // takes the reference
     AtspiNode(const AtspiNode& other)
         : accessible_(static_cast<AtspiAccessible*>(g_object_ref(other.accessible_))) {}
-    AtspiNode& operator=(const AtspiNode&) = delete;
+    AtspiNode& operator=(AtspiNode other) {
+        std::swap(accessible_, other.accessible_);
+        return *this;
+    }
     ~AtspiNode() { g_object_unref(accessible_); }
 
     // The application of process `pid` on the accessibility bus, once it is there.
@@ -69,28 +73,23 @@ public:
     }
 
     // The default action: press a button, toggle a check box, choose a menu item.
-    bool press() const {
-        AtspiAction* action = atspi_accessible_get_action_iface(accessible_);
-        if (action == nullptr) return false;
-        const bool done = atspi_action_do_action(action, 0, nullptr);
-        g_object_unref(action);
-        return done;
-    }
+    // The interfaces are called on the object directly: a node whose cache was cleared would
+    // otherwise claim to have none.
+    bool press() const { return atspi_action_do_action(ATSPI_ACTION(accessible_), 0, nullptr); }
 
     std::string text() const {
-        AtspiText* text = atspi_accessible_get_text_iface(accessible_);
-        if (text == nullptr) return {};
-        const std::string result = take(atspi_text_get_text(text, 0, -1, nullptr));
-        g_object_unref(text);
+        GError* error = nullptr;
+        std::string result = take(atspi_text_get_text(ATSPI_TEXT(accessible_), 0, -1, &error));
+        if (error != nullptr) {
+            result = std::string("(error: ") + error->message + ")";
+            g_error_free(error);
+        }
         return result;
     }
 
     bool setText(const std::string& contents) const {
-        AtspiEditableText* editable = atspi_accessible_get_editable_text_iface(accessible_);
-        if (editable == nullptr) return false;
-        const bool done = atspi_editable_text_set_text_contents(editable, contents.c_str(), nullptr);
-        g_object_unref(editable);
-        return done;
+        return atspi_editable_text_set_text_contents(ATSPI_EDITABLE_TEXT(accessible_), contents.c_str(),
+                                                     nullptr);
     }
 
 private:
