@@ -287,7 +287,7 @@ void PopoverQt::requestMicrophone() {
 }
 
 bool PopoverQt::event(QEvent* event) {
-    // A click anywhere else, in Quillon or another program, takes the focus and closes it.
+    // Losing the focus to another window closes it too, as a click outside does.
     if (event->type() == QEvent::WindowDeactivate && isVisible()) {
         closedByClickOutside_.start();
         close();

@@ -24,11 +24,13 @@ class PopoverRowButton;
 // The small panel that opens from the tray icon: the state as a badge, the error, what
 // permission is missing, and the live transcript, the last transcription, the settings and Quit.
 //
-// A frameless window anchored to the tray icon, under it when the icon is in the upper half of its
-// screen and over it otherwise. A click outside (anything that takes the focus) or Escape closes it; Tab and
-// the arrow keys move between its buttons, Space or Return presses one. Each opening checks both permissions
-// again and re-reads all state; while open, refresh() redraws it on every change. Audio and video files
-// dropped on it are transcribed, by the tray's acceptance rule. GUI thread only.
+// A frameless Qt::Popup anchored to the tray icon, under it when the icon is in the upper half of
+// its screen and over it otherwise. A click outside or Escape closes it; Tab and the arrow keys
+// move between its buttons, Space or Return presses one. Each opening checks both permissions
+// again and re-reads all state; while open, refresh() redraws it on every change. Audio and video
+// files dropped on it are transcribed, by the tray's acceptance rule. Qt leaves popups out of the
+// application's accessibility tree; a screen reader hears the focused button as it moves.
+// GUI thread only.
 class PopoverQt final : public QFrame {
 public:
     struct Services {
