@@ -29,8 +29,7 @@ class PopoverRowButton;
 // move between its buttons, Space or Return presses one. Each opening checks both permissions
 // again and re-reads all state; while open, refresh() redraws it on every change. Audio and video
 // files dropped on it are transcribed, by the tray's acceptance rule. Qt leaves popups out of the
-// application's accessibility tree; a screen reader hears the focused button as it moves.
-// GUI thread only.
+// application's accessibility tree, so a screen reader cannot walk to its buttons. GUI thread only.
 class PopoverQt final : public QFrame {
 public:
     struct Services {
