@@ -48,6 +48,12 @@ void AppDelegate::applicationDidFinishLaunching() {
     });
 }
 
+void AppDelegate::showSettingsWindowManually() {
+    if (settingsWindow_ == nullptr) return;
+    logger_.info("Opening the settings window");
+    settingsWindow_->showSettings();
+}
+
 void AppDelegate::applicationWillTerminate() {
     logger_.info("Quillon is quitting");
     // The keyboard is left as it was found, in either mode, even with a hotkey capture open.

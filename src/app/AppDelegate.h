@@ -10,6 +10,7 @@
 #include "core/insertion/AccessibilityPermission.h"
 #include "core/logging/Logger.h"
 #include "core/ports/Pasteboard.h"
+#include "core/ports/SettingsWindow.h"
 #include "core/ports/StatusItem.h"
 #include "core/tray/MenuBarController.h"
 
@@ -29,6 +30,10 @@ public:
     void applicationDidFinishLaunching();
     void applicationWillTerminate();
 
+    // The popover's and the tray menu's "Settings": one window, opened or brought forward.
+    void showSettingsWindowManually();
+    void setSettingsWindow(SettingsWindow* window) { settingsWindow_ = window; }
+
     // Absent until launch has finished.
     MenuBarController* menuBarController() const { return menuBarController_.get(); }
 
@@ -44,6 +49,7 @@ private:
     std::function<void()> terminate_;
     Logger logger_;
     std::unique_ptr<MenuBarController> menuBarController_;
+    SettingsWindow* settingsWindow_ = nullptr;
 };
 
 }  // namespace quillon

@@ -65,10 +65,10 @@ DictationServices::~DictationServices() {
 
 void DictationServices::start(MenuBarController& status) {
     coordinator_ = std::make_unique<RecordingCoordinator>(
-        RecordingCoordinator::Collaborators{dependencies_.main, recorder_, hotkey_, textInserter_,
-                                            speechSessions_, transcriptionService_, indicator_, soundPlayer_,
-                                            dependencies_.pasteboard, status, dependencies_.settings,
-                                            liveTranscriptActivity_},
+        RecordingCoordinator::Collaborators{
+            dependencies_.main, recorder_, hotkey_, textInserter_, speechSessions_,
+            importedMedia_ ? *importedMedia_ : transcriptionService_, indicator_, soundPlayer_,
+            dependencies_.pasteboard, status, dependencies_.settings, liveTranscriptActivity_},
         Logger(dependencies_.log, LogCategory::transcription));
     status.isSupportedMedia = [this](const std::filesystem::path& file) {
         return transcriptionService_.isSupportedMediaURL(file);

@@ -64,6 +64,10 @@ public:
     DictationServices(const DictationServices&) = delete;
     DictationServices& operator=(const DictationServices&) = delete;
 
+    // Imported files go through `transcriber` instead of the transcription service itself (the
+    // transcript windows show its progress). Before start().
+    void setImportedMediaTranscriber(FileTranscriber& transcriber) { importedMedia_ = &transcriber; }
+
     // Launch: builds the coordinator, which from now on answers the hotkey, and reports dictation's
     // state to `status`.
     void start(MenuBarController& status);
@@ -79,6 +83,8 @@ public:
     PCMConverterFactory& pcmConverters() { return pcmConverters_; }
     PulseServerConnection& soundServer() { return soundServer_; }
     AudioDeviceManager& audioDevices() { return audioDeviceManager_; }
+    // Whether dictation's microphone records now; a live transcript does not start meanwhile.
+    bool isRecording() const { return recorder_.isRunning(); }
     // Absent before start().
     RecordingCoordinator* coordinator() { return coordinator_.get(); }
 
@@ -128,6 +134,7 @@ private:
     SpeechTranscriptionSessionFactory speechSessions_;
     AudioRecorder recorder_;
     BackgroundTextInserter textInserter_;
+    FileTranscriber* importedMedia_ = nullptr;
     std::unique_ptr<RecordingCoordinator> coordinator_;
 };
 

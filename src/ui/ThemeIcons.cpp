@@ -47,6 +47,20 @@ IconName nameOf(ThemeIcon icon) {
             return {"view-refresh", "refresh"};
         case ThemeIcon::warningBadge:
             return {"dialog-warning", "warning"};
+        case ThemeIcon::ready:
+            return {"emblem-ok", "checkmark-circle"};
+        case ThemeIcon::liveTranscript:
+            return {"media-view-subtitles", "captions-bubble"};
+        case ThemeIcon::transcribing:
+            return {"audio-x-generic", "waveform"};
+        case ThemeIcon::stop:
+            return {"media-playback-stop", "stop"};
+        case ThemeIcon::disclosure:
+            return {"go-next", "chevron-right"};
+        case ThemeIcon::settings:
+            return {"preferences-system", "gear"};
+        case ThemeIcon::quit:
+            return {"system-shutdown", "power"};
     }
     return {"", "warning"};
 }

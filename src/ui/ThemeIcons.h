@@ -23,6 +23,14 @@ enum class ThemeIcon {
     addContext,
     refresh,
     warningBadge,
+    // The popover's.
+    ready,
+    liveTranscript,
+    transcribing,
+    stop,
+    disclosure,
+    settings,
+    quit,
 };
 
 QIcon themeIcon(ThemeIcon icon);

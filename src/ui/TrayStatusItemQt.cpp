@@ -22,12 +22,20 @@ double pulseOpacity(std::chrono::milliseconds elapsed) {
 TrayStatusItemQt::TrayStatusItemQt(Logger logger)
     : logger_(std::move(logger)),
       copyAction_(menu_.addAction(QStringLiteral("Copy Last Transcription"))),
+      transcribeFileAction_(menu_.addAction(QStringLiteral("Transcribe File…"))),
+      settingsAction_(menu_.addAction(QStringLiteral("Settings…"))),
       quitAction_(nullptr) {
     menu_.addSeparator();
     quitAction_ = menu_.addAction(QStringLiteral("Quit"));
     // Callbacks are read when the user acts, so the owner may set them after install().
     QObject::connect(copyAction_, &QAction::triggered, &trayIcon_, [this] {
         if (onCopyLastTranscription) onCopyLastTranscription();
+    });
+    QObject::connect(transcribeFileAction_, &QAction::triggered, &trayIcon_, [this] {
+        if (onTranscribeFile) onTranscribeFile();
+    });
+    QObject::connect(settingsAction_, &QAction::triggered, &trayIcon_, [this] {
+        if (onOpenSettings) onOpenSettings();
     });
     QObject::connect(quitAction_, &QAction::triggered, &trayIcon_, [this] {
         if (onQuit) onQuit();

@@ -7,6 +7,7 @@
 #include <QTimer>
 
 #include <chrono>
+#include <functional>
 #include <optional>
 
 #include "core/logging/Logger.h"
@@ -17,7 +18,7 @@ namespace quillon {
 
 // The status item as a tray icon (StatusNotifierItem where the desktop offers it, XEmbed
 // otherwise). A click activates, a middle click copies the last transcription, and the context
-// menu offers "Copy Last Transcription" and "Quit". While the state pulses, the icon fades from
+// menu offers "Copy Last Transcription", "Transcribe File…", "Settings…" and "Quit". While the state pulses, the icon fades from
 // full to half opacity and back, half a second each way. GUI thread only.
 class TrayStatusItemQt final : public StatusItem {
 public:
@@ -37,6 +38,10 @@ public:
     QAction& copyLastTranscriptionAction() { return *copyAction_; }
     QAction& quitAction() { return *quitAction_; }
 
+    // The menu's commands that open Quillon's windows.
+    std::function<void()> onTranscribeFile;
+    std::function<void()> onOpenSettings;
+
 private:
     void showIcon(double opacity);
     void updateToolTip();
@@ -46,6 +51,8 @@ private:
     StatusIconRenderer renderer_;
     QMenu menu_;
     QAction* copyAction_;
+    QAction* transcribeFileAction_;
+    QAction* settingsAction_;
     QAction* quitAction_;
     QSystemTrayIcon trayIcon_;
     QTimer pulseTimer_;

@@ -1,0 +1,172 @@
+// Quillon's settings and transcript windows, driven as a screen-reader user drives them: found and
+// operated through the accessibility bus, keys pressed on the X server, the files read back.
+#include <gmock/gmock.h>
+
+#include <QDir>
+#include <QFile>
+#include <QGuiApplication>
+#include <QImage>
+#include <QPixmap>
+#include <QScreen>
+#include <QTemporaryDir>
+
+#include "../shell/Desktop.h"
+#include "../speech/SpeechTestFiles.h"
+#include "AtspiNode.h"
+
+namespace quillon {
+namespace {
+
+using testing::AtspiNode;
+using ::testing::HasSubstr;
+using testing::QuillonProcess;
+using testing::serveEventsUntil;
+using QuillonWindows = testing::DesktopTest;
+
+// The node of `quillon`'s windows with this role and name, once it is there.
+std::optional<AtspiNode> waitForNode(QuillonProcess& quillon, const std::string& role,
+                                     const std::function<bool(const std::string&)>& named) {
+    std::optional<AtspiNode> found;
+    serveEventsUntil([&] {
+        if (auto app = AtspiNode::application(quillon.processId())) found = app->find(role, named);
+        return found.has_value();
+    });
+    return found;
+}
+std::optional<AtspiNode> waitForNode(QuillonProcess& quillon, const std::string& role,
+                                     const std::string& name) {
+    return waitForNode(quillon, role, [&name](const std::string& candidate) { return candidate == name; });
+}
+
+QString readAll(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+// With QUILLON_SCREENSHOT_DIR set, the README's pictures of the window titled `title`.
+void screenshot(const QString& title, const QString& file) {
+    const char* folder = std::getenv("QUILLON_SCREENSHOT_DIR");
+    if (folder == nullptr) return;
+    const QString window = testing::lines("xdotool", {"search", "--name", "^" + title + "$"}).value(0);
+    // Taken once two grabs in a row agree: the window has finished painting.
+    QImage last;
+    QImage shot;
+    serveEventsUntil([&] {
+        last =
+            std::exchange(shot, QGuiApplication::primaryScreen()->grabWindow(window.toULongLong()).toImage());
+        return !shot.isNull() && shot == last;
+    });
+    shot.save(QString(folder) + "/" + file);
+}
+
+// The program run again with `arguments`, in `quillon`'s environment, to its end.
+testing::ProcessResult launchAgain(const QString& home, const std::vector<std::string>& arguments) {
+    std::vector<std::string> argv{QUILLON_BINARY};
+    argv.insert(argv.end(), arguments.begin(), arguments.end());
+    return testing::runProcess(argv, {{"XDG_CONFIG_HOME", (home + "/config").toStdString()},
+                                      {"XDG_RUNTIME_DIR", home.toStdString()}});
+}
+
+TEST_F(QuillonWindows, SettingsFromTheTrayMenuStoreEachChangeAndTakeANewShortcutAtOnce) {
+    testing::TrayHost tray;
+    ASSERT_TRUE(tray.ready());
+    QTemporaryDir home;
+    QuillonProcess quillon(home.path());
+    const auto icon = tray.iconOf(quillon.processId());
+    ASSERT_TRUE(icon) << quillon.log();
+    // The tray's menu, once it is on screen: Up twice from the bottom is "Settings…", above "Quit".
+    const auto visibleWindows = [&quillon] {
+        return testing::lines("xdotool",
+                              {"search", "--onlyvisible", "--pid", QString::number(quillon.processId())});
+    };
+    const auto before = visibleWindows().size();
+    ASSERT_TRUE(testing::clickOn(*icon, 3));
+    ASSERT_TRUE(serveEventsUntil([&] { return visibleWindows().size() > before; }));
+    ASSERT_TRUE(testing::run("xdotool", {"key", "Up", "Up", "Return"}));
+    ASSERT_TRUE(waitForNode(quillon, "", "Quillon Settings")) << quillon.log();
+
+    // Open at Login writes and removes the desktop's autostart entry.
+    const auto openAtLogin = waitForNode(quillon, "check box", "Open at Login");
+    ASSERT_TRUE(openAtLogin);
+    const QString autostart = home.filePath("config/autostart/quillon.desktop");
+    EXPECT_FALSE(openAtLogin->has(ATSPI_STATE_CHECKED));
+    ASSERT_TRUE(openAtLogin->press());
+    EXPECT_TRUE(serveEventsUntil([&] { return QFile::exists(autostart); }));
+    EXPECT_TRUE(serveEventsUntil([&] { return openAtLogin->has(ATSPI_STATE_CHECKED); }));
+    ASSERT_TRUE(openAtLogin->press());
+    EXPECT_TRUE(serveEventsUntil([&] { return !QFile::exists(autostart); }));
+
+    // A correction typed into the table is stored at once, with the arrow.
+    const QString settingsFile = home.filePath("config/Quillon/Quillon.conf");
+    const auto heardAs = waitForNode(quillon, "text", "Heard as");
+    const auto replaceWith = waitForNode(quillon, "text", "Replace with");
+    ASSERT_TRUE(heardAs && replaceWith);
+    ASSERT_TRUE(heardAs->setText("quill on"));
+    ASSERT_TRUE(replaceWith->setText("Quillon"));
+    EXPECT_TRUE(serveEventsUntil([&] {
+        return readAll(settingsFile).contains(QStringLiteral("quill on → Quillon"));
+    })) << readAll(settingsFile).toStdString();
+
+    screenshot("Quillon Settings", "settings-window.png");
+
+    // The new shortcut is pressed while the window holds the keyboard, shown, applied and then
+    // works without a restart.
+    auto shortcut = waitForNode(quillon, "push button", [](const std::string& name) {
+        return name == "Recording shortcut: Ctrl Super";
+    });
+    ASSERT_TRUE(shortcut) << quillon.log();
+    ASSERT_TRUE(shortcut->press());
+    const auto apply = waitForNode(quillon, "push button", "Apply");
+    ASSERT_TRUE(apply);
+    ASSERT_TRUE(waitForNode(quillon, "", "Recording shortcut: No key")) << quillon.log();
+    // Applied while the keys are held, as a user clicks Apply with the other hand.
+    ASSERT_TRUE(testing::run("xdotool", {"keydown", "Control_L", "keydown", "Shift_L"}));
+    EXPECT_TRUE(waitForNode(quillon, "", "Recording shortcut: Ctrl Shift")) << quillon.log();
+    // The button clicks a moment after it is pressed: the keys are let go once it has.
+    ASSERT_TRUE(apply->press());
+    EXPECT_TRUE(quillon.waitForLog("Recording hotkey set to Ctrl Shift")) << quillon.log();
+    ASSERT_TRUE(testing::run("xdotool", {"keyup", "Shift_L", "keyup", "Control_L"}));
+    EXPECT_TRUE(readAll(settingsFile).contains(QStringLiteral("hotkeyModifiers=393216")))
+        << readAll(settingsFile).toStdString();
+    ASSERT_TRUE(testing::run(
+        "xdotool", {"keydown", "Control_L", "keydown", "Shift_L", "keyup", "Shift_L", "keyup", "Control_L"}));
+    EXPECT_TRUE(quillon.waitForLog("Hotkey matched via flagsChanged! modifiers=393216")) << quillon.log();
+}
+
+TEST_F(QuillonWindows, FilesHandedToTheRunningQuillonOpenTranscriptWindowsAndOthersAreRefused) {
+    QTemporaryDir home;
+    QuillonProcess quillon(home.path());
+    ASSERT_TRUE(quillon.waitForLog("Quillon is starting")) << quillon.log();
+    const auto wav = testing::media("call.wav");
+
+    const auto handedOver = launchAgain(home.path(), {wav.string()});
+    EXPECT_EQ(handedOver.exitCode, 0) << handedOver.err;
+    const auto window = waitForNode(quillon, "", "call.wav");
+    ASSERT_TRUE(window) << quillon.log();
+    // Found afresh each time: the page of the transcript is another while it is transcribed.
+    const std::string expected = "please call my mother tomorrow morning";
+    const auto shownTranscript = [&] {
+        const auto node = waitForNode(quillon, "text", "Transcript");
+        return node ? node->text() : std::string();
+    };
+    serveEventsUntil([&] { return shownTranscript() == expected; });
+    EXPECT_EQ(shownTranscript(), expected);
+    EXPECT_TRUE(waitForNode(quillon, "label", std::to_string(expected.size()) + " chars"));
+    EXPECT_TRUE(waitForNode(quillon, "label", "Transcript ready to review and copy."));
+    screenshot("call.wav", "transcript-window.png");
+
+    const testing::ScratchDirectory scratch;
+    const auto pdf = scratch / "notes.pdf";
+    QFile file(QString::fromStdString(pdf.string()));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(
+        "%PDF-1.4\n%\xe2\xe3\xcf\xd3\n1 0 obj << /Type /Catalog >> endobj\ntrailer << /Root 1 0 R "
+        ">>\n%%EOF\n");
+    file.close();
+    const auto refused = launchAgain(home.path(), {pdf.string(), wav.string()});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_THAT(refused.err, HasSubstr("Unsupported file type. Drop an audio or video file."));
+}
+
+}  // namespace
+}  // namespace quillon

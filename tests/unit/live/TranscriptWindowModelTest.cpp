@@ -1,0 +1,109 @@
+#include "core/live/TranscriptWindowModel.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "core/base/ManualScheduler.h"
+#include "fakes/FakePasteboard.h"
+#include "fakes/TestLog.h"
+
+namespace quillon {
+namespace {
+
+using State = TranscriptWindowModel::State;
+
+// Cleanups that the test answers by hand, as the Codex service would on its own queue.
+struct PendingCleanup {
+    std::string transcript;
+    std::string context;
+    CodexCompletion<std::string> completion;
+};
+
+class TranscriptWindowModelTest : public ::testing::Test {
+protected:
+    TranscriptWindowModel::CleanTranscript cleaner() {
+        return [this](std::string transcript, std::string context, CodexCompletion<std::string> completion) {
+            cleanups_.push_back({std::move(transcript), std::move(context), std::move(completion)});
+            return TranscriptCleanupService::Call{};
+        };
+    }
+    void answer(std::size_t index, CodexResult<std::string> result) {
+        cleanups_.at(index).completion(std::move(result));
+        main_.runUntilIdle();
+    }
+
+    ManualScheduler main_;
+    testing::TestLog log_{main_};
+    testing::FakePasteboard pasteboard_;
+    std::vector<PendingCleanup> cleanups_;
+    std::optional<TranscriptWindowModel> model_{std::in_place, main_, pasteboard_, cleaner(),
+                                                log_.logger(LogCategory::app)};
+};
+
+TEST_F(TranscriptWindowModelTest, CleanupRunsOnlyOnACompleteTranscriptAndOnceAtATime) {
+    auto& model = *model_;
+    model.showProgress("talk.wav");
+    model.setProgress(0.25);
+    EXPECT_EQ(model.progress(), 0.25);
+    model.cleanupTranscript("ctx");
+    model.showFailure("This file does not contain an audio track.", "talk.wav");
+    model.cleanupTranscript("ctx");
+    EXPECT_TRUE(cleanups_.empty()) << "nothing to clean while transcribing or after a failure";
+    EXPECT_FALSE(model.canCopy());
+
+    model.show("  \n ", "talk.wav");
+    model.cleanupTranscript("ctx");
+    EXPECT_TRUE(cleanups_.empty()) << "an empty transcript";
+    EXPECT_FALSE(model.canCopy());
+    EXPECT_FALSE(model.copyToClipboard());
+    EXPECT_EQ(pasteboard_.writes, 0);
+
+    model.show(" hello ada \n", "talk.wav");
+    ASSERT_TRUE(model.canCopy());
+    EXPECT_TRUE(model.copyToClipboard());
+    EXPECT_EQ(pasteboard_.text, "hello ada");
+
+    model.cleanupTranscript("Names: Ada");
+    model.cleanupTranscript("Names: Ada");
+    ASSERT_EQ(cleanups_.size(), 1u) << "a second press does nothing";
+    EXPECT_EQ(cleanups_[0].context, "Names: Ada");
+    EXPECT_TRUE(model.isCleaningTranscript());
+    answer(0, "Hello, Ada.");
+    EXPECT_EQ(model.transcript(), "Hello, Ada.");
+    EXPECT_FALSE(model.isCleaningTranscript());
+
+    model.cleanupTranscript("");
+    answer(1, std::unexpected(CodexFailure::system(TranscriptCleanupService::notSignedInText)));
+    EXPECT_EQ(model.cleanupErrorMessage(),
+              "AI cleanup failed: Connect ChatGPT from the live Summary sidebar before using AI cleanup.");
+    EXPECT_EQ(model.transcript(), "Hello, Ada.");
+    // The next cleanup clears the error as it starts.
+    model.cleanupTranscript("");
+    EXPECT_EQ(model.cleanupErrorMessage(), std::nullopt);
+}
+
+TEST_F(TranscriptWindowModelTest, ANewTranscriptOrClosingTheWindowDropsTheCleanupsResult) {
+    model_->show("first take", "a.wav");
+    model_->cleanupTranscript("");
+    model_->show("second take", "a.wav");
+    EXPECT_FALSE(model_->isCleaningTranscript());
+    answer(0, "First take.");
+    EXPECT_EQ(model_->transcript(), "second take") << "the new text stays";
+    EXPECT_EQ(model_->cleanupErrorMessage(), std::nullopt);
+
+    // Cancelling wakes the service's wait with a failure, which is not shown either.
+    model_->cleanupTranscript("");
+    model_->cancelCleanup();
+    answer(1, std::unexpected(CodexFailure(CodexAppServerError::processEnded())));
+    EXPECT_EQ(model_->cleanupErrorMessage(), std::nullopt);
+    EXPECT_EQ(model_->transcript(), "second take");
+
+    model_->cleanupTranscript("");
+    model_.reset();  // the window closed
+    answer(2, "Second take.");
+    SUCCEED() << "a result for a closed window is dropped";
+}
+
+}  // namespace
+}  // namespace quillon
