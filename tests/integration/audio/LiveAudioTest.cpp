@@ -168,20 +168,6 @@ bool eventually(Condition condition) {
     return condition();
 }
 
-// The live capture as the application builds it, on real queues, its output and errors in `heard`.
-struct Capture {
-    explicit Capture(DesktopEntryIndex& index) : tap(index) {
-        controller.onPCM16Data = [this](std::span<const std::byte> block) { heard.add(block); };
-        controller.onError = [this](const AudioCaptureError& e) { heard.fail(e); };
-    }
-    Collector heard;
-    SerialQueue main{"com.lanternmoth.Quillon.test-main"};
-    SerialQueue mixerQueue{"com.lanternmoth.Quillon.live-audio-mixer"};
-    AudioCapturePulse microphone;
-    SystemAudioTapPulse tap;
-    LiveAudioCaptureController controller{main, mixerQueue, microphone, tap};
-};
-
 class LiveAudioTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
@@ -227,14 +213,6 @@ protected:
         });
     }
 
-    // A tap whose blocks and errors go to `heard`.
-    std::unique_ptr<SystemAudioTapPulse> tapInto(Collector& heard) {
-        auto tap = std::make_unique<SystemAudioTapPulse>(index_);
-        tap->setOnPCM16Data([&heard](std::span<const std::byte> block) { heard.add(block); });
-        tap->setOnError([&heard](const AudioCaptureError& e) { heard.fail(e); });
-        return tap;
-    }
-
     static inline fs::path directory_;
     static inline bool ok_ = true;
     DesktopEntryIndex index_;
@@ -249,9 +227,11 @@ TEST_F(LiveAudioTest, OneApplicationIsHeardAloneAlsoThroughSinkInputsItOpensLate
     ASSERT_TRUE(waitForPlaying("Alpha Player"));
     ASSERT_TRUE(waitForPlaying("Bravo Player"));
 
+    SystemAudioTapPulse tap(index_);
     Collector heard;
-    auto tap = tapInto(heard);
-    ASSERT_TRUE(tap->start("Alpha Player"));
+    tap.setOnPCM16Data([&](std::span<const std::byte> block) { heard.add(block); });
+    tap.setOnError([&](const AudioCaptureError& e) { heard.fail(e); });
+    ASSERT_TRUE(tap.start("Alpha Player"));
 
     const auto first = heard.next(48000);
     ASSERT_EQ(first.size(), 48000u);
@@ -260,7 +240,7 @@ TEST_F(LiveAudioTest, OneApplicationIsHeardAloneAlsoThroughSinkInputsItOpensLate
 
     // The same application opens a second stream: it is attached and heard too.
     auto later = play(voice("later"), "Alpha Player");
-    ASSERT_TRUE(eventually([&] { return tap->attachedCount() == 2; }));
+    ASSERT_TRUE(eventually([&] { return tap.attachedCount() == 2; }));
     heard.next(9600);  // let the new stream's first fragments through
     const auto both = heard.next(48000);
     EXPECT_GT(toneAmplitude(both, alphaTone), toneLevel * 0.7);
@@ -270,12 +250,12 @@ TEST_F(LiveAudioTest, OneApplicationIsHeardAloneAlsoThroughSinkInputsItOpensLate
     // The application quits: its streams are detached, and that is no error.
     alpha->kill();
     later->kill();
-    ASSERT_TRUE(eventually([&] { return tap->attachedCount() == 0; }));
-    tap->stop();
+    ASSERT_TRUE(eventually([&] { return tap.attachedCount() == 0; }));
+    tap.stop();
     EXPECT_TRUE(heard.errors().empty());
 
     // An application that plays nothing cannot be chosen.
-    auto refused = tap->start("Alpha Player");
+    auto refused = tap.start("Alpha Player");
     ASSERT_FALSE(refused);
     EXPECT_EQ(refused.error().kind, AudioCaptureError::Kind::applicationUnavailable);
 }
@@ -283,9 +263,11 @@ TEST_F(LiveAudioTest, OneApplicationIsHeardAloneAlsoThroughSinkInputsItOpensLate
 TEST_F(LiveAudioTest, OneApplicationMovedToAnotherOutputIsStillHeard) {
     auto mover = play(voice("alpha"), "Mover Player");
     ASSERT_TRUE(waitForPlaying("Mover Player"));
+    SystemAudioTapPulse tap(index_);
     Collector heard;
-    auto tap = tapInto(heard);
-    ASSERT_TRUE(tap->start("Mover Player"));
+    tap.setOnPCM16Data([&](std::span<const std::byte> block) { heard.add(block); });
+    tap.setOnError([&](const AudioCaptureError& e) { heard.fail(e); });
+    ASSERT_TRUE(tap.start("Mover Player"));
     ASSERT_EQ(heard.next(9600).size(), 9600u);
 
     // As a user would in the sound settings: the player's stream goes to the other output.
@@ -296,7 +278,7 @@ TEST_F(LiveAudioTest, OneApplicationMovedToAnotherOutputIsStillHeard) {
     const auto after = heard.next(48000);
     ASSERT_EQ(after.size(), 48000u) << "nothing heard after the move";
     EXPECT_GT(toneAmplitude(after, alphaTone), toneLevel * 0.7);
-    EXPECT_EQ(tap->attachedCount(), 1u);
+    EXPECT_EQ(tap.attachedCount(), 1u);
     EXPECT_TRUE(heard.errors().empty());
 }
 
@@ -306,13 +288,14 @@ TEST_F(LiveAudioTest, AllSystemAudioHearsEveryApplicationAndTheSourceListNamesTh
     ASSERT_TRUE(waitForPlaying("Alpha Player"));
     ASSERT_TRUE(waitForPlaying("Bravo Player"));
 
+    SystemAudioTapPulse tap(index_);
     Collector heard;
-    auto tap = tapInto(heard);
-    ASSERT_TRUE(tap->start(std::nullopt));
+    tap.setOnPCM16Data([&](std::span<const std::byte> block) { heard.add(block); });
+    ASSERT_TRUE(tap.start(std::nullopt));
     const auto all = heard.next(48000);
     EXPECT_GT(toneAmplitude(all, alphaTone), toneLevel * 0.7);
     EXPECT_GT(toneAmplitude(all, bravoTone), toneLevel * 0.7);
-    tap->stop();
+    tap.stop();
 
     std::vector<std::string> names;
     for (const auto& p : processes_.processes()) names.push_back(p.applicationName);
@@ -326,9 +309,13 @@ TEST_F(LiveAudioTest, MicrophoneMixedWithOneApplicationArrivesAtThreeQuarters) {
     ASSERT_TRUE(waitForPlaying("Alpha Player"));
     ASSERT_TRUE(waitForPlaying("Test Speaker"));
 
-    Capture capture(index_);
-    auto& controller = capture.controller;
-    auto& heard = capture.heard;
+    SerialQueue main("com.lanternmoth.Quillon.test-main");
+    SerialQueue mixerQueue("com.lanternmoth.Quillon.live-audio-mixer");
+    AudioCapturePulse microphone;
+    SystemAudioTapPulse tap(index_);
+    LiveAudioCaptureController controller(main, mixerQueue, microphone, tap);
+    Collector heard;
+    controller.onPCM16Data = [&](std::span<const std::byte> block) { heard.add(block); };
 
     // Each source alone first, for its level; then both through the mixer. The first half second
     // after each start is left out: the streams are still getting ready.
@@ -390,9 +377,14 @@ TEST_F(LiveAudioTest, AServerThatDiesMidCaptureIsReportedOnceAndStopStillReturns
     ASSERT_TRUE(eventually([&] { return run("pactl info >/dev/null 2>&1") == 0; }));
     Child feed({"pacat", "--playback", "--device=speakers", "--raw", "--rate=48000", "--channels=1", "/dev/zero"});
 
-    Capture capture(index_);
-    auto& controller = capture.controller;
-    auto& heard = capture.heard;
+    SerialQueue main("com.lanternmoth.Quillon.test-main");
+    SerialQueue mixerQueue("com.lanternmoth.Quillon.live-audio-mixer");
+    AudioCapturePulse microphone;
+    SystemAudioTapPulse tap(index_);
+    LiveAudioCaptureController controller(main, mixerQueue, microphone, tap);
+    Collector heard;
+    controller.onPCM16Data = [&](std::span<const std::byte> block) { heard.add(block); };
+    controller.onError = [&](const AudioCaptureError& e) { heard.fail(e); };
     auto started = controller.start({LiveAudioMode::microphoneAndSystemAudio, std::nullopt, ""});
     address.restore();
     ASSERT_TRUE(started) << started.error().description();
