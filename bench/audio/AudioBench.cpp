@@ -272,7 +272,6 @@ int main() {
         return 0;
     }
     quillon::DesktopEntryIndex index;
-    quillon::oneApplicationFigures(index, 1);
     quillon::oneApplicationFigures(index, 3);
     quillon::delayFigures(index);
     return 0;

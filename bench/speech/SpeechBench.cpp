@@ -5,7 +5,8 @@
 //   per subset, the word error rate of file transcription and of the streaming session, their
 //   ratio to the engine's own decoder, and the CPU real-time factor of each;
 //   the glossary's effect: its terms with and without it, and a glossary of 200 terms on the rest;
-//   finalisation latency of the streaming session, session start-up, and memory of 1 and 10 sessions.
+//   the first file on a cold engine, finalisation latency of the streaming session, and memory of
+//   1 and 10 sessions.
 //
 //   bench_speech [--show] [--arg NAME VALUE]... [--glossary-weight W]
 //     --show prints every hypothesis; --arg and --glossary-weight try other decoder settings.
@@ -60,15 +61,10 @@ std::string medianAndMax(std::vector<double> values, int decimals) {
 struct SessionRun {
     std::mutex mutex;
     std::vector<std::pair<Clock::time_point, std::string>> phrases;
-    std::optional<Clock::time_point> ready;
     std::promise<std::expected<std::string, TranscriptionError>> done;
 
     SpeechSessionHandlers handlers() {
         SpeechSessionHandlers h;
-        h.onUpdate = [this](const TranscriptionUpdate&) {
-            std::lock_guard lock(mutex);
-            if (!ready) ready = Clock::now();
-        };
         h.onPhraseFinalized = [this](const std::string& phrase, const std::string&) {
             std::lock_guard lock(mutex);
             phrases.emplace_back(Clock::now(), phrase);
@@ -310,18 +306,6 @@ int run(bool show, PocketSphinxDecoderPool::Tuning tuning) {
     world.setGlossary("");
 
     std::printf("\nFirst file on a cold engine: %.2f s wall (model load included)\n", coldSeconds);
-    std::vector<double> readyMs;
-    for (const auto& r : subsets.front().recordings) {
-        SessionRun run;
-        const auto made = Clock::now();
-        auto session = factory.makeSession(run.handlers());
-        append(*session, testing::readWavSamples(r.file));
-        run.finish(*session);
-        std::lock_guard lock(run.mutex);
-        if (run.ready) readyMs.push_back(std::chrono::duration<double, std::milli>(*run.ready - made).count());
-    }
-    std::printf("Session ready (first update) on a warm engine: %s over %zu sessions\n", medianAndMax(readyMs, 1).c_str(),
-                readyMs.size());
 
     {
         // Finalisation latency, on the librivox subset. Each recording, its trailing silence cut off so that its last sample
@@ -331,46 +315,40 @@ int run(bool show, PocketSphinxDecoderPool::Tuning tuning) {
         // plus the time the worker took for that block. It does not depend on how busy the
         // machine is, unlike feeding at the pace of a clock.
         std::vector<double> endpointMs;
-        std::vector<double> stopMs;
         const auto settle = [&sessionWorker] {
             std::promise<void> done;
             auto settled = done.get_future();
             sessionWorker.post([&done] { done.set_value(); });
             settled.wait();
         };
-        for (const bool stopAtOnce : {false, true}) {
-            for (const auto& r : subsets.front().recordings) {
-                SessionRun run;
-                auto session = factory.makeSession(run.handlers());
-                const auto trimmed = scratch / (r.id + ".trimmed.wav");
-                testing::make({"sox", r.file.string(), trimmed.string(), "reverse", "silence", "1", "0.05", "1%", "reverse"});
-                auto samples = testing::readWavSamples(trimmed);
-                const std::size_t speechEnd = samples.size();
-                if (!stopAtOnce) samples.resize(samples.size() + 24000, 0);
-                std::size_t phrasesBefore = 0;
-                for (std::size_t at = 0; at < samples.size(); at += 160) {
-                    const std::size_t count = std::min<std::size_t>(160, samples.size() - at);
-                    const auto started = Clock::now();
-                    append(*session, std::span(samples).subspan(at, count));
-                    settle();
-                    std::lock_guard lock(run.mutex);
-                    if (at + count > speechEnd && run.phrases.size() > phrasesBefore) {
-                        const double pastEnd = static_cast<double>(at + count - speechEnd) / 16.0;
-                        const double work = std::chrono::duration<double, std::milli>(Clock::now() - started).count();
-                        endpointMs.push_back(pastEnd - PocketSphinxDecoderPool::endpointSilenceFrames * 10.0 + work);
-                        break;
-                    }
-                    phrasesBefore = run.phrases.size();
+        for (const auto& r : subsets.front().recordings) {
+            SessionRun run;
+            auto session = factory.makeSession(run.handlers());
+            const auto trimmed = scratch / (r.id + ".trimmed.wav");
+            testing::make({"sox", r.file.string(), trimmed.string(), "reverse", "silence", "1", "0.05", "1%", "reverse"});
+            auto samples = testing::readWavSamples(trimmed);
+            const std::size_t speechEnd = samples.size();
+            samples.resize(samples.size() + 24000, 0);
+            std::size_t phrasesBefore = 0;
+            for (std::size_t at = 0; at < samples.size(); at += 160) {
+                const std::size_t count = std::min<std::size_t>(160, samples.size() - at);
+                const auto started = Clock::now();
+                append(*session, std::span(samples).subspan(at, count));
+                settle();
+                std::lock_guard lock(run.mutex);
+                if (at + count > speechEnd && run.phrases.size() > phrasesBefore) {
+                    const double pastEnd = static_cast<double>(at + count - speechEnd) / 16.0;
+                    const double work = std::chrono::duration<double, std::milli>(Clock::now() - started).count();
+                    endpointMs.push_back(pastEnd - PocketSphinxDecoderPool::endpointSilenceFrames * 10.0 + work);
+                    break;
                 }
-                const auto stopped = Clock::now();
-                run.finish(*session);
-                if (stopAtOnce) stopMs.push_back(std::chrono::duration<double, std::milli>(Clock::now() - stopped).count());
+                phrasesBefore = run.phrases.size();
             }
+            run.finish(*session);
         }
         std::printf("Finalisation latency beyond the %d ms silence window: %s (%zu utterances)\n",
                     PocketSphinxDecoderPool::endpointSilenceFrames * 10, medianAndMax(endpointMs, 0).c_str(),
                     endpointMs.size());
-        std::printf("Stop to final text (finishAndWait right after the last sample): %s\n", medianAndMax(stopMs, 0).c_str());
     }
 
     // Memory: each count in a fresh process, so that nothing above leaks into the figure.

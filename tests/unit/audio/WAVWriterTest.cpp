@@ -18,10 +18,6 @@ std::uint32_t readU32(const std::vector<std::byte>& bytes, std::size_t at) {
     return value;
 }
 
-std::string readText(const std::vector<std::byte>& bytes, std::size_t at) {
-    return std::string(reinterpret_cast<const char*>(bytes.data() + at), 4);
-}
-
 struct WriterWorld {
     std::shared_ptr<FakeFileContents> contents = std::make_shared<FakeFileContents>();
     WAVWriter writer{std::make_unique<FakeWritableFile>(contents)};
@@ -63,8 +59,6 @@ TEST(WAVWriter, SizesCountOnlyBlocksWrittenInFull) {
     const auto& bytes = world.contents->bytes;
     EXPECT_EQ(world.writer.dataSize(), 640u);
     EXPECT_EQ(bytes.size(), 44u + 640u);
-    EXPECT_EQ(readText(bytes, 12), "fmt ");
-    EXPECT_EQ(readText(bytes, 36), "data");
     EXPECT_EQ(readU32(bytes, 4), bytes.size() - 8);
     EXPECT_EQ(readU32(bytes, 40), bytes.size() - 44);
 }
