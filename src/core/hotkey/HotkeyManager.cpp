@@ -53,6 +53,7 @@ void HotkeyManager::stop() {
     isWanted_ = false;
     if (!isStarted_) return;
     source_.stop();
+    awaitingChordRelease_ = false;
     source_.onKeyEvent = nullptr;
     source_.onUnavailable = nullptr;
     isStarted_ = false;
@@ -120,6 +121,16 @@ KeyEventDisposition HotkeyManager::handleKeyEvent(const KeyEvent& event) {
     }
 
     if (trigger_.keyCode != 0) return KeyEventDisposition::pass;
+    // A chord of several modifiers comes down one key at a time: the first key of the press that
+    // stops a recording ends it, and the chord completed a moment later is that same press, not a
+    // new one. A new press needs every key of the chord up first.
+    if (awaitingChordRelease_) {
+        if ((flags & trigger_.modifiers) == 0) {
+            awaitingChordRelease_ = false;
+        } else if (flags == trigger_.modifiers) {
+            return KeyEventDisposition::swallow;
+        }
+    }
     if (flags == trigger_.modifiers) {
         logger_.info("Hotkey matched via flagsChanged! modifiers=" + std::to_string(flags));
         handleKeyDown();
@@ -129,6 +140,7 @@ KeyEventDisposition HotkeyManager::handleKeyEvent(const KeyEvent& event) {
     // A short press is never reported as tap-to-toggle; it turns into hold at the threshold.
     if (state_ == HotkeyState::recording(true) && isKeyDown_) {
         isKeyDown_ = false;
+        awaitingChordRelease_ = true;
         stopRecording("Stopping recording (modifier release in hold mode)");
         return KeyEventDisposition::swallow;
     }

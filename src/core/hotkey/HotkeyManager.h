@@ -73,6 +73,8 @@ private:
     HotkeyTrigger trigger_;
     HotkeyState state_ = HotkeyState::idle();
     bool isKeyDown_ = false;
+    // A modifier chord's press stopped a recording; the chord must be let go before it counts again.
+    bool awaitingChordRelease_ = false;
     TimerHandle pendingHoldActivationTask_;
     bool capsLockPhysicalIsDown_ = false;
     std::optional<CapsLockEventSource> activeCapsLockSource_;
