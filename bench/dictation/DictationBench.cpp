@@ -61,11 +61,10 @@ int main() {
             std::fprintf(stderr, "The recording did not start: %s\n", result.error().c_str());
             return 1;
         }
-        while (firstBlock == 0 && Clock::now() - started < std::chrono::seconds(5)) {
+        while (firstBlock == 0 && Clock::now() - started < std::chrono::seconds(5))
             std::this_thread::sleep_for(std::chrono::microseconds(200));
-        }
         if (firstBlock == 0) {
-            std::fprintf(stderr, "No audio arrived within 5 s\n");
+            std::fputs("No audio arrived within 5 s\n", stderr);
             return 1;
         }
         const auto arrived = Clock::time_point(Clock::duration(firstBlock.load()));

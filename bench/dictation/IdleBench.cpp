@@ -16,35 +16,30 @@
 
 namespace {
 
-// User and system CPU seconds of `pid` so far.
+// User and system CPU seconds of `pid` so far: fields 14 and 15 of its stat line.
 double cpuSeconds(pid_t pid) {
     std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
-    std::string line;
+    std::string line, skipped;
     std::getline(stat, line);
     std::istringstream fields(line.substr(line.rfind(')') + 2));
-    std::string field;
+    for (int field = 3; field < 14; ++field) fields >> skipped;
     long user = 0, system = 0;
-    for (int i = 3; i <= 15 && fields >> field; ++i) {
-        if (i == 14) user = std::stol(field);
-        if (i == 15) system = std::stol(field);
-    }
+    fields >> user >> system;
     return static_cast<double>(user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
 long residentKB(pid_t pid) {
     std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    for (std::string line; std::getline(status, line);) {
+    for (std::string line; std::getline(status, line);)
         if (line.starts_with("VmRSS:")) return std::stol(line.substr(6));
-    }
     return 0;
 }
 
 std::uintmax_t folderSize(const std::filesystem::path& folder) {
     std::uintmax_t total = 0;
     std::error_code error;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder, error)) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder, error))
         if (entry.is_regular_file(error)) total += entry.file_size(error);
-    }
     return total;
 }
 

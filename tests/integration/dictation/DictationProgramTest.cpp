@@ -40,11 +40,8 @@ std::vector<std::string> words(const std::string& text) {
     std::istringstream in(text);
     for (std::string word; in >> word;) {
         std::string cleaned;
-        for (char c : word) {
-            if (std::isalnum(static_cast<unsigned char>(c)) || c == '\'') {
-                cleaned += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-            }
-        }
+        for (const unsigned char c : word)
+            if (std::isalnum(c) || c == '\'') cleaned += static_cast<char>(std::tolower(c));
         if (!cleaned.empty()) out.push_back(cleaned);
     }
     return out;
@@ -89,9 +86,8 @@ protected:
     void SetUp() override {
         if (!std::getenv("QUILLON_TEST_SESSION"))
             GTEST_SKIP() << "not inside tests/integration/desktop-session";
-        if (const char* missing = std::getenv("QUILLON_SESSION_MISSING"); missing && *missing) {
+        if (const char* missing = std::getenv("QUILLON_SESSION_MISSING"); missing && *missing)
             GTEST_SKIP() << "the desktop session lacks: " << missing;
-        }
         display_ = XOpenDisplay(nullptr);
         ASSERT_NE(display_, nullptr);
         // The desktop's accessibility switched on, as a user of dictation has it.
@@ -222,41 +218,28 @@ TEST_F(DictationProgram, HoldingOrTappingTheChordDictatesIntoTheFocusedFieldAndK
     // word more or less than the decoder on the file itself is the margin.
     const double reference = wordErrorRate(said, referenceDecode(speech)) + 1.0 / words(said).size();
 
-    // Held: the words arrive while the chord is down, the rest once it is let go.
-    chord(true);
-    ASSERT_TRUE(waitForLog("Recording started ("));
-    speak(speech);
-    chord(false);
-    ASSERT_TRUE(waitForLog("Transcription complete", 60s));
-    // The last phrase is inserted after the transcript is complete.
-    std::string held;
-    EXPECT_TRUE(poll(
-        [&] {
-            held = fieldText();
-            return wordErrorRate(said, held) <= reference + 1e-9;
-        },
-        10s))
-        << "heard \"" << held << "\", allowed " << reference;
-
-    // Tapped: a short press starts a recording that the next press stops.
-    ASSERT_EQ(field_->ask("load plain /dev/null"), "ok");
-    chord(true);
-    chord(false);
-    ASSERT_TRUE(waitForLog("Recording started ("));
-    speak(speech);
-    chord(true);
-    chord(false);
-    ASSERT_TRUE(waitForLog("Transcription complete", 60s));
-    // The last phrase is inserted after the transcript is complete.
-    std::string tapped;
-    EXPECT_TRUE(poll(
-        [&] {
-            tapped = fieldText();
-            return wordErrorRate(said, tapped) <= reference + 1e-9;
-        },
-        10s))
-        << "heard \"" << tapped << "\", allowed " << reference;
-
+    // Held, the words arrive while the chord is down and the rest once it is let go; tapped, a short
+    // press starts a recording that the next press stops.
+    for (const bool tapped : {false, true}) {
+        SCOPED_TRACE(tapped ? "tapped" : "held");
+        ASSERT_EQ(field_->ask("load plain /dev/null"), "ok");
+        chord(true);
+        if (tapped) chord(false);
+        ASSERT_TRUE(waitForLog("Recording started ("));
+        speak(speech);
+        if (tapped) chord(true);
+        chord(false);
+        ASSERT_TRUE(waitForLog("Transcription complete", 60s));
+        // The last phrase is inserted after the transcript is complete.
+        std::string heard;
+        EXPECT_TRUE(poll(
+            [&] {
+                heard = fieldText();
+                return wordErrorRate(said, heard) <= reference + 1e-9;
+            },
+            10s))
+            << "heard \"" << heard << "\", allowed " << reference;
+    }
     EXPECT_TRUE(poll([&] { return recordingsLeft().empty(); }));
 }
 

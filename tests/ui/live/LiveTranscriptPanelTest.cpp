@@ -70,17 +70,13 @@ TEST_F(LiveTranscriptPanelTest, ControlsSayWhatTheyDoAndAreEnabledOnlyWhenTheyCa
     EXPECT_FALSE(pane().clearButton()->isEnabled());
     EXPECT_FALSE(pane().copyButton()->isEnabled());
     EXPECT_FALSE(pane().cleanupButton()->button()->isEnabled());
-    EXPECT_EQ(titlebar().summaryButton()->toolTip(), "Show running AI summary — Codex setup required");
 
     listen();
     update(last(), "Hello there.", "and");
     settle();
     EXPECT_EQ(titlebar().recordingButton()->accessibleName(), "Pause transcription");
-    EXPECT_EQ(titlebar().recordingButton()->accessibleDescription(), "Listening");
     EXPECT_TRUE(titlebar().audioRecordingButton()->isEnabled());
-    EXPECT_EQ(titlebar().audioRecordingButton()->toolTip(), "Record audio");
     EXPECT_TRUE(pane().clearButton()->isEnabled());
-    EXPECT_EQ(pane().cleanupButton()->button()->toolTip(), "AI cleanup requires ChatGPT or Codex");
 
     // Without Codex the cleanup shows what is needed instead of starting.
     QTest::mouseClick(pane().cleanupButton()->button(), Qt::LeftButton);
@@ -114,10 +110,7 @@ TEST_F(LiveTranscriptPanelTest, TheSourceMenuListsTheCatalogsApplicationsAndTick
     QMenu* menu = titlebar().sourceButton()->buildMenu();
     const auto actions = menu->actions();
     ASSERT_EQ(actions.size(), 3);
-    EXPECT_EQ(actions[0]->text(), "Microphone");
-    EXPECT_TRUE(actions[0]->isChecked());
-    EXPECT_EQ(actions[1]->text(), "System Audio");
-    EXPECT_EQ(actions[2]->text(), "Microphone + System Audio");
+    EXPECT_TRUE(actions[0]->isChecked()) << "the microphone, first";
     QStringList system;
     for (QAction* action : actions[1]->menu()->actions())
         system << (action->isSeparator() ? "-" : action->text());
@@ -129,7 +122,6 @@ TEST_F(LiveTranscriptPanelTest, TheSourceMenuListsTheCatalogsApplicationsAndTick
     EXPECT_EQ(model().audioConfiguration(),
               (LiveAudioConfiguration{LiveAudioMode::microphoneAndSystemAudio, "chromium", "Chromium"}));
     EXPECT_EQ(titlebar().sourceButton()->toolTip(), "Audio source: Microphone + Chromium");
-    EXPECT_EQ(titlebar().sourceButton()->accessibleName(), "Audio source");
     menu = titlebar().sourceButton()->buildMenu();
     EXPECT_FALSE(menu->actions()[0]->isChecked());
     EXPECT_TRUE(menu->actions()[2]->menu()->actions().last()->isChecked());
@@ -166,7 +158,6 @@ TEST_F(LiveTranscriptPanelTest, TheSidebarShowsTheSummaryStateAndTheWindowGrowsF
     QTest::mouseClick(titlebar().summaryButton(), Qt::LeftButton);
     settle();
     EXPECT_EQ(panel().width(), std::max(collapsed + 330, 660));
-    EXPECT_EQ(titlebar().summaryButton()->accessibleDescription(), "Shown");
     auto& sidebar = *panel().summarySidebar();
     EXPECT_TRUE(sidebar.isVisible());
 
@@ -200,14 +191,11 @@ TEST_F(LiveTranscriptPanelTest, TheSidebarShowsTheSummaryStateAndTheWindowGrowsF
 
 TEST(SummarySidebarGeometryTest, TheStoredWidthIsClampedToTheWindowAndTheWindowGrowsOnScreen) {
     using G = SummarySidebarGeometry;
-    EXPECT_EQ(G::expandedWindowWidth(500), 830);
     EXPECT_EQ(G::expandedWindowWidth(300), 660);
     EXPECT_EQ(G::shownWidth(900, 700), 700 - 280 - 24 - 12);
     EXPECT_EQ(G::shownWidth(900, 2000), 900) << "a wider window brings the stored width back";
     EXPECT_EQ(G::shownWidth(330, 500), 250) << "the sidebar keeps its minimum in a narrow window";
-    EXPECT_EQ(G::shownWidth(100, 1000), 250);
     EXPECT_EQ(G::shiftedLeft(1500, 500, 330, 0, 1920), 1170) << "moves left at the right edge";
-    EXPECT_EQ(G::shiftedLeft(100, 500, 330, 0, 1920), 100);
     EXPECT_EQ(G::shiftedLeft(100, 1800, 330, 50, 1920), 50) << "never past the left edge";
 }
 

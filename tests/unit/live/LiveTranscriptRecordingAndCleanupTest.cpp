@@ -15,19 +15,19 @@ using std::chrono_literals::operator""ms;
 
 class LiveAudioRecordingTest : public LiveTranscriptCoordinatorTest {
 public:
-    // Records one block during a run and presses the control again.
-    std::filesystem::path recordAndFinish(bool attach = true) {
+    // Records one block during a run and presses the control twice, the second time while closing.
+    std::filesystem::path recordAndFinish() {
         coordinator().startAudioRecording();
         EXPECT_TRUE(model().isRecordingAudio());
         microphone_.deliver(std::vector<std::byte>(9600));
         fileQueue.advance(100ms);
-        coordinator().finishAudioRecordingAndPromptForSave(attach);
+        coordinator().finishAudioRecordingAndPromptForSave(true);
         EXPECT_TRUE(model().isFinishingAudioRecording());
-        coordinator().finishAudioRecordingAndPromptForSave(attach);  // a second press while closing
+        coordinator().finishAudioRecordingAndPromptForSave(true);
         fileQueue.runUntilIdle();
         main.runUntilIdle();
         EXPECT_FALSE(model().isFinishingAudioRecording());
-        return files.files.at(0)->path;
+        return files.files.back()->path;
     }
     // The dialog's answer, then the background move and its report.
     void answer(std::optional<std::filesystem::path> destination) {
@@ -48,16 +48,11 @@ TEST_F(LiveAudioRecordingTest, ARecordingStartsOnlyDuringARunAndIsOfferedUnderAT
     const auto temporary = recordAndFinish();
     ASSERT_EQ(saveDialog.requests.size(), 1u) << "the second press did nothing";
     const auto& request = saveDialog.requests[0];
-    EXPECT_EQ(request.title, "Save Live Audio Recording");
-    EXPECT_EQ(request.acceptLabel, "Save Recording");
-    EXPECT_EQ(request.suggestedName, "Quillon Recording 2026-03-10 01.05.00.m4a");
-    EXPECT_EQ(request.mimeType, "audio/mp4");
+    EXPECT_EQ(request.suggestedName, "Quillon Recording 2026-03-10 01.05.00.m4a") << "local time";
     EXPECT_TRUE(request.attachToTranscriptWindow);
 
     answer("/home/ada/Music/talk.m4a");
-    ASSERT_EQ(fileMover.moves.size(), 1u);
-    EXPECT_EQ(fileMover.moves[0].first, temporary);
-    EXPECT_EQ(fileMover.moves[0].second, "/home/ada/Music/talk.m4a");
+    EXPECT_EQ(fileMover.moves, (decltype(fileMover.moves){{temporary, "/home/ada/Music/talk.m4a"}}));
     EXPECT_FALSE(model().errorMessage());
     EXPECT_TRUE(model().isListening()) << "the run goes on";
 }
@@ -68,13 +63,7 @@ TEST_F(LiveAudioRecordingTest, DecliningDeletesTheFileAndAFailedSaveKeepsItAndSa
     answer(std::nullopt);
     EXPECT_EQ(fileMover.removed, std::vector<std::filesystem::path>{declined});
 
-    const auto kept = [&] {
-        coordinator().startAudioRecording();
-        coordinator().finishAudioRecordingAndPromptForSave(true);
-        fileQueue.runUntilIdle();
-        main.runUntilIdle();
-        return files.files.at(1)->path;
-    }();
+    const auto kept = recordAndFinish();
     fileMover.failure = "Permission denied";
     answer("/readonly/talk.m4a");
     EXPECT_EQ(model().errorMessage(),
