@@ -2,6 +2,8 @@
 
 #include <atspi/atspi.h>
 
+#include <string>
+
 #include "platform/linux/accessibility/AtspiElement.h"
 
 namespace quillon {
@@ -34,7 +36,9 @@ void AtspiResponsiveness::noteSlowCall(AtspiAccessible* object, Clock::duration 
     if (elapsed < callTimeout_ * 8 / 10) return;
     const std::string bus = AtspiElement::busNameOf(object);
     if (!unresponsiveUntil_.contains(bus)) {
-        logger_.error("An application did not answer the accessibility bus in time; skipping it for a while");
+        logger_.error("An application (" + bus + ", pid " + std::to_string(atspi_accessible_get_process_id(object, nullptr)) + ") took " +
+                      std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count()) +
+                      " ms to answer the accessibility bus; skipping it for a while");
     }
     unresponsiveUntil_[bus] = Clock::now() + unresponsiveFor_;
 }

@@ -86,7 +86,11 @@ PocketSphinxDecoderPool::Lease PocketSphinxDecoderPool::acquire(TranscriberPrese
 }
 
 void PocketSphinxDecoderPool::warmUp(TranscriberPreset preset, PocketSphinxGlossary glossary) {
-    loader_->post([this, preset, glossary = std::move(glossary)] { topUp(preset, glossary); });
+    loader_->post([this, preset, glossary = std::move(glossary)] {
+        topUp(preset, glossary);
+        logger_.info(idleCount(preset, glossary) > 0 ? "Speech recognition is ready"
+                                                     : "Speech recognition could not be prepared in advance");
+    });
 }
 
 std::size_t PocketSphinxDecoderPool::idleCount(TranscriberPreset preset, const PocketSphinxGlossary& glossary) const {
