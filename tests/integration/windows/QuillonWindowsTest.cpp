@@ -96,10 +96,10 @@ TEST_F(QuillonWindows, SettingsFromTheTrayMenuStoreEachChangeAndTakeANewShortcut
     const auto heardAs = waitForNode(quillon, "text", "Heard as");
     const auto replaceWith = waitForNode(quillon, "text", "Replace with");
     ASSERT_TRUE(heardAs && replaceWith);
-    ASSERT_TRUE(heardAs->setText("quill on"));
-    ASSERT_TRUE(replaceWith->setText("Quillon"));
+    ASSERT_TRUE(heardAs->setText("my mother"));
+    ASSERT_TRUE(replaceWith->setText("Mom"));
     EXPECT_TRUE(serveEventsUntil([&] {
-        return readAll(settingsFile).contains(QStringLiteral("quill on → Quillon"));
+        return readAll(settingsFile).contains(QStringLiteral("my mother → Mom"));
     })) << readAll(settingsFile).toStdString();
 
     screenshot("Quillon Settings", "settings-window.png");
@@ -124,6 +124,16 @@ TEST_F(QuillonWindows, SettingsFromTheTrayMenuStoreEachChangeAndTakeANewShortcut
     ASSERT_TRUE(testing::run(
         "xdotool", {"keydown", "Control_L", "keydown", "Shift_L", "keyup", "Shift_L", "keyup", "Control_L"}));
     EXPECT_TRUE(quillon.waitForLog("Hotkey matched via flagsChanged! modifiers=393216")) << quillon.log();
+
+    // The correction applies to the next file, without a restart.
+    EXPECT_EQ(launchAgain(home.path(), {testing::media("call.wav").string()}).exitCode, 0);
+    const auto shownTranscript = [&] {
+        const auto node = waitForNode(quillon, "text", "Transcript");
+        return node ? node->text() : std::string();
+    };
+    const std::string corrected = "please call Mom tomorrow morning";
+    serveEventsUntil([&] { return shownTranscript() == corrected; });
+    EXPECT_EQ(shownTranscript(), corrected);
 }
 
 TEST_F(QuillonWindows, FilesHandedToTheRunningQuillonOpenTranscriptWindowsAndOthersAreRefused) {
@@ -132,18 +142,20 @@ TEST_F(QuillonWindows, FilesHandedToTheRunningQuillonOpenTranscriptWindowsAndOth
     ASSERT_TRUE(quillon.waitForLog("Quillon is starting")) << quillon.log();
     const auto wav = testing::media("call.wav");
 
-    const auto handedOver = launchAgain(home.path(), {wav.string()});
+    // A sound file and a video, at once: each gets a window of its own.
+    const auto handedOver = launchAgain(home.path(), {wav.string(), testing::media("call.mov").string()});
     EXPECT_EQ(handedOver.exitCode, 0) << handedOver.err;
-    const auto window = waitForNode(quillon, "", "call.wav");
-    ASSERT_TRUE(window) << quillon.log();
     // Found afresh each time: the page of the transcript is another while it is transcribed.
     const std::string expected = "please call my mother tomorrow morning";
-    const auto shownTranscript = [&] {
-        const auto node = waitForNode(quillon, "text", "Transcript");
+    const auto shownTranscript = [&](const std::string& title) {
+        const auto window = waitForNode(quillon, "", title);
+        const auto node = window ? window->find("text", "Transcript") : std::nullopt;
         return node ? node->text() : std::string();
     };
-    serveEventsUntil([&] { return shownTranscript() == expected; });
-    EXPECT_EQ(shownTranscript(), expected);
+    for (const std::string title : {"call.wav", "call.mov"}) {
+        serveEventsUntil([&] { return shownTranscript(title) == expected; });
+        EXPECT_EQ(shownTranscript(title), expected) << title << "\n" << quillon.log();
+    }
     EXPECT_TRUE(waitForNode(quillon, "label", std::to_string(expected.size()) + " chars"));
     EXPECT_TRUE(waitForNode(quillon, "label", "Transcript ready to review and copy."));
     screenshot("call.wav", "transcript-window.png");
