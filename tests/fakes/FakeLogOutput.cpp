@@ -36,6 +36,13 @@ std::size_t FakeLogOutput::count(std::string_view message) const {
     return n;
 }
 
+std::size_t FakeLogOutput::countContaining(std::string_view part) const {
+    std::lock_guard lock(mutex_);
+    std::size_t n = 0;
+    for (const auto& entry : entries_) n += entry.message.find(part) != std::string::npos ? 1 : 0;
+    return n;
+}
+
 void FakeLogOutput::clear() {
     std::lock_guard lock(mutex_);
     entries_.clear();

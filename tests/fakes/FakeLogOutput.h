@@ -24,6 +24,7 @@ public:
     std::vector<std::string> messages(quillon::LogLevel level) const;
     bool contains(quillon::LogLevel level, std::string_view message) const;
     std::size_t count(std::string_view message) const;
+    std::size_t countContaining(std::string_view part) const;
     void setMinimumLevel(quillon::LogLevel level) { minimumLevel_ = level; }
     void clear();
 

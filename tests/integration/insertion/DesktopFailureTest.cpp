@@ -87,11 +87,11 @@ TEST_F(DesktopFailureTest, HungApplicationFailsTheInsertionAndIsSkippedAfterward
     ASSERT_TRUE(target);
 
     app->signal(SIGSTOP);
-    const std::string timeOut = "An application did not answer the accessibility bus in time; skipping it for a while";
+    const std::string timeOut = "to answer the accessibility bus; skipping it for a while";
     EXPECT_FALSE(world.inserter.insertText("stuck"));
-    EXPECT_EQ(world.log.output.count(timeOut), 1u);
+    EXPECT_EQ(world.log.output.countContaining(timeOut), 1u);
     EXPECT_FALSE(world.accessibility.value(target->element));
-    EXPECT_EQ(world.log.output.count(timeOut), 1u) << "an unresponsive application is skipped without waiting again";
+    EXPECT_EQ(world.log.output.countContaining(timeOut), 1u) << "an unresponsive application is skipped without waiting again";
     app->signal(SIGCONT);
 }
 
