@@ -220,6 +220,8 @@ int main(int argc, char** argv) {
         .localModelProvider = codexModelProviderFromEnvironment(),
     });
     LiveTranscriptCoordinator& liveTranscript = live.coordinator();
+    // A file's AI cleanup takes the context the user gave the live transcript's summary.
+    transcriptWindows.additionalContext = [&liveTranscript] { return liveTranscript.model().summaryContext(); };
     QObject::connect(&application, &QCoreApplication::aboutToQuit, [&live] { live.shutdown(); });
 
     // The popover, opened by a click on the tray icon.
