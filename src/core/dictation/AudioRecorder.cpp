@@ -167,6 +167,12 @@ void AudioRecorder::handleMaxDurationReached() {
 
 void AudioRecorder::stopRecording() {
     if (!isRunning_) return;
+    releaseCapture();
+    if (chunk_) finishChunk(std::exchange(chunk_, nullptr));
+}
+
+// Ends the capture and the meter; the chunk is the caller's to finish or drop.
+void AudioRecorder::releaseCapture() {
     maxDurationTimer_.cancel();
     collaborators_.capture.setOnPCM16Data(nullptr);
     collaborators_.capture.setOnError(nullptr);
@@ -174,7 +180,6 @@ void AudioRecorder::stopRecording() {
     collaborators_.levelMeter.stopSmoothingTimer();
     collaborators_.levelMeter.reset();
     isRunning_ = false;
-    if (chunk_) finishChunk(std::exchange(chunk_, nullptr));
 }
 
 // The writer takes what is left in the ring, finalises the file and posts the result back. Should
@@ -215,13 +220,7 @@ void AudioRecorder::handleCaptureError(std::uint64_t run, const AudioCaptureErro
     if (run != run_ || !isRunning_) return;
     const std::string description = error.description();
     logger_.error("Audio capture failed while recording: " + description);
-    maxDurationTimer_.cancel();
-    collaborators_.capture.setOnPCM16Data(nullptr);
-    collaborators_.capture.setOnError(nullptr);
-    collaborators_.capture.stop();
-    collaborators_.levelMeter.stopSmoothingTimer();
-    collaborators_.levelMeter.reset();
-    isRunning_ = false;
+    releaseCapture();
     // What was recorded is of no use without its end: the file goes now.
     chunk_.reset();
     if (onError) onError(description);

@@ -82,6 +82,7 @@ private:
     void installBlockHandler();
     void cleanupFailedStart();
     void handleCaptureError(std::uint64_t run, const AudioCaptureError& error);
+    void releaseCapture();
     void finishChunk(std::shared_ptr<Chunk> chunk);
     void chunkFinished(const std::shared_ptr<Chunk>& chunk, const std::string& failure);
 

@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "ui/DroppedFiles.h"
 #include "ui/popover/PopoverRowButton.h"
 
 namespace quillon {
@@ -40,17 +41,6 @@ QPushButton* plainButton(const QString& text, QWidget* parent) {
     auto* button = new QPushButton(text, parent);
     button->setFocusPolicy(Qt::StrongFocus);
     return button;
-}
-
-// The local files of a drag, or none when anything in it is not a local file.
-std::vector<std::filesystem::path> droppedFiles(const QMimeData* data) {
-    std::vector<std::filesystem::path> files;
-    if (data == nullptr || !data->hasUrls()) return files;
-    for (const QUrl& url : data->urls()) {
-        if (!url.isLocalFile()) return {};
-        files.emplace_back(url.toLocalFile().toStdString());
-    }
-    return files;
 }
 
 }  // namespace

@@ -20,6 +20,7 @@
 #include <QVBoxLayout>
 
 #include "core/base/Unicode.h"
+#include "ui/DroppedFiles.h"
 
 namespace quillon {
 
@@ -40,16 +41,6 @@ QLabel* secondaryLabel(const QString& text = {}) {
     label->setWordWrap(true);
     label->setForegroundRole(QPalette::PlaceholderText);
     return label;
-}
-
-std::vector<std::filesystem::path> localFiles(const QMimeData* data) {
-    std::vector<std::filesystem::path> files;
-    if (data == nullptr || !data->hasUrls()) return files;
-    for (const QUrl& url : data->urls()) {
-        if (!url.isLocalFile()) return {};
-        files.emplace_back(url.toLocalFile().toStdString());
-    }
-    return files;
 }
 
 }  // namespace
@@ -258,11 +249,11 @@ void TranscriptWindowQt::closeEvent(QCloseEvent* event) {
 }
 
 void TranscriptWindowQt::dragEnterEvent(QDragEnterEvent* event) {
-    if (!localFiles(event->mimeData()).empty()) event->acceptProposedAction();
+    if (!droppedFiles(event->mimeData()).empty()) event->acceptProposedAction();
 }
 
 void TranscriptWindowQt::dropEvent(QDropEvent* event) {
-    const auto files = localFiles(event->mimeData());
+    const auto files = droppedFiles(event->mimeData());
     if (files.empty() || !onFilesDropped) return;
     event->acceptProposedAction();
     onFilesDropped(files);
