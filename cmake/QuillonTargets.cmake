@@ -30,6 +30,7 @@ function(quillon_add_unit_tests name)
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE Quillon::core Quillon::fakes GTest::gmock GTest::gtest_main ${ARG_LIBRARIES})
   quillon_set_warnings(${name})
+  quillon_test_code_optimization(${name})
   # A deadlock fails its test within two minutes instead of holding up the whole run.
   gtest_discover_tests(${name} PROPERTIES LABELS unit TIMEOUT 120 DISCOVERY_TIMEOUT 120)
 endfunction()
@@ -46,6 +47,7 @@ function(quillon_add_integration_tests name)
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE Quillon::core Quillon::fakes GTest::gmock GTest::gtest_main ${ARG_LIBRARIES})
   quillon_set_warnings(${name})
+  quillon_test_code_optimization(${name})
   # One label (gtest_discover_tests cannot pass a list): label filters are regular expressions, so
   # `-L integration` still selects the headless ones.
   set(label integration)
