@@ -18,6 +18,7 @@
 #include <QTemporaryDir>
 
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -111,16 +112,22 @@ protected:
         return found && found->press();
     }
 
-    std::string textOf(const std::string& role, const std::string& name) {
-        const auto found = node(role, name);
-        return found ? found->text() : std::string();
+    // The transcript and the summary as drawn, read from their nodes, found once: a walk of the
+    // tree at every look would load the machine the recogniser runs on.
+    std::string transcript() {
+        return textOf(editor, [this] { return node("text", "Live transcript"); });
     }
-    std::string transcript() { return textOf("text", "Live transcript"); }
-    // The summary as drawn; the sidebar's pages (a message, or the summary) hold it.
     std::string summary() {
-        const auto pages = node("layered pane", "");
-        const auto view = pages ? pages->find("label", "Summary") : std::nullopt;
-        return view ? view->text() : std::string();
+        return textOf(summaryView, [this] {
+            // On the sidebar's pages (a message, or the summary), below the header of that name.
+            const auto pages = node("layered pane", "");
+            return pages ? pages->find("label", "Summary") : std::nullopt;
+        });
+    }
+    static std::string textOf(std::optional<AtspiNode>& cached,
+                              const std::function<std::optional<AtspiNode>()>& find) {
+        if (!cached) cached = find();
+        return cached ? cached->text() : std::string();
     }
 
     // Whether the transcript comes to hold half the words of `said` or more, in their order.
@@ -145,6 +152,8 @@ protected:
     QTemporaryDir scratch;
     std::optional<TrayHost> tray;  // made once the session is known to have an X server
     std::unique_ptr<QuillonProcess> quillon;
+    std::optional<AtspiNode> editor;
+    std::optional<AtspiNode> summaryView;
     int recordings = 0;
 };
 
@@ -157,11 +166,10 @@ TEST_F(LiveTranscriptProgram, AScreenReaderUserFollowsCorrectsSwitchesAndRecords
     // A correction typed at the start of the committed text while more is said: the words that
     // arrive afterwards leave it in place.
     const QString second = "seven eight nine ten. coffee and tea.";
-    const auto editor = node("text", "Live transcript");
+    const auto before = transcript().size();
     ASSERT_TRUE(editor);
-    const auto before = editor->text().size();
     const auto saying = startSaying(second);
-    ASSERT_TRUE(serveEventsUntil([&] { return editor->text().size() > before; }));
+    ASSERT_TRUE(serveEventsUntil([&] { return transcript().size() > before; }));
     ASSERT_TRUE(editor->insertText(0, "Notes: "));
     EXPECT_TRUE(heard(second)) << transcript();
     EXPECT_TRUE(transcript().starts_with("Notes: ")) << transcript();
