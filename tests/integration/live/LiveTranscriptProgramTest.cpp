@@ -185,7 +185,7 @@ TEST_F(LiveTranscriptProgram, AScreenReaderUserFollowsCorrectsSwitchesAndRecords
 
     // One application that plays speech, chosen in the source menu: Down twice passes Microphone
     // to System Audio, Right opens it on All System Audio, and Down reaches the first application,
-    // the one playing.
+    // paplay (by name before the session's microphone feed, which plays too).
     const QString third = "this is a test.";
     const auto application = startSaying(third, 8, true);
     ASSERT_TRUE(serveEventsUntil([] {
