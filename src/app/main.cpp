@@ -139,9 +139,14 @@ int main(int argc, char** argv) {
     // own on this queue.
     SerialQueue codexQueue("com.lanternmoth.Quillon.codex-cleanup");
     HostEnvironmentPosix hostEnvironment;
-    TranscriptCleanupService cleanupService(codexQueue, [&codexQueue, &hostEnvironment] {
-        return CodexAppServerClient::make(
-            {codexQueue, [] { return std::make_unique<ChildProcessPosix>(); }, hostEnvironment});
+    const auto localModelProvider = codexModelProviderFromEnvironment();
+    if (localModelProvider) {
+        logger.info("Development mode: Codex uses the model provider at " + *localModelProvider +
+                    " and needs no ChatGPT account for summaries and AI cleanup");
+    }
+    TranscriptCleanupService cleanupService(codexQueue, [&codexQueue, &hostEnvironment, &localModelProvider] {
+        return CodexAppServerClient::make({codexQueue, [] { return std::make_unique<ChildProcessPosix>(); },
+                                           hostEnvironment, localModelProvider});
     });
     TranscriptWindowsQt transcriptWindows(
         mainScheduler, pasteboard,
@@ -217,7 +222,7 @@ int main(int argc, char** argv) {
             saveDialog.setTranscriptWindow(panel.get());
             return panel;
         },
-        .localModelProvider = codexModelProviderFromEnvironment(),
+        .localModelProvider = localModelProvider,
     });
     LiveTranscriptCoordinator& liveTranscript = live.coordinator();
     // A file's AI cleanup takes the context the user gave the live transcript's summary.

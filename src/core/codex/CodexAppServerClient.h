@@ -65,6 +65,8 @@ public:
                          CodexCompletion<std::string> completion);
 
     const std::string& executablePath() const { return executablePath_; }
+    // A child on a local model provider needs no account: it counts as signed in (development).
+    bool usesLocalModelProvider() const { return localModelProvider_.has_value(); }
 
     // Reads the structured reply of a turn: the string under `name` of the JSON object in `text`,
     // trimmed. Fails with "response did not contain valid <name> output".

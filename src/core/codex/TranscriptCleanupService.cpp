@@ -28,20 +28,26 @@ TranscriptCleanupService::Call TranscriptCleanupService::clean(std::string trans
     client->start([client, transcript = std::move(transcript), context = std::move(additionalContext),
                    finish = std::move(finish)](CodexResult<void> started) mutable {
         if (!started) return finish(std::unexpected(started.error()));
-        client->accountType(false, [client, transcript = std::move(transcript), context = std::move(context),
-                                    finish = std::move(finish)](auto account) mutable {
-            if (!account) return finish(std::unexpected(account.error()));
-            if (*account != "chatgpt") {
-                // The account is shared with the summary, which is where the user signs in.
-                return finish(std::unexpected(CodexAppServerError::server(notSignedInText)));
-            }
+        auto cleanUp = [client, transcript = std::move(transcript), context = std::move(context),
+                        finish]() mutable {
             client->startTranscriptCleanupThread([client, transcript = std::move(transcript),
                                                   context = std::move(context),
                                                   finish = std::move(finish)](CodexResult<std::string> thread) mutable {
                 if (!thread) return finish(std::unexpected(thread.error()));
                 client->cleanTranscript(*thread, std::move(transcript), std::move(context), std::move(finish));
             });
-        });
+        };
+        // A local model provider needs no account (development mode).
+        if (client->usesLocalModelProvider()) return cleanUp();
+        client->accountType(
+            false, [cleanUp = std::move(cleanUp), finish = std::move(finish)](auto account) mutable {
+                if (!account) return finish(std::unexpected(account.error()));
+                if (*account != "chatgpt") {
+                    // The account is shared with the summary, which is where the user signs in.
+                    return finish(std::unexpected(CodexAppServerError::server(notSignedInText)));
+                }
+                cleanUp();
+            });
     });
     return call;
 }

@@ -49,6 +49,11 @@ void LiveSummaryCoordinator::prepare() {
     setupTask_ = task;
     readyClient([this, task](ClientResult client) {
         if (!client) return setupFailed(client.error());
+        // A local model provider needs no account (development mode).
+        if ((*client)->usesLocalModelProvider()) {
+            if (!task.isCancelled()) signedIn();
+            return;
+        }
         (*client)->accountType(false, onMain<std::optional<std::string>>([this, task](auto account) {
             if (!account) return setupFailed(account.error());
             if (task.isCancelled()) return;

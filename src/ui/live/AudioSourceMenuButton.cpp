@@ -35,8 +35,11 @@ bool sameSource(const LiveAudioConfiguration& a, const LiveAudioConfiguration& b
 AudioSourceMenuButton::AudioSourceMenuButton(SystemAudioSourceCatalog& catalog, QWidget* parent)
     : ChromeIconButton(ThemeIcon::microphone, 28, parent), catalog_(catalog) {
     setAccessibleLabel(QStringLiteral("Audio source"));
-    connect(this, &ChromeIconButton::clicked, this,
-            [this] { buildMenu()->popup(mapToGlobal(QPoint(0, height()))); });
+    // The menu lists what plays at the moment it opens, not at the last periodic look.
+    connect(this, &ChromeIconButton::clicked, this, [this] {
+        catalog_.refresh();
+        buildMenu()->popup(mapToGlobal(QPoint(0, height())));
+    });
     setState(configuration_, false);
 }
 

@@ -64,7 +64,11 @@ LiveTranscriptTitlebar::LiveTranscriptTitlebar(LiveTranscriptCoordinator& coordi
             coordinator_.startAudioRecording();
         }
     });
-    connect(summary_, &ChromeIconButton::clicked, this, [this] { coordinator_.toggleSummary(); });
+    // Followed by its check state, not by clicks: a screen reader's toggle action changes the state
+    // without a click. refresh() sets the state the model already has, which changes nothing here.
+    connect(summary_, &ChromeIconButton::toggled, this, [this](bool shown) {
+        if (shown != coordinator_.model().isSummaryVisible()) coordinator_.toggleSummary();
+    });
     refresh();
 }
 

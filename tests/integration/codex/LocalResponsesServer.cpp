@@ -47,6 +47,11 @@ LocalResponsesServer::LocalResponsesServer() {
 }
 
 LocalResponsesServer::~LocalResponsesServer() {
+    {
+        std::lock_guard lock(mutex_);
+        stopping_ = true;
+    }
+    released_.notify_all();
     thread_.request_stop();
     (void)::write(wake_[1], "x", 1);
     thread_.join();
@@ -69,6 +74,19 @@ void LocalResponsesServer::failWith(std::string message) {
 void LocalResponsesServer::queueOutput(std::string items) {
     std::lock_guard lock(mutex_);
     queued_.push_back(std::move(items));
+}
+
+void LocalResponsesServer::holdReplies() {
+    std::lock_guard lock(mutex_);
+    held_ = true;
+}
+
+void LocalResponsesServer::releaseReplies() {
+    {
+        std::lock_guard lock(mutex_);
+        held_ = false;
+    }
+    released_.notify_all();
 }
 
 std::string LocalResponsesServer::lastRequestBody() const {
@@ -114,8 +132,9 @@ void LocalResponsesServer::answer(int connection) {
     std::string type = "application/json";
     if (request.starts_with("POST") && request.find(" /v1/responses") != std::string::npos) {
         {
-            std::lock_guard lock(mutex_);
+            std::unique_lock lock(mutex_);
             bodies_.push_back(request.substr(headerEnd + 4, contentLength));
+            released_.wait(lock, [this] { return !held_ || stopping_; });
         }
         body = eventStream();
         type = "text/event-stream";

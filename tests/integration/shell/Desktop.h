@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <functional>
 #include <optional>
+#include <utility>
 
 namespace quillon::testing {
 
@@ -30,10 +31,11 @@ protected:
     }
 };
 
-// Turns the event loop until `condition` holds or 20 seconds pass; returns the condition. It is
+// Turns the event loop until `condition` holds or `limit` passes; returns the condition. It is
 // looked at again every 20 ms, as it may hang on other processes (the X server, a tray).
-inline bool serveEventsUntil(const std::function<bool()>& condition) {
-    QDeadlineTimer deadline(std::chrono::seconds(20));
+inline bool serveEventsUntil(const std::function<bool()>& condition,
+                             std::chrono::seconds limit = std::chrono::seconds(20)) {
+    QDeadlineTimer deadline(limit);
     while (!condition()) {
         if (deadline.hasExpired()) return false;
         QEventLoop loop;
@@ -107,13 +109,15 @@ private:
 };
 
 // The real quillon program, started as a user would start it, with its configuration in
-// `home`/config and its runtime folder (where the running one keeps its lock) in `home`.
+// `home`/config and its runtime folder (where the running one keeps its lock) in `home`; `more`
+// sets further variables of its environment.
 class QuillonProcess : public QProcess {
 public:
-    explicit QuillonProcess(const QString& home) {
+    explicit QuillonProcess(const QString& home, const QList<std::pair<QString, QString>>& more = {}) {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("XDG_CONFIG_HOME", home + "/config");
         environment.insert("XDG_RUNTIME_DIR", home);
+        for (const auto& [name, value] : more) environment.insert(name, value);
         setProcessEnvironment(environment);
         setProcessChannelMode(QProcess::MergedChannels);
         start(QStringLiteral(QUILLON_BINARY), {});

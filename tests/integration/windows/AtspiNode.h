@@ -32,6 +32,11 @@ public:
         atspi_accessible_clear_cache(accessible_.get());
         return take(atspi_accessible_get_name(accessible_.get(), nullptr));
     }
+    // What a screen reader says after the name: Quillon's icon buttons give their state here.
+    std::string description() const {
+        atspi_accessible_clear_cache(accessible_.get());
+        return take(atspi_accessible_get_description(accessible_.get(), nullptr));
+    }
     std::string role() const { return take(atspi_accessible_get_role_name(accessible_.get(), nullptr)); }
 
     bool has(AtspiStateType state) const {
@@ -65,6 +70,12 @@ public:
     bool setText(const std::string& contents) const {
         return atspi_editable_text_set_text_contents(ATSPI_EDITABLE_TEXT(accessible_.get()), contents.c_str(),
                                                      nullptr);
+    }
+
+    // Types `contents` at character `position`, as an input method or a braille display would.
+    bool insertText(int position, const std::string& contents) const {
+        return atspi_editable_text_insert_text(ATSPI_EDITABLE_TEXT(accessible_.get()), position,
+                                               contents.c_str(), static_cast<int>(contents.size()), nullptr);
     }
 
 private:

@@ -4,6 +4,7 @@
 #include "../../unit/live/LiveTranscriptCoordinatorFixture.h"
 
 #include <QAbstractButton>
+#include <QAccessible>
 #include <QApplication>
 #include <QLabel>
 #include <QMenu>
@@ -183,7 +184,10 @@ TEST_F(LiveTranscriptPanelTest, TheSidebarShowsTheSummaryStateAndTheWindowGrowsF
     }
     EXPECT_TRUE(sidebar.markdownView()->toPlainText().contains("point"));
 
-    QTest::mouseClick(titlebar().summaryButton(), Qt::LeftButton);
+    // Closed by a screen reader's toggle action, which changes the check state without a click.
+    QAccessible::queryAccessibleInterface(titlebar().summaryButton())
+        ->actionInterface()
+        ->doAction(QAccessibleActionInterface::toggleAction());
     settle();
     EXPECT_EQ(panel().width(), collapsed) << "closing gives back exactly the old width";
     EXPECT_FALSE(sidebar.isVisible());

@@ -10,8 +10,9 @@ protected:
         server.withAccount("chatgpt").answeringThreads().completingTurnsWith(R"({"transcript":"  Hello, Ada. "})");
     }
 
-    TranscriptCleanupService service{scheduler,
-                                     [this] { return CodexAppServerClient::make({scheduler, server.factory(), host}); }};
+    std::optional<std::string> provider;  // a local model provider
+    TranscriptCleanupService service{
+        scheduler, [this] { return CodexAppServerClient::make({scheduler, server.factory(), host, provider}); }};
 };
 
 TEST_F(TranscriptCleanupServiceTest, ACleanupIsOneChildOneThreadOneTurn) {
@@ -33,6 +34,14 @@ TEST_F(TranscriptCleanupServiceTest, FailuresReachTheCallerInTheirOwnWords) {
     EXPECT_EQ(notSignedIn.failureText(), "Connect ChatGPT from the live Summary sidebar before using AI cleanup.");
     EXPECT_TRUE(server.requests("thread/start").empty());
     EXPECT_TRUE(server.child().terminated);
+    // A local model provider needs no account.
+    provider = "http://127.0.0.1:9/v1";
+    Outcome<std::string> local;
+    service.clean("hello ada", "", local.sink());
+    scheduler.runUntilIdle();
+    ASSERT_TRUE(local.value && *local.value) << local.failureText();
+    EXPECT_EQ(**local.value, "Hello, Ada.");
+    provider.reset();
 
     server.withAccount("chatgpt").completingTurnsWith(R"({"transcript":" \n "})");
     Outcome<std::string> empty;

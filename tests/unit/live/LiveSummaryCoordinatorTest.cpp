@@ -23,7 +23,7 @@ protected:
 
     LiveSummaryCoordinator::ClientFactory factory() {
         return [this]() -> std::expected<std::shared_ptr<CodexAppServerClient>, CodexAppServerError> {
-            return CodexAppServerClient::make({scheduler, server.factory(), host});
+            return CodexAppServerClient::make({scheduler, server.factory(), host, provider});
         };
     }
 
@@ -42,6 +42,7 @@ protected:
     std::size_t turns() const { return server.requests("turn/start").size(); }
     Kind state() const { return model.summaryState().kind(); }
 
+    std::optional<std::string> provider;  // a local model provider
     LiveTranscriptModel model;
     FakeUrlOpener urls;
     LiveSummaryCoordinator coordinator{model, scheduler, factory(), urls};
@@ -55,6 +56,12 @@ TEST_F(LiveSummaryCoordinatorTest, SwitchingOnEndsInTheStateOfTheAccountOrSaysWh
     coordinator.shutdownClient();
     switchOn();
     EXPECT_EQ(state(), Kind::signedOut);
+    // A local model provider needs no account.
+    provider = "http://127.0.0.1:9/v1";
+    coordinator.shutdownClient();
+    switchOn();
+    EXPECT_EQ(state(), Kind::ready);
+    provider.reset();
 
     coordinator.shutdownClient();
     host.executables.clear();
