@@ -19,18 +19,6 @@ protected:
     SettingsManager settings_{store_, loginItem_, log_.logger(LogCategory::settings)};
 };
 
-TEST_F(SettingsManagerTest, FreshUserReadsTheDefaultsWithoutWritingOne) {
-    // The hotkey works at once: a modifier-only chord, with nothing stored.
-    EXPECT_EQ(settings_.effectiveHotkeyTrigger(), (HotkeyTrigger{0, modifier::control | modifier::super}));
-    EXPECT_EQ(std::tuple(settings_.doubleTapThreshold(), settings_.maxRecordingDuration(), settings_.inputDeviceUID()),
-              std::tuple(0.3, 300.0, "System Default"));
-    EXPECT_EQ(std::tuple(settings_.appendSpaceAfterInsertion(), settings_.appendNewlineAfterInsertion(),
-                         settings_.soundFeedbackEnabled(), settings_.isLearnModeActive()),
-              std::tuple(true, false, true, false));
-    EXPECT_EQ(settings_.transcriptionGlossary() + settings_.transcriptionCorrections(), "");
-    EXPECT_EQ(store_.writes(), 0);
-}
-
 TEST_F(SettingsManagerTest, StoredValuesAreReadAtUseAndForeignOnesReadAsTheDefault) {
     for (std::string raw : {"", "capslock", "CapsLock", "fn", "capsLock "}) {
         store_.seed("hotkeyMode", raw);
