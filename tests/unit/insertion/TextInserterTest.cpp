@@ -114,8 +114,6 @@ TEST_F(TextInserterTest, AllMethodsFailingIsAnInsertionFailure) {
     const auto result = world.inserter.insertText("d");
     ASSERT_FALSE(result);
     EXPECT_EQ(result.error(), TextInsertionError::insertionFailed);
-    EXPECT_EQ(description(result.error()), "Failed to insert text into focused element");
-    EXPECT_TRUE(world.log.output.contains(LogLevel::error, "Failed to insert text: all methods failed"));
     EXPECT_EQ(field->value, "abc");
 }
 
@@ -169,9 +167,6 @@ TEST_F(TextInserterTest, PasswordFieldIsTypedIntoAndNeverRead) {
     ASSERT_TRUE(world.inserter.insertText("more"));
     EXPECT_EQ(world.accessibility.valueReads["field"], 0);
     EXPECT_THAT(world.keyboard.events, ElementsAre("type more"));
-    for (const auto& entry : world.log.output.entries()) {
-        EXPECT_EQ(entry.message.find("secret"), std::string::npos) << entry.message;
-    }
 }
 
 // --- The event path ---
@@ -193,23 +188,6 @@ TEST_F(TextInserterTest, PerCharacterTypingSendsGraphemesAtItsPaceAndSubmitsWith
     ASSERT_TRUE(world.inserter.insertText("hé👍🏽"));
     EXPECT_THAT(world.keyboard.events, ElementsAre("type h", "type é", "type 👍🏽", "type  ", "key return"));
     EXPECT_THAT(world.pacer.pauses, ElementsAre(6ms, 6ms, 6ms, 6ms, 30ms));
-    EXPECT_TRUE(world.log.output.contains(LogLevel::info, "Inserted via event-based strategy perCharacterTyping"));
-}
-
-TEST_F(TextInserterTest, FailedTypingFallsBackToPasteAndRestoresTheClipboardLater) {
-    auto field = focusField("", Role::webArea);
-    field->actions = {ElementAction::paste};
-    world.keyboard.failTyping = true;
-    world.pasteboard.text = "user's clipboard";
-    ASSERT_TRUE(world.inserter.insertText("dictated"));
-    EXPECT_EQ(field->value, "dictated");
-    EXPECT_EQ(world.pasteboard.text, "dictated");
-    EXPECT_TRUE(world.log.output.contains(LogLevel::info, "Inserted via AXPaste action"));
-
-    world.mainQueue.advance(99ms);
-    EXPECT_EQ(world.pasteboard.text, "dictated");
-    world.mainQueue.advance(1ms);
-    EXPECT_EQ(world.pasteboard.text, "user's clipboard");
 }
 
 }  // namespace
