@@ -61,30 +61,6 @@ INSTANTIATE_TEST_SUITE_P(
         return name;
     });
 
-TEST(LevelMeter, ShortBlockGivesFiveEqualLevelsFromItsLoudness) {
-    MeterWorld world;
-    // A constant of 0.1 is -20 dB: the overall level is 40 / 60, and each band 0.35 of that.
-    const std::vector<std::int16_t> block(1023, 3277);
-    world.meter.startSmoothingTimer();
-    world.meter.updateAudioLevels(block, 48000.0f);
-    world.main.advance(LevelMeter::smoothingInterval);
-    for (float level : world.meter.audioLevels().levels) EXPECT_NEAR(level, 0.233339f, 1e-4f);
-    EXPECT_NEAR(world.meter.audioLevels().peak, 0.233339f, 1e-4f);
-    EXPECT_TRUE(world.fft.lastInput.empty());
-}
-
-TEST(LevelMeter, SpectrumTakesTheNewestSamplesThroughAHannWindow) {
-    MeterWorld world;
-    std::vector<float> block(1500, 5.0f);
-    std::fill(block.end() - 1024, block.end(), 1.0f);
-    world.meter.updateAudioLevels(block, 16000.0f);
-    ASSERT_EQ(world.fft.lastInput.size(), 1024u);
-    EXPECT_FLOAT_EQ(world.fft.lastInput[0], 0.0f);
-    EXPECT_NEAR(world.fft.lastInput[256], 0.5f, 1e-6f);
-    EXPECT_FLOAT_EQ(world.fft.lastInput[512], 1.0f);
-    EXPECT_NEAR(world.fft.lastInput[768], 0.5f, 1e-6f);
-}
-
 TEST(LevelMeter, SmallBlocksAreGatheredIntoWholeWindows) {
     MeterWorld world;
     std::vector<std::int16_t> block(480);

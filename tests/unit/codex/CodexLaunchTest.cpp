@@ -57,8 +57,6 @@ TEST_F(CodexLaunchTest, TheChildsPathStartsWithTheExecutablesFolderOnce) {
 }
 
 TEST_F(CodexLaunchTest, TheChildRunsInAPrivateHomeThatSharesOnlyTheUsersCredentials) {
-    EXPECT_EQ(CodexExecutableLocator::restrictedAppServerArguments(),
-              (std::vector<std::string>{"app-server", "-c", "features.web_search=false", "-c", "web_search=\"disabled\""}));
     const fs::path home = root / "home";
     const fs::path privateHome = home / ".local/share/Quillon/CodexHome";
     EXPECT_EQ(CodexExecutableLocator(host).processEnvironment("/x/codex").at("CODEX_HOME"), privateHome.string());
