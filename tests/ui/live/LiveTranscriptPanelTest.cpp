@@ -167,10 +167,8 @@ TEST_F(LiveTranscriptPanelTest, TheSidebarShowsTheSummaryStateAndTheWindowGrowsF
         QString shows;  // empty: the Markdown itself
     };
     const Case cases[] = {
-        {LiveSummaryState::checking(), "", "Checking Codex…"},
         {LiveSummaryState::signedOut(), "",
          "Connect your ChatGPT account to create a running summary with Codex."},
-        {LiveSummaryState::ready(), "", "The running summary will appear here."},
         {LiveSummaryState::failed("Codex is rate limited."), "# Old", "Codex is rate limited."},
         {LiveSummaryState::updating(), "# Talk\n\n- point", ""},
     };
