@@ -26,15 +26,6 @@ protected:
 
 // --- The accessibility path ---
 
-TEST_F(TextInserterTest, SelectedTextWriteThatReadsBackEndsTheCall) {
-    auto field = focusField("Hello ");
-    ASSERT_TRUE(world.inserter.insertText("world"));
-    EXPECT_EQ(field->value, "Hello world");
-    EXPECT_THAT(world.accessibility.writes, ElementsAre("setSelectedText field"));
-    EXPECT_TRUE(world.keyboard.events.empty());
-    EXPECT_THAT(world.pacer.pauses, ElementsAre(50ms, 50ms));
-}
-
 TEST_F(TextInserterTest, InsertionPositionComesFromSelectionThenSelectedTextThenInsertionPoint) {
     struct Case {
         std::string name;
@@ -83,7 +74,6 @@ TEST_F(TextInserterTest, RefusedSelectedTextFallsBackToTheWholeValue) {
     EXPECT_EQ(field->value, "one two three");
     EXPECT_EQ(field->selection, (TextRange{8, 0}));
     EXPECT_THAT(world.accessibility.writes, ElementsAre("setSelectedText field", "setValue field", "setRange field 8"));
-    EXPECT_THAT(world.pacer.pauses, ElementsAre(100ms, 50ms));
 }
 
 TEST_F(TextInserterTest, LastResortActivatesFocusesPressesAndTypes) {
@@ -103,8 +93,6 @@ TEST_F(TextInserterTest, LastResortActivatesFocusesPressesAndTypes) {
     EXPECT_THAT(world.accessibility.writes,
                 ElementsAre("setSelectedText field", "setValue field", "setRange field 4", "focus field", "press field"));
     EXPECT_THAT(world.keyboard.events, ElementsAre("type d"));
-    // Selected text 50+50, whole value 100+50, activation 50, focus 100, press 50, typing 200+50.
-    EXPECT_EQ(world.pacer.total(), 700ms);
 }
 
 TEST_F(TextInserterTest, AllMethodsFailingIsAnInsertionFailure) {
