@@ -28,14 +28,8 @@ protected:
     FakeHostEnvironment host;
 };
 
-TEST_F(CodexLaunchTest, CandidatesComeInOrderAndTheFirstExecutableWins) {
+TEST_F(CodexLaunchTest, TheFirstExecutableInSearchOrderWins) {
     host.vars["PATH"] = ":/a::/b:";
-    host.vars["NPM_CONFIG_PREFIX"] = "/npm";
-    const std::string home = host.vars["HOME"];
-    const std::vector<std::string> expected{home + "/.local/bin/codex", "/usr/local/bin/codex", "/usr/bin/codex",
-                                            "/npm/bin/codex", "/a/codex", "/b/codex"};
-    EXPECT_EQ(CodexExecutableLocator(host).candidates(), expected);
-
     CodexExecutableLocator locator(host);
     EXPECT_FALSE(locator.isExecutableAvailable());
     host.executables = {"/a/codex", "/usr/local/bin/codex"};
