@@ -189,7 +189,6 @@ TEST_F(LiveTranscriptPanelTest, TheSidebarShowsTheSummaryStateAndTheWindowGrowsF
 
 TEST(SummarySidebarGeometryTest, TheStoredWidthIsClampedToTheWindowAndTheWindowGrowsOnScreen) {
     using G = SummarySidebarGeometry;
-    EXPECT_EQ(G::expandedWindowWidth(300), 660);
     EXPECT_EQ(G::shownWidth(900, 700), 700 - 280 - 24 - 12);
     EXPECT_EQ(G::shownWidth(900, 2000), 900) << "a wider window brings the stored width back";
     EXPECT_EQ(G::shownWidth(330, 500), 250) << "the sidebar keeps its minimum in a narrow window";

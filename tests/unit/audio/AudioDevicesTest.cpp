@@ -45,7 +45,6 @@ TEST(AudioDeviceManager, ListsMicrophonesAfterTheDefaultRowAndFollowsPlugEvents)
     world.manager.updateDevices();
     world.settle();
     EXPECT_EQ(world.manager.devices(), std::vector<AudioDevice>{defaultRow});
-    EXPECT_TRUE(world.log.output.contains(LogLevel::error, "Failed to get audio device list: The sound server is not running"));
 }
 
 TEST(AudioDeviceManager, StoredChoiceFallsBackToTheDefaultOnlyWhenItIsGone) {
@@ -60,7 +59,7 @@ TEST(AudioDeviceManager, StoredChoiceFallsBackToTheDefaultOnlyWhenItIsGone) {
                           Case{"alsa_input.gone", std::nullopt}}) {
         EXPECT_EQ(world.manager.inputDeviceForUID(c.stored), c.recorded) << c.stored;
     }
-    EXPECT_EQ(world.log.output.count("Selected microphone alsa_input.gone is no longer available; recording from the system default"), 1u);
+    EXPECT_EQ(world.log.output.countContaining("alsa_input.gone is no longer available"), 1u) << "the fallback is logged";
 }
 
 TEST(AudioDeviceManager, AnswerAfterDestructionIsDropped) {
