@@ -22,8 +22,8 @@ protected:
 
     testing::FakeTemporaryFiles files_;
     testing::FakeWallClock clock_;
-    const Uuid run_ = *Uuid::parse("6F9619FF-8B86-4011-B42D-00CF4FC964FF");
-    const std::string prefix_ = "[2026-11-22T04:39:41Z] [6F9619FF-8B86-4011-B42D-00CF4FC964FF] ";
+    const Uuid run_ = Uuid::random();
+    const std::string prefix_ = "[2026-11-22T04:39:41Z] [" + run_.toString() + "] ";
 };
 
 TEST_F(TranscriptionDiagnosticsTest, RecordsOfEveryRunAndLaunchAppendToOneFile) {
