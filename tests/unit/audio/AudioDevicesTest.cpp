@@ -59,7 +59,8 @@ TEST(AudioDeviceManager, StoredChoiceFallsBackToTheDefaultOnlyWhenItIsGone) {
                           Case{"alsa_input.gone", std::nullopt}}) {
         EXPECT_EQ(world.manager.inputDeviceForUID(c.stored), c.recorded) << c.stored;
     }
-    EXPECT_EQ(world.log.output.countContaining("alsa_input.gone is no longer available"), 1u) << "the fallback is logged";
+    EXPECT_EQ(world.log.output.countContaining("alsa_input.gone is no longer available"), 1u)
+        << "the fallback is logged";
 }
 
 TEST(AudioDeviceManager, AnswerAfterDestructionIsDropped) {
