@@ -17,7 +17,6 @@ public:
         bool needsExtraction = false;
         std::optional<TranscriptionError> prepareError, openError;
         std::optional<std::size_t> failReadAtBlock;
-        std::optional<double> durationSeconds;
     };
     std::map<std::filesystem::path, File> files;
     std::vector<std::filesystem::path> opened;
@@ -45,7 +44,7 @@ public:
 private:
     struct Reader final : AudioFileReader {
         Reader(File f, std::vector<AudioFormat>& sink) : file(std::move(f)), formats(sink) {}
-        std::optional<double> durationSeconds() const override { return file.durationSeconds; }
+        std::optional<double> durationSeconds() const override { return std::nullopt; }
         std::expected<void, TranscriptionError> setOutputFormat(AudioFormat format) override {
             formats.push_back(format);
             return {};

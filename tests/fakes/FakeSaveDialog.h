@@ -23,7 +23,6 @@ public:
         answer_ = nullptr;
         answer(std::move(destination));
     }
-    bool isShowing() const { return static_cast<bool>(answer_); }
 
     std::vector<quillon::SaveDialogRequest> requests;
 

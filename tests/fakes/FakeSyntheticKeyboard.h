@@ -19,12 +19,11 @@ public:
     }
     bool pressKey(quillon::SyntheticKey key) override {
         events.push_back(key == quillon::SyntheticKey::returnKey ? "key return" : "key right");
-        return !failKeys;
+        return true;
     }
 
     std::vector<std::string> events;
     bool failTyping = false;
-    bool failKeys = false;
     std::function<void(const std::string&)> onType;
 };
 

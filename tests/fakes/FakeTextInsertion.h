@@ -23,8 +23,7 @@ struct FakeTextElement final : quillon::AccessibilityElement {
 
 // The desktop as far as text insertion sees it: which field has the focus (tests move it), what
 // was inserted where ("field: text"), and insertion failures on demand. Each call runs as a task
-// on `worker` and its completion is posted to `main`, as with the real worker; `onWork` sees
-// each task run.
+// on `worker` and its completion is posted to `main`, as with the real worker.
 class FakeTextInsertion final : public quillon::TextInsertion {
 public:
     FakeTextInsertion(quillon::Scheduler& main, quillon::Scheduler& worker) : main_(main), worker_(worker) {}
@@ -55,7 +54,6 @@ public:
     std::optional<quillon::TextInsertionError> insertFailure;  // when set, every insertion fails
     std::vector<std::string> insertions;
     CallJournal* journal = nullptr;
-    std::function<void()> onWork;
 
 private:
     // The same element of the same process, read as the real inserter reads it.
@@ -68,7 +66,6 @@ private:
     template <typename Work, typename Done>
     void run(Work work, Done done) {
         worker_.post([this, work = std::move(work), done = std::move(done)]() mutable {
-            if (onWork) onWork();
             main_.post([result = work(), done = std::move(done)]() mutable { done(std::move(result)); });
         });
     }

@@ -96,16 +96,6 @@ std::size_t ManualScheduler::advance(Duration by) {
     return count;
 }
 
-bool ManualScheduler::runNext() {
-    auto due = nextDueTime();
-    if (!due) return false;
-    auto node = takeDue(*due);
-    if (!node) return false;
-    run(std::move(node));
-    runUntilIdle();
-    return true;
-}
-
 std::size_t ManualScheduler::pendingCount() const {
     std::lock_guard lock(mutex_);
     std::size_t count = 0;

@@ -37,9 +37,6 @@ public:
     // Moves the clock forward by `by`, running each task when its time comes.
     std::size_t advance(Duration by);
 
-    // Moves the clock to the next pending timer and runs what is due then; false if nothing waits.
-    bool runNext();
-
     std::size_t pendingCount() const;
     std::optional<TimePoint> nextDueTime() const;
 

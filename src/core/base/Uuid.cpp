@@ -15,15 +15,6 @@ std::mt19937_64& generator() {
     return engine;
 }
 
-int hexValue(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-
-constexpr bool isDashPosition(std::size_t index) { return index == 8 || index == 13 || index == 18 || index == 23; }
-
 }  // namespace
 
 Uuid Uuid::random() {
@@ -38,25 +29,6 @@ Uuid Uuid::random() {
     return uuid;
 }
 
-std::optional<Uuid> Uuid::parse(std::string_view text) {
-    if (text.size() != 36) return std::nullopt;
-    Uuid uuid;
-    std::size_t byte = 0;
-    for (std::size_t i = 0; i < text.size();) {
-        if (isDashPosition(i)) {
-            if (text[i] != '-') return std::nullopt;
-            ++i;
-            continue;
-        }
-        int high = hexValue(text[i]);
-        int low = hexValue(text[i + 1]);
-        if (high < 0 || low < 0) return std::nullopt;
-        uuid.bytes_[byte++] = static_cast<std::uint8_t>(high * 16 + low);
-        i += 2;
-    }
-    return uuid;
-}
-
 std::string Uuid::toString() const {
     static constexpr char digits[] = "0123456789ABCDEF";
     std::string text;
@@ -68,8 +40,6 @@ std::string Uuid::toString() const {
     }
     return text;
 }
-
-bool Uuid::isNil() const { return *this == Uuid{}; }
 
 }  // namespace quillon
 

@@ -4,9 +4,7 @@
 #include <compare>
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
-#include <string_view>
 
 namespace quillon {
 
@@ -16,10 +14,8 @@ public:
     Uuid() = default;  // the nil UUID
 
     static Uuid random();
-    static std::optional<Uuid> parse(std::string_view text);
 
     std::string toString() const;
-    bool isNil() const;
     const std::array<std::uint8_t, 16>& bytes() const { return bytes_; }
 
     auto operator<=>(const Uuid&) const = default;

@@ -113,11 +113,6 @@ const Case cases[] = {
          EXPECT_EQ(ordered->format().style(), QTextListFormat::ListDecimal);
          EXPECT_EQ(ordered->count(), 2);
      }},
-    {"OrderedListFromAnotherNumber", "3. three\n4. four",
-     [](const Rendered& r) {
-         r.block("3. three");
-         r.block("4. four");
-     }},
     {"TaskList", "- [ ] open task\n- [x] done task\n- plain item",
      [](const Rendered& r) {
          EXPECT_EQ(r.block("open task").blockFormat().marker(), QTextBlockFormat::MarkerType::Unchecked);
@@ -149,15 +144,6 @@ const Case cases[] = {
          EXPECT_EQ(r.blocks[0].text(), QStringLiteral("int x = 1;") + QChar::LineSeparator + "  return x;");
          EXPECT_TRUE(r.formatOf("return").fontFixedPitch());
          EXPECT_TRUE(r.blocks[0].blockFormat().nonBreakableLines());
-     }},
-    {"BlockQuoteAndRule", "> quoted words\n\n---\n\nafter",
-     [](const Rendered& r) {
-         EXPECT_EQ(r.block("quoted words").blockFormat().intProperty(QTextFormat::BlockQuoteLevel), 1);
-         EXPECT_EQ(r.block("after").blockFormat().intProperty(QTextFormat::BlockQuoteLevel), 0);
-         bool rule = false;
-         for (const auto& block : r.blocks)
-             rule = rule || block.blockFormat().hasProperty(QTextFormat::BlockTrailingHorizontalRulerWidth);
-         EXPECT_TRUE(rule);
      }},
     {"LinksAndAutolinks", "see [the notes](https://example.com/notes \"Notes\") or www.example.org today",
      [](const Rendered& r) {

@@ -126,7 +126,6 @@ TEST_F(PopoverQtTest, RowsFollowTheStateAndEachOpeningLooksAtThePermissionsAgain
     };
     const std::vector<Case> cases{
         {AppState::recording(), false, "Recording", "Live Transcript", false},
-        {AppState::transcribing(), false, "Transcribing", "Live Transcript", false},
         {AppState::liveTranscribing(), true, "Live", "Stop Live Transcript", true},
         // A live transcript finishing its last words is not dictation.
         {AppState::transcribing(), true, "Transcribing", "Stop Live Transcript", true},

@@ -45,7 +45,6 @@ TEST(AudioDeviceManager, ListsMicrophonesAfterTheDefaultRowAndFollowsPlugEvents)
     world.manager.updateDevices();
     world.settle();
     EXPECT_EQ(world.manager.devices(), std::vector<AudioDevice>{defaultRow});
-    EXPECT_TRUE(world.log.output.contains(LogLevel::error, "Failed to get audio device list: The sound server is not running"));
 }
 
 TEST(AudioDeviceManager, StoredChoiceFallsBackToTheDefaultOnlyWhenItIsGone) {
@@ -60,7 +59,8 @@ TEST(AudioDeviceManager, StoredChoiceFallsBackToTheDefaultOnlyWhenItIsGone) {
                           Case{"alsa_input.gone", std::nullopt}}) {
         EXPECT_EQ(world.manager.inputDeviceForUID(c.stored), c.recorded) << c.stored;
     }
-    EXPECT_EQ(world.log.output.count("Selected microphone alsa_input.gone is no longer available; recording from the system default"), 1u);
+    EXPECT_EQ(world.log.output.countContaining("alsa_input.gone is no longer available"), 1u)
+        << "the fallback is logged";
 }
 
 TEST(AudioDeviceManager, AnswerAfterDestructionIsDropped) {
@@ -73,62 +73,33 @@ TEST(AudioDeviceManager, AnswerAfterDestructionIsDropped) {
     main.runUntilIdle();
 }
 
-struct PermissionCase {
-    const char* name;
-    RecordPermission state;
-    std::optional<bool> platformAnswer;  // asked only while undetermined
-    bool granted;
-    const char* logLine;
-};
-
-class MicrophonePermissionRequest : public ::testing::TestWithParam<PermissionCase> {};
-
-TEST_P(MicrophonePermissionRequest, PublishesTheAnswerAndCompletes) {
-    const auto& c = GetParam();
-    ManualScheduler main;
-    testing::TestLog log{main};
-    FakeMicrophoneAccess access;
-    access.permission = c.state;
-    MicrophonePermission permission(access, main, log.logger(LogCategory::app));
-    std::optional<bool> completed;
-    permission.requestMicrophoneAccess([&](bool granted) { completed = granted; });
-    EXPECT_EQ(access.requests.size(), c.platformAnswer ? 1u : 0u);
-    if (c.platformAnswer) {
-        access.answer(*c.platformAnswer);
-        EXPECT_FALSE(completed) << "the answer hops to the main thread";
-        main.runUntilIdle();
+TEST(MicrophonePermission, TheDesktopIsAskedOnlyWhileUndecidedAndAnswersOnTheMainThread) {
+    struct Case {
+        RecordPermission state;
+        std::optional<bool> platformAnswer;
+        bool granted;
+    };
+    for (const auto& c : {Case{RecordPermission::undetermined, true, true},
+                          Case{RecordPermission::undetermined, false, false},
+                          Case{RecordPermission::granted, std::nullopt, true},
+                          Case{RecordPermission::denied, std::nullopt, false}}) {
+        SCOPED_TRACE(static_cast<int>(c.state));
+        ManualScheduler main;
+        testing::TestLog log{main};
+        FakeMicrophoneAccess access;
+        access.permission = c.state;
+        MicrophonePermission permission(access, main, log.logger(LogCategory::app));
+        std::optional<bool> completed;
+        permission.requestMicrophoneAccess([&](bool granted) { completed = granted; });
+        EXPECT_EQ(access.requests.size(), c.platformAnswer ? 1u : 0u);
+        if (c.platformAnswer) {
+            access.answer(*c.platformAnswer);
+            EXPECT_FALSE(completed) << "the answer hops to the main thread";
+            main.runUntilIdle();
+        }
+        EXPECT_EQ(completed, c.granted);
+        EXPECT_EQ(permission.microphonePermissionGranted(), c.granted);
     }
-    EXPECT_EQ(completed, c.granted);
-    EXPECT_EQ(permission.microphonePermissionGranted(), c.granted);
-    EXPECT_TRUE(log.output.contains(LogLevel::info, c.logLine));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    States, MicrophonePermissionRequest,
-    ::testing::Values(
-        PermissionCase{"askedAndGranted", RecordPermission::undetermined, true, true,
-                       "Microphone permission request completed: granted=true"},
-        PermissionCase{"askedAndRefused", RecordPermission::undetermined, false, false,
-                       "Microphone permission request completed: granted=false"},
-        PermissionCase{"alreadyGranted", RecordPermission::granted, std::nullopt, true, "Microphone permission already granted"},
-        PermissionCase{"denied", RecordPermission::denied, std::nullopt, false, "Microphone permission denied"}),
-    [](const ::testing::TestParamInfo<PermissionCase>& param) { return std::string(param.param.name); });
-
-TEST(MicrophonePermission, CheckAndSettingsReportFailuresInTheLog) {
-    ManualScheduler main;
-    testing::TestLog log{main};
-    FakeMicrophoneAccess access;
-    access.permission = RecordPermission::denied;
-    MicrophonePermission permission(access, main, log.logger(LogCategory::app));
-    EXPECT_TRUE(log.output.contains(LogLevel::error, "Microphone permission denied"));
-    access.permission = RecordPermission::granted;
-    permission.checkMicrophonePermission();
-    EXPECT_TRUE(permission.microphonePermissionGranted());
-
-    access.openFailure = "Could not open settings://sound with xdg-open: No such file or directory";
-    permission.openMicrophoneSettings();
-    EXPECT_TRUE(log.output.contains(
-        LogLevel::error, "Failed to open microphone settings: Could not open settings://sound with xdg-open: No such file or directory"));
 }
 
 }  // namespace

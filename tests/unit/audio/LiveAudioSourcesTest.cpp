@@ -16,30 +16,14 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(LiveAudioConfigurationTest, DisplayNameAndStoredPreferences) {
-    struct Case {
-        LiveAudioConfiguration configuration;
-        const char* displayName;
-    };
-    const Case cases[] = {
-        {{LiveAudioMode::microphone, "org.videolan.VLC", "VLC"}, "Microphone"},
-        {{LiveAudioMode::systemAudio, "org.videolan.VLC", "VLC"}, "VLC"},
-        {{LiveAudioMode::systemAudio, std::nullopt, "System Audio"}, "All System Audio"},
-        {{LiveAudioMode::microphoneAndSystemAudio, "org.videolan.VLC", "VLC"}, "Microphone + VLC"},
-        {{LiveAudioMode::microphoneAndSystemAudio, std::nullopt, "VLC"}, "Microphone + All System Audio"},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(c.configuration.displayName(), c.displayName);
-        testing::FakeKeyValueStore store;
-        LiveAudioPreferences::setConfiguration(store, c.configuration);
-        EXPECT_EQ(LiveAudioPreferences::configuration(store), c.configuration) << c.displayName;
-    }
-
+TEST(LiveAudioConfigurationTest, AStoredModeOfAnotherVersionReadsAsTheMicrophone) {
     testing::FakeKeyValueStore store;
     store.seed("liveTranscript.audioMode", std::string("speakers"));
-    const auto read = LiveAudioPreferences::configuration(store);
-    EXPECT_EQ(read, (LiveAudioConfiguration{LiveAudioMode::microphone, std::nullopt, "System Audio"}));
+    EXPECT_EQ(LiveAudioPreferences::configuration(store),
+              (LiveAudioConfiguration{LiveAudioMode::microphone, std::nullopt, "System Audio"}));
     EXPECT_EQ(store.writes(), 0);
+    const LiveAudioConfiguration everything{LiveAudioMode::microphoneAndSystemAudio, std::nullopt, "VLC"};
+    EXPECT_EQ(everything.displayName(), "Microphone + All System Audio");
 }
 
 SystemAudioProcess stream(int pid, std::string application, std::string name, bool playing) {
@@ -105,7 +89,6 @@ TEST(LiveAudioFileRecorderTest, WritesInBatchesOfAtLeastATenthOfASecondAndFlushe
         {9598, {}, {4799}},
         {9601, {4800}, {4800}},  // the odd byte is dropped
         {0, {}, {}},             // finish right after start: a file with no audio
-        {30000, {15000}, {15000}},
     };
     for (const auto& c : cases) {
         RecorderWorld world;

@@ -201,27 +201,6 @@ TEST_F(RecordingCoordinatorTest, RecorderErrorEndsOnlyTheCurrentDeliveryAndKeeps
     EXPECT_EQ(coordinator->insertionDeliveries().size(), 0u);
 }
 
-TEST_F(RecordingCoordinatorTest, WithoutTheTrayUninsertableTextStillReachesTheClipboard) {
-    struct SilentStatus : DictationStatus {
-        void updateState(AppState) override {}
-        void addTranscription(const std::string&) override {}
-    } silent;
-    coordinator = std::make_unique<RecordingCoordinator>(
-        RecordingCoordinator::Collaborators{main, recorder, hotkey, insertion, sessions, files, indicator, sounds,
-                                            pasteboard, silent, settings, liveTranscript},
-        log.logger(LogCategory::app));
-    start();
-    phrase(0, "Typed anyway.");
-    insertion.insertFailure = TextInsertionError::insertionFailed;
-    phrase(0, "Kept.");
-    stop();
-    finish(0, "Typed anyway. Kept.");
-    EXPECT_EQ(insertion.insertions, (Calls{"editor: Typed anyway."}));
-    EXPECT_EQ(pasteboard.text, "Kept.");
-    EXPECT_EQ(coordinator->insertionDeliveries().size(), 0u);
-    coordinator.reset();
-}
-
 TEST_F(RecordingCoordinatorTest, EventsForAGoneCoordinatorAreDropped) {
     start();
     auto session = sessions.at(0);

@@ -205,10 +205,6 @@ TEST_F(HotkeyManagerTest, StartsAndStopsTheSourceWithTheKeysItMatches) {
     hotkey_.start();
     main_.runUntilIdle();
     EXPECT_EQ(source_.swallowed, (SwallowedKeys{.capsLockKey = false, .keyCode = 0, .modifiers = ctrl | super}));
-    EXPECT_TRUE(log_.output.contains(LogLevel::info,
-                                     "Hotkey manager started with hotkey: mode=standard, keyCode=0, "
-                                     "modifiers=1310720 (0x140000)"));
-    EXPECT_EQ(log_.output.count("Hotkey manager already started, skipping"), 1u);
     EXPECT_EQ(source_.starts, 1);
 
     // A changed hotkey takes effect without a restart; an unchanged one is not taken again.
@@ -223,7 +219,6 @@ TEST_F(HotkeyManagerTest, StartsAndStopsTheSourceWithTheKeysItMatches) {
     hotkey_.stop();
     main_.runUntilIdle();
     EXPECT_FALSE(source_.swallowed);
-    EXPECT_EQ(log_.output.count("Hotkey manager stopped"), 1u);
     EXPECT_EQ(source_.deliver(Type::keyDown, f18, 0), KeyEventDisposition::pass) << "stopped: nothing is seen";
     hotkey_.start();
     EXPECT_EQ(source_.starts, 3);
@@ -235,9 +230,6 @@ TEST_F(HotkeyManagerTest, AKeyThatCannotBeTakenIsLoggedAndToldAndLeavesTheHotkey
     hotkey_.start();
     source_.fail("Control+Super is held by another program.");
     main_.runUntilIdle();
-    EXPECT_TRUE(log_.output.contains(LogLevel::error,
-                                     "Failed to create event tap. Accessibility permission may be required. "
-                                     "(Control+Super is held by another program.)"));
     EXPECT_EQ(told, "The hotkey cannot be used: Control+Super is held by another program.");
     EXPECT_FALSE(hotkey_.isStarted());
     EXPECT_FALSE(source_.swallowed);

@@ -38,12 +38,6 @@ struct InsertionWorld {
         typingTarget = field;
     }
 
-    int valueReads() const {
-        int total = 0;
-        for (const auto& [id, count] : accessibility.valueReads) total += count;
-        return total;
-    }
-
     ManualScheduler mainQueue;
     TestLog log{mainQueue};
     FakeKeyValueStore store;

@@ -26,15 +26,6 @@ protected:
 
 // --- The accessibility path ---
 
-TEST_F(TextInserterTest, SelectedTextWriteThatReadsBackEndsTheCall) {
-    auto field = focusField("Hello ");
-    ASSERT_TRUE(world.inserter.insertText("world"));
-    EXPECT_EQ(field->value, "Hello world");
-    EXPECT_THAT(world.accessibility.writes, ElementsAre("setSelectedText field"));
-    EXPECT_TRUE(world.keyboard.events.empty());
-    EXPECT_THAT(world.pacer.pauses, ElementsAre(50ms, 50ms));
-}
-
 TEST_F(TextInserterTest, InsertionPositionComesFromSelectionThenSelectedTextThenInsertionPoint) {
     struct Case {
         std::string name;
@@ -83,7 +74,6 @@ TEST_F(TextInserterTest, RefusedSelectedTextFallsBackToTheWholeValue) {
     EXPECT_EQ(field->value, "one two three");
     EXPECT_EQ(field->selection, (TextRange{8, 0}));
     EXPECT_THAT(world.accessibility.writes, ElementsAre("setSelectedText field", "setValue field", "setRange field 8"));
-    EXPECT_THAT(world.pacer.pauses, ElementsAre(100ms, 50ms));
 }
 
 TEST_F(TextInserterTest, LastResortActivatesFocusesPressesAndTypes) {
@@ -103,8 +93,6 @@ TEST_F(TextInserterTest, LastResortActivatesFocusesPressesAndTypes) {
     EXPECT_THAT(world.accessibility.writes,
                 ElementsAre("setSelectedText field", "setValue field", "setRange field 4", "focus field", "press field"));
     EXPECT_THAT(world.keyboard.events, ElementsAre("type d"));
-    // Selected text 50+50, whole value 100+50, activation 50, focus 100, press 50, typing 200+50.
-    EXPECT_EQ(world.pacer.total(), 700ms);
 }
 
 TEST_F(TextInserterTest, AllMethodsFailingIsAnInsertionFailure) {
@@ -114,8 +102,6 @@ TEST_F(TextInserterTest, AllMethodsFailingIsAnInsertionFailure) {
     const auto result = world.inserter.insertText("d");
     ASSERT_FALSE(result);
     EXPECT_EQ(result.error(), TextInsertionError::insertionFailed);
-    EXPECT_EQ(description(result.error()), "Failed to insert text into focused element");
-    EXPECT_TRUE(world.log.output.contains(LogLevel::error, "Failed to insert text: all methods failed"));
     EXPECT_EQ(field->value, "abc");
 }
 
@@ -169,9 +155,6 @@ TEST_F(TextInserterTest, PasswordFieldIsTypedIntoAndNeverRead) {
     ASSERT_TRUE(world.inserter.insertText("more"));
     EXPECT_EQ(world.accessibility.valueReads["field"], 0);
     EXPECT_THAT(world.keyboard.events, ElementsAre("type more"));
-    for (const auto& entry : world.log.output.entries()) {
-        EXPECT_EQ(entry.message.find("secret"), std::string::npos) << entry.message;
-    }
 }
 
 // --- The event path ---
@@ -193,23 +176,6 @@ TEST_F(TextInserterTest, PerCharacterTypingSendsGraphemesAtItsPaceAndSubmitsWith
     ASSERT_TRUE(world.inserter.insertText("hé👍🏽"));
     EXPECT_THAT(world.keyboard.events, ElementsAre("type h", "type é", "type 👍🏽", "type  ", "key return"));
     EXPECT_THAT(world.pacer.pauses, ElementsAre(6ms, 6ms, 6ms, 6ms, 30ms));
-    EXPECT_TRUE(world.log.output.contains(LogLevel::info, "Inserted via event-based strategy perCharacterTyping"));
-}
-
-TEST_F(TextInserterTest, FailedTypingFallsBackToPasteAndRestoresTheClipboardLater) {
-    auto field = focusField("", Role::webArea);
-    field->actions = {ElementAction::paste};
-    world.keyboard.failTyping = true;
-    world.pasteboard.text = "user's clipboard";
-    ASSERT_TRUE(world.inserter.insertText("dictated"));
-    EXPECT_EQ(field->value, "dictated");
-    EXPECT_EQ(world.pasteboard.text, "dictated");
-    EXPECT_TRUE(world.log.output.contains(LogLevel::info, "Inserted via AXPaste action"));
-
-    world.mainQueue.advance(99ms);
-    EXPECT_EQ(world.pasteboard.text, "dictated");
-    world.mainQueue.advance(1ms);
-    EXPECT_EQ(world.pasteboard.text, "user's clipboard");
 }
 
 }  // namespace

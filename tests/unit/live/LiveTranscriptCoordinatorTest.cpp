@@ -279,18 +279,5 @@ TEST_F(LiveTranscriptCoordinatorTest, TheWindowIsMadeOnceAndClosingItEndsTheRunB
     EXPECT_EQ(model().committedText(), "Words.");
 }
 
-TEST_F(LiveTranscriptCoordinatorTest, TogglingTheSummaryTellsTheWindowAndShutsTheServiceDown) {
-    std::vector<bool> told;
-    coordinator().model().onSummaryVisibilityChanged = [&](bool visible) { told.push_back(visible); };
-    coordinator().toggleSummary();
-    main.runUntilIdle();
-    EXPECT_TRUE(model().isSummaryVisible());
-    EXPECT_EQ(model().summaryState().kind(), LiveSummaryState::Kind::unavailable) << "no Codex CLI here";
-    coordinator().toggleSummary();
-    EXPECT_FALSE(model().isSummaryVisible());
-    EXPECT_EQ(model().summaryState(), LiveSummaryState::idle());
-    EXPECT_EQ(told, (std::vector<bool>{true, false}));
-}
-
 }  // namespace
 }  // namespace quillon::testing

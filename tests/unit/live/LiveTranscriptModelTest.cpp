@@ -9,46 +9,36 @@ namespace {
 
 using testing::FakePasteboard;
 
-struct TextCase {
-    const char* name;
-    std::string committed, provisional, summary;
-    std::string fullText;
-    std::optional<std::string> copied;         // absent: the clipboard keeps what it had
-    std::optional<std::string> summaryCopied;  // likewise
-};
-
-class LiveTranscriptModelTextTest : public ::testing::TestWithParam<TextCase> {};
-
-TEST_P(LiveTranscriptModelTextTest, FullTextAndTheTwoCopies) {
-    const auto& c = GetParam();
-    LiveTranscriptModel model;
-    model.setCommittedText(c.committed);
-    model.setProvisionalText(c.provisional);
-    model.setSummaryMarkdown(c.summary);
-    EXPECT_EQ(model.fullText(), c.fullText);
-
-    FakePasteboard pasteboard;
-    pasteboard.text = "before";
-    model.copyToClipboard(pasteboard);
-    EXPECT_EQ(pasteboard.text, c.copied.value_or("before"));
-
-    pasteboard.text = "before";
-    model.copySummaryToClipboard(pasteboard);
-    EXPECT_EQ(pasteboard.text, c.summaryCopied.value_or("before"));
+// The transcript joins its two parts with one blank; its copy is trimmed and a blank one leaves the
+// clipboard alone, while the summary is copied as its Markdown source.
+TEST(LiveTranscriptModel, FullTextAndTheTwoCopies) {
+    struct Case {
+        std::string committed, provisional, summary;
+        std::string fullText;
+        std::optional<std::string> copied, summaryCopied;  // absent: the clipboard keeps what it had
+    };
+    const Case cases[] = {
+        {"", "and then", "", "and then", "and then", std::nullopt},
+        {" Hello. ", "so", "", " Hello.  so", "Hello.  so", std::nullopt},
+        {" \n", "\t", "", " \n \t", std::nullopt, std::nullopt},
+        {"", "", "## Points\n\n- one\n", "", std::nullopt, "## Points\n\n- one\n"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.fullText);
+        LiveTranscriptModel model;
+        model.setCommittedText(c.committed);
+        model.setProvisionalText(c.provisional);
+        model.setSummaryMarkdown(c.summary);
+        EXPECT_EQ(model.fullText(), c.fullText);
+        FakePasteboard pasteboard;
+        pasteboard.text = "before";
+        model.copyToClipboard(pasteboard);
+        EXPECT_EQ(pasteboard.text, c.copied.value_or("before"));
+        pasteboard.text = "before";
+        model.copySummaryToClipboard(pasteboard);
+        EXPECT_EQ(pasteboard.text, c.summaryCopied.value_or("before"));
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, LiveTranscriptModelTextTest,
-    ::testing::Values(
-        TextCase{"empty", "", "", "", "", std::nullopt, std::nullopt},
-        TextCase{"onlyProvisionalHasNoLeadingBlank", "", "and then", "", "and then", "and then", std::nullopt},
-        TextCase{"bothJoinedByOneBlank", "Hello.", "how are", "", "Hello. how are", "Hello. how are", std::nullopt},
-        TextCase{"aTrailingBlankIsKeptInFullTextAndTrimmedInTheCopy", " Hello. ", "so", "", " Hello.  so",
-                 "Hello.  so", std::nullopt},
-        TextCase{"whiteSpaceOnlyLeavesTheClipboardAlone", " \n", "\t", "", " \n \t", std::nullopt, std::nullopt},
-        TextCase{"summaryIsCopiedAsMarkdownSourceUntrimmed", "", "", "## Points\n\n- one\n", "", std::nullopt,
-                 "## Points\n\n- one\n"}),
-    [](const ::testing::TestParamInfo<TextCase>& param) { return std::string(param.param.name); });
 
 TEST(LiveTranscriptModel, ClearEmptiesTheTranscriptAndSummaryButKeepsContextVisibilityAndAudio) {
     LiveTranscriptModel model;

@@ -19,18 +19,6 @@ protected:
     SettingsManager settings_{store_, loginItem_, log_.logger(LogCategory::settings)};
 };
 
-TEST_F(SettingsManagerTest, FreshUserReadsTheDefaultsWithoutWritingOne) {
-    // The hotkey works at once: a modifier-only chord, with nothing stored.
-    EXPECT_EQ(settings_.effectiveHotkeyTrigger(), (HotkeyTrigger{0, modifier::control | modifier::super}));
-    EXPECT_EQ(std::tuple(settings_.doubleTapThreshold(), settings_.maxRecordingDuration(), settings_.inputDeviceUID()),
-              std::tuple(0.3, 300.0, "System Default"));
-    EXPECT_EQ(std::tuple(settings_.appendSpaceAfterInsertion(), settings_.appendNewlineAfterInsertion(),
-                         settings_.soundFeedbackEnabled(), settings_.isLearnModeActive()),
-              std::tuple(true, false, true, false));
-    EXPECT_EQ(settings_.transcriptionGlossary() + settings_.transcriptionCorrections(), "");
-    EXPECT_EQ(store_.writes(), 0);
-}
-
 TEST_F(SettingsManagerTest, StoredValuesAreReadAtUseAndForeignOnesReadAsTheDefault) {
     for (std::string raw : {"", "capslock", "CapsLock", "fn", "capsLock "}) {
         store_.seed("hotkeyMode", raw);
@@ -45,39 +33,6 @@ TEST_F(SettingsManagerTest, StoredValuesAreReadAtUseAndForeignOnesReadAsTheDefau
     EXPECT_DOUBLE_EQ(settings_.maxRecordingDuration(), 60.0);
     EXPECT_DOUBLE_EQ(settings_.doubleTapThreshold(), 0.3);
     EXPECT_FALSE(settings_.appendSpaceAfterInsertion());
-}
-
-TEST_F(SettingsManagerTest, CapsLockModeOverridesTheTriggerButKeepsTheStoredKeys) {
-    int changes = 0;
-    settings_.onChange = [&] { ++changes; };
-    settings_.setHotkeyKeyCode(30);
-    settings_.setHotkeyModifiers(modifier::alt | modifier::shift);
-    settings_.setHotkeyModeRawValue("capsLock");
-    EXPECT_EQ(settings_.effectiveHotkeyTrigger(), (HotkeyTrigger{SettingsManager::capsLockSurrogateKeyCode, 0}));
-    settings_.setHotkeyModeRawValue("standard");
-    EXPECT_EQ(settings_.effectiveHotkeyTrigger(), (HotkeyTrigger{30, modifier::alt | modifier::shift}));
-    EXPECT_EQ(changes, 4);
-}
-
-TEST_F(SettingsManagerTest, OpenAtLoginFollowsTheSystemAndFallsBackToItOnFailure) {
-    loginItem_.enabled = true;
-    SettingsManager settings(store_, loginItem_, log_.logger(LogCategory::settings));
-    EXPECT_TRUE(settings.openAtLogin()) << "read from the system at start";
-    settings.setOpenAtLogin(false);
-    EXPECT_FALSE(settings.openAtLogin() || loginItem_.enabled);
-
-    loginItem_.failure = "autostart directory is read-only";
-    int changes = 0;
-    settings.onChange = [&] { ++changes; };
-    settings.setOpenAtLogin(true);
-    EXPECT_FALSE(settings.openAtLogin()) << "the toggle falls back to the truth";
-    EXPECT_EQ(changes, 1);
-    EXPECT_EQ(log_.output.messages(LogLevel::error).size(), 1u);
-    // The system changed behind our back and the next attempt fails: the truth wins again.
-    loginItem_.enabled = true;
-    settings.setOpenAtLogin(false);
-    EXPECT_TRUE(settings.openAtLogin());
-    EXPECT_EQ(store_.writes(), 0) << "the login item is not a stored preference";
 }
 
 }  // namespace

@@ -46,7 +46,7 @@ TEST(GlossaryCorrectionTest, EditorRowsKeepHalfRulesButTheSettingGetsOnlyWholeOn
     for (std::string_view nothing : {"", "just words"}) {
         auto blank = GlossaryCorrectionEntry::parse(nothing);
         ASSERT_EQ(blank.size(), 1u) << "one blank row to type in";
-        EXPECT_TRUE(blank[0].source.empty() && blank[0].replacement.empty() && !blank[0].id.isNil());
+        EXPECT_TRUE(blank[0].source.empty() && blank[0].replacement.empty() && blank[0].id != Uuid{});
         EXPECT_EQ(GlossaryCorrectionEntry::serialize(blank), "");
     }
     const std::vector<GlossaryCorrectionEntry> edited{

@@ -24,10 +24,9 @@ using testing::volatileResult;
 
 class TranscriptionServiceTest : public ::testing::Test {
 protected:
-    std::expected<std::string, TranscriptionError> transcribe(const std::filesystem::path& file,
-                                                             TranscriptionService::Progress progress = nullptr) {
+    std::expected<std::string, TranscriptionError> transcribe(const std::filesystem::path& file) {
         std::optional<std::expected<std::string, TranscriptionError>> result;
-        service_.transcribe(file, std::move(progress), [&](auto r) { result = std::move(r); });
+        service_.transcribe(file, nullptr, [&](auto r) { result = std::move(r); });
         jobs_.runAll();
         EXPECT_TRUE(result) << "the completion must come";
         return result.value_or(std::unexpected(TranscriptionError::unavailable()));
@@ -82,27 +81,6 @@ TEST_F(TranscriptionServiceTest, JoinsFinalResultsCorrectsTheWholeTextAndQuotesT
     }
 }
 
-TEST_F(TranscriptionServiceTest, ExtractedAudioIsCleanedUpAndProgressFollowsTheAudioRead) {
-    auto& movie = media.files["/long.mov"];
-    movie.blocks = {std::vector<std::int16_t>(8000), std::vector<std::int16_t>(8000), std::vector<std::int16_t>(16000)};
-    movie.needsExtraction = true;
-    movie.durationSeconds = 2.0;
-    media.files["/stream.wav"].blocks = {{1}};
-    std::vector<double> fractions;
-    const auto progress = [&](double f, double seconds) {
-        fractions.push_back(f);
-        EXPECT_EQ(seconds, 2.0);
-    };
-    ASSERT_TRUE(transcribe("/long.mov", progress).has_value());
-    EXPECT_THAT(fractions, ElementsAre(0.25, 0.5, 1.0));
-    EXPECT_THAT(media.opened, ElementsAre("/long.mov.m4a"));
-    EXPECT_EQ(media.cleanups, 1);
-
-    fractions.clear();
-    ASSERT_TRUE(transcribe("/stream.wav", progress).has_value());
-    EXPECT_TRUE(fractions.empty()) << "no duration, no progress";
-}
-
 TEST_F(TranscriptionServiceTest, EachFileIsAJobOfItsOwn) {
     media.files["/a.wav"].blocks = {{1}};
     media.files["/b.wav"].blocks = {{2}};
@@ -155,8 +133,6 @@ INSTANTIATE_TEST_SUITE_P(
                         f.prepareError = TranscriptionError::unreadableFile("No such file or directory");
                     },
                     TranscriptionError::unreadableFile("No such file or directory"), 0, true},
-        FileFailure{"noAudioTrack", [](SessionHarness&, File& f) { f.prepareError = TranscriptionError::noAudioTrack(); },
-                    TranscriptionError::noAudioTrack(), 0, true},
         FileFailure{"unopenable", [](SessionHarness&, File& f) { f.openError = TranscriptionError::audioLoadFailed(); },
                     TranscriptionError::audioLoadFailed(), 1, true},
         FileFailure{"readFails", [](SessionHarness&, File& f) { f.failReadAtBlock = 1; },
