@@ -6,6 +6,7 @@
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <cctype>
@@ -15,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -92,6 +94,8 @@ protected:
         ASSERT_NE(display_, nullptr);
         // The desktop's accessibility switched on, as a user of dictation has it.
         accessibility_.enableAccessibility();
+        startSoundServer();
+        if (HasFatalFailure()) return;
 
         field_ = std::make_unique<TestApplication>(QUILLON_GTK_FIXTURE, std::vector<std::string>{});
         ASSERT_EQ(field_->readLine(60s), "ready");
@@ -101,11 +105,11 @@ protected:
         std::filesystem::create_directories(home_.path() / "config" / "Quillon");
         std::ofstream(home_.path() / "config" / "Quillon" / "Quillon.conf")
             << "[General]\ndoubleTapThreshold=1.5\n";
-        quillon_ = std::make_unique<TestApplication>(
-            "/usr/bin/env",
-            std::vector<std::string>{"XDG_CONFIG_HOME=" + (home_.path() / "config").string(),
-                                     "XDG_RUNTIME_DIR=" + home_.path().string(), QUILLON_BINARY},
-            true);
+        std::vector<std::string> command{"XDG_CONFIG_HOME=" + (home_.path() / "config").string(),
+                                         "XDG_RUNTIME_DIR=" + home_.path().string()};
+        for (const auto& [name, value] : soundServer_) command.push_back(name + "=" + value);
+        command.push_back(QUILLON_BINARY);
+        quillon_ = std::make_unique<TestApplication>("/usr/bin/env", command, true);
         // The model is read and a decoder made in the background after launch: a user may press
         // the hotkey meanwhile, but a test that does competes for the two cores with it.
         ASSERT_TRUE(waitForLog("Speech recognition is ready", 60s));
@@ -124,6 +128,9 @@ protected:
             XCloseDisplay(display_);
         }
     }
+
+    // Quillon and the test's speech use the session's sound server unless a test starts its own.
+    virtual void startSoundServer() {}
 
     // Gives the fixture's window the focus and `widget` within it, and waits until the desktop's
     // accessibility bus reports that widget focused.
@@ -170,8 +177,8 @@ protected:
     }
 
     // Plays `wav` into the virtual microphone, to its end.
-    static void speak(const std::filesystem::path& wav) {
-        EXPECT_EQ(runProcess({"paplay", "--device=microphone", wav.string()}).exitCode, 0);
+    void speak(const std::filesystem::path& wav) {
+        EXPECT_EQ(runProcess({"paplay", "--device=microphone", wav.string()}, soundServer_).exitCode, 0);
     }
 
     // The field's text, read over the accessibility bus.
@@ -209,8 +216,9 @@ protected:
     Display* display_ = nullptr;
     std::unique_ptr<TestApplication> field_;
     std::unique_ptr<TestApplication> quillon_;
-    std::vector<std::string> lines_;  // since the last line waited for
-    std::vector<std::string> seen_;   // all of it, shown when a test fails
+    std::map<std::string, std::string> soundServer_;  // PULSE_SERVER when the test has its own
+    std::vector<std::string> lines_;                  // since the last line waited for
+    std::vector<std::string> seen_;                   // all of it, shown when a test fails
 };
 
 TEST_F(DictationProgram, HoldingOrTappingTheChordDictatesIntoTheFocusedFieldAndKeepsNoAudio) {
@@ -261,6 +269,76 @@ TEST_F(DictationProgram, WordsThatFindNoFieldAreLeftOnTheClipboard) {
         << clipboard << "\"";
     EXPECT_EQ(fieldText(), "");
     EXPECT_TRUE(poll([&] { return recordingsLeft().empty(); }));
+}
+
+// A sound server of the test's own, made like the session's (a microphone sink fed silence all
+// along, whose monitor is the default source), so that killing it leaves the session's server to
+// the tests after this one.
+class DictationProgramOnItsOwnSoundServer : public DictationProgram {
+protected:
+    void startSoundServer() override {
+        const auto folder = home_.path() / "sound-server";
+        std::filesystem::create_directories(folder);
+        std::ofstream(folder / "default.pa")
+            << "load-module module-native-protocol-unix socket=" << (folder / "native").string()
+            << " auth-anonymous=1\n"
+               "load-module module-null-sink sink_name=speakers\n"
+               "load-module module-null-sink sink_name=microphone\n"
+               "load-module module-remap-source source_name=mic master=microphone.monitor\n"
+               "set-default-sink speakers\nset-default-source mic\n";
+        soundServer_["PULSE_SERVER"] = "unix:" + (folder / "native").string();
+        server_ = std::make_unique<TestApplication>(
+            "/usr/bin/env",
+            std::vector<std::string>{"XDG_RUNTIME_DIR=" + folder.string(),
+                                     // no session bus: the session's own server holds the name there
+                                     "DBUS_SESSION_BUS_ADDRESS=unix:path=" + (folder / "no-bus").string(),
+                                     "pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1",
+                                     "--use-pid-file=no", "-F", (folder / "default.pa").string()},
+            true);
+        ASSERT_TRUE(poll([&] { return runProcess({"pactl", "info"}, soundServer_).exitCode == 0; }));
+        microphoneFeed_ = std::make_unique<TestApplication>(
+            "/usr/bin/env",
+            std::vector<std::string>{"PULSE_SERVER=" + soundServer_["PULSE_SERVER"], "/bin/sh", "-c",
+                                     "exec pacat --playback --device=microphone --raw --format=s16le "
+                                     "--rate=48000 --channels=1 --latency-msec=20 </dev/zero"},
+            true);
+    }
+
+    void TearDown() override {
+        DictationProgram::TearDown();
+        microphoneFeed_.reset();
+        server_.reset();
+    }
+
+    std::unique_ptr<TestApplication> server_;
+    std::unique_ptr<TestApplication> microphoneFeed_;
+};
+
+TEST_F(DictationProgramOnItsOwnSoundServer, ASoundServerThatDiesMidDictationEndsItInErrorAndKeepsTheWords) {
+    chord(true);
+    chord(false);
+    ASSERT_TRUE(waitForLog("Recording started ("));
+    speak(testing::media("call.wav"));
+    std::string recognised;
+    ASSERT_TRUE(poll(
+        [&] {
+            recognised = fieldText();
+            return words(recognised).size() >= 3;
+        },
+        60s))
+        << "heard \"" << recognised << "\"";
+
+    server_->signal(SIGKILL);
+    ASSERT_TRUE(server_->waitForExit(10s));
+    // The tray's error state, with the product's words for it.
+    EXPECT_TRUE(waitForLog("Recording error: The connection to the sound server was lost."));
+    EXPECT_TRUE(fieldText().starts_with(recognised)) << "field \"" << fieldText() << "\"";
+    EXPECT_TRUE(poll([&] { return recordingsLeft().empty(); }));
+
+    // Still listening: the next press says at once that there is no sound server.
+    chord(true);
+    chord(false);
+    EXPECT_TRUE(waitForLog("Failed to start recording: "));
 }
 
 }  // namespace
