@@ -8,7 +8,8 @@
 //     with each block, so this is within a queue hop of the capture);
 //   - the end of an utterance to its text in the field, beyond the endpointer's silence window:
 //     the last speech sample played is paplay's end less the file's trailing silence, the text's
-//     arrival is the field's last change, read from the application itself while the speech plays;
+//     arrival is the field's last change, read from the application itself every 20 ms while the
+//     speech plays (read more often, the application was too busy to answer Quillon in time);
 //   - resident memory while idle, with the speech model loaded at launch and without it
 //     (QUILLON_SPEECH_AT_LAUNCH=0), and the first dictation's delays either way (a short answer,
 //     so that a model still loading when the speech ends would show).
@@ -256,7 +257,7 @@ public:
                 changed = Clock::now();
             }
             if (played != 0 && changed && Clock::now() - *changed > 3s) break;
-            std::this_thread::sleep_for(2ms);
+            std::this_thread::sleep_for(20ms);
         }
         player.join();
         const auto lastSpeech = Clock::time_point(Clock::duration(played.load())) - trailing_.at(speech);
