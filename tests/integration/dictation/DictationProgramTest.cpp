@@ -102,6 +102,9 @@ protected:
         field_ = std::make_unique<TestApplication>(QUILLON_GTK_FIXTURE, std::vector<std::string>{});
         ASSERT_EQ(field_->readLine(60s), "ready");
 
+        // A runtime folder others may read is refused by Qt, which then takes a shared one: the
+        // one-Quillon lock there would meet the Quillon of another test session.
+        std::filesystem::permissions(home_.path(), std::filesystem::perms::owner_all);
         // A tap is a press shorter than this; long enough that a loaded machine's late key event
         // cannot turn the test's tap into a hold.
         std::filesystem::create_directories(home_.path() / "config" / "Quillon");
