@@ -1,7 +1,7 @@
 #include "core/dictation/RecordingCoordinator.h"
 
 #include <system_error>
-
+#include <utility>
 
 namespace quillon {
 
@@ -25,7 +25,8 @@ std::string flagText(bool value) {
 RecordingCoordinator::RecordingCoordinator(Collaborators collaborators, Logger logger)
     : collaborators_(collaborators),
       logger_(logger),
-      deliveries_(collaborators.main, collaborators.textInsertion, collaborators.pasteboard, collaborators.status, logger) {
+      deliveries_(collaborators.main, collaborators.textInsertion, collaborators.pasteboard,
+                  collaborators.status, logger) {
     // Start and stop are posted so that they run after the key event has been handled and
     // swallowed; the mode change is applied within it.
     collaborators_.hotkey.onStartRecording = weakOwner_.weakly(
@@ -55,8 +56,8 @@ void RecordingCoordinator::startRecording() {
     // Insertion's worker finds it; a second press meanwhile changes nothing.
     if (isStarting_) return;
     isStarting_ = true;
-    collaborators_.textInsertion.captureFocusedTextTarget(weakOwner_.weakly(
-        [this](TextInsertion::TargetResult target) { beginRecording(std::move(target)); }));
+    collaborators_.textInsertion.captureFocusedTextTarget(
+        weakOwner_.weakly([this](TextInsertion::TargetResult target) { beginRecording(std::move(target)); }));
 }
 
 void RecordingCoordinator::beginRecording(TextInsertion::TargetResult target) {
@@ -228,22 +229,37 @@ void RecordingCoordinator::transcriptionFailed(const std::string& message, const
 }
 
 void RecordingCoordinator::handleError(const std::string& description) {
-    if (transcriptionSession_) {
-        transcriptionSession_->cancel();
-        transcriptionSession_.reset();
-    }
-    if (activeInsertionSessionID_) {
-        // Text the session had finalised is still delivered, or put on the clipboard.
-        collaborators_.main.post(weakOwner_.weakly([this, sessionID = *activeInsertionSessionID_] {
-            deliveries_.finishInsertionDelivery(sessionID, std::string());
-        }));
-    }
-    activeInsertionSessionID_.reset();
+    std::shared_ptr<SpeechSession> session = std::exchange(transcriptionSession_, nullptr);
+    const std::optional<Uuid> sessionID = std::exchange(activeInsertionSessionID_, std::nullopt);
     collaborators_.recorder.setOnPCM16Data(nullptr);
     logger_.error("Recording error: " + description);
     collaborators_.status.updateState(AppState::error(description));
     collaborators_.indicator.hide();
     collaborators_.hotkey.resetToIdle();
+
+    if (!sessionID || !deliveries_.contains(*sessionID)) {
+        if (session) session->cancel();
+        return;
+    }
+    // Nothing said before the failure is lost: the session finishes on the audio it has, and its
+    // text goes, like a stopped recording's, to the field focused now or else the clipboard. The
+    // error stays in the tray meanwhile.
+    deliveries_.markRecordingComplete(*sessionID);
+    deliveries_.flushPendingInsertions();
+    auto finished = weakOwner_.weakly([this, id = *sessionID](const TranscriptResult& result) {
+        if (!result)
+            logger_.error("The interrupted recording's transcription failed: " +
+                          result.error().description());
+        deliveries_.finishInsertionDelivery(id, result.value_or(std::string()));
+    });
+    if (!session) {
+        collaborators_.main.post([finished] { finished(std::string()); });
+        return;
+    }
+    // As at a stop, the completion keeps the session alive until the main thread has the result.
+    session->finishAndWait([&main = collaborators_.main, finished, session](TranscriptResult result) mutable {
+        main.post([finished, result = std::move(result), session = std::move(session)] { finished(result); });
+    });
 }
 
 void RecordingCoordinator::insertFinalizedPhrase(const std::string& phrase,

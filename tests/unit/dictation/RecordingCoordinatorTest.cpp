@@ -191,11 +191,16 @@ TEST_F(RecordingCoordinatorTest, RecorderErrorEndsOnlyTheCurrentDeliveryAndKeeps
     journal.clear();
 
     recorder.onError("Failed to write audio data");
-    EXPECT_EQ(journal, (Calls{"session.cancel", "recorder.setOnPCM16Data(none)", "indicator.hide",
-                              "hotkey.resetToIdle"}));
+    EXPECT_EQ(journal, (Calls{"recorder.setOnPCM16Data(none)", "indicator.hide", "hotkey.resetToIdle",
+                              "session.finishAndWait"}));
+    EXPECT_EQ(state(), AppState::error("Failed to write audio data"));
+    EXPECT_EQ(insertion.insertions, (Calls{"notes: Unsaid."})) << "the waiting text goes to the field focused now";
+    // What was heard before the failure is still recognised and delivered; the error stays.
+    phrase(1, "Heard last.");
+    finish(1, "Unsaid. Heard last.");
+    EXPECT_EQ(insertion.insertions, (Calls{"notes: Unsaid.", "notes: Heard last."}));
     EXPECT_EQ(state(), AppState::error("Failed to write audio data"));
     EXPECT_TRUE(sessions.sessions[1].expired());
-    EXPECT_EQ(insertion.insertions, (Calls{"notes: Unsaid."})) << "the waiting text goes to the field focused now";
     EXPECT_EQ(coordinator->insertionDeliveries().size(), 1u);
     finish(0, "");
     EXPECT_EQ(coordinator->insertionDeliveries().size(), 0u);
