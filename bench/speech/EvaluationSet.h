@@ -22,9 +22,6 @@ struct Subset {
 // The evaluation set that make-evaluation-set writes into `directory`, in the order of `names`.
 std::vector<Subset> loadSubsets(const std::filesystem::path& directory, const std::vector<std::string>& names);
 
-// Lower-case words of a text; punctuation other than the apostrophe parts words.
-std::vector<std::string> words(const std::string& text);
-
 // Word errors (substitutions, insertions, deletions) of each hypothesis against its reference,
 // over all of them, and the number of reference words.
 struct ErrorCount {

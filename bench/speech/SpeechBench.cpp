@@ -108,7 +108,7 @@ struct Continuous {
             std::string out;
             p.cpu += std::max(0.0, run(r.file, &out) - loadCpu);
             std::string joined;
-            for (const auto& word : bench::words(out)) joined += word + " ";
+            for (const auto& word : testing::words(out)) joined += word + " ";
             p.texts.push_back(joined);
         }
         return p;

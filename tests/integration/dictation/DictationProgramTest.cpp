@@ -9,7 +9,6 @@
 #include <signal.h>
 
 #include <algorithm>
-#include <cctype>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -18,7 +17,6 @@
 #include <functional>
 #include <initializer_list>
 #include <map>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -39,33 +37,13 @@ using testing::ProcessResult;
 using testing::runProcess;
 using testing::TestApplication;
 
-std::vector<std::string> words(const std::string& text) {
-    std::vector<std::string> out;
-    std::istringstream in(text);
-    for (std::string word; in >> word;) {
-        std::string cleaned;
-        for (const unsigned char c : word)
-            if (std::isalnum(c) || c == '\'') cleaned += static_cast<char>(std::tolower(c));
-        if (!cleaned.empty()) out.push_back(cleaned);
-    }
-    return out;
-}
+using testing::words;
 
 // Word error rate of `heard` against `said`: the edit distance over words, per word said.
 double wordErrorRate(const std::string& said, const std::string& heard) {
-    const auto a = words(said), b = words(heard);
-    std::vector<std::size_t> row(b.size() + 1);
-    for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
-    for (std::size_t i = 1; i <= a.size(); ++i) {
-        std::size_t diagonal = row[0];
-        row[0] = i;
-        for (std::size_t j = 1; j <= b.size(); ++j) {
-            const std::size_t above = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] == b[j - 1] ? 0 : 1)});
-            diagonal = above;
-        }
-    }
-    return static_cast<double>(row[b.size()]) / static_cast<double>(std::max<std::size_t>(a.size(), 1));
+    const auto spoken = words(said);
+    return static_cast<double>(testing::wordEditDistance(spoken, words(heard))) /
+           static_cast<double>(std::max<std::size_t>(spoken.size(), 1));
 }
 
 // Debian's own decoder on the same file, the yardstick.

@@ -6,6 +6,8 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <cctype>
+#include <numeric>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -123,6 +125,36 @@ std::vector<std::int16_t> readWavSamples(const std::filesystem::path& wav) {
         at += size + (size & 1);
     }
     return samples;
+}
+
+std::vector<std::string> words(const std::string& text) {
+    std::vector<std::string> out;
+    std::string word;
+    for (const char c : text + ' ') {
+        const auto u = static_cast<unsigned char>(c);
+        if (std::isalnum(u) || c == '\'' || u >= 0x80) {
+            word += static_cast<char>(std::tolower(u));
+        } else if (!word.empty()) {
+            out.push_back(std::move(word));
+            word.clear();
+        }
+    }
+    return out;
+}
+
+std::size_t wordEditDistance(const std::vector<std::string>& a, const std::vector<std::string>& b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), 0);
+    for (std::size_t i = 1; i <= a.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i;
+        for (std::size_t j = 1; j <= b.size(); ++j) {
+            const std::size_t above = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] == b[j - 1] ? 0 : 1)});
+            diagonal = above;
+        }
+    }
+    return row[b.size()];
 }
 
 }  // namespace quillon::testing

@@ -52,4 +52,10 @@ std::vector<std::int16_t> readWavSamples(const std::filesystem::path& wav);
 
 std::string readFile(const std::filesystem::path& file);
 
+// Lower-case words of a text; punctuation other than the apostrophe parts words.
+std::vector<std::string> words(const std::string& text);
+
+// Word errors of `heard` against `said`: substitutions, insertions and deletions.
+std::size_t wordEditDistance(const std::vector<std::string>& said, const std::vector<std::string>& heard);
+
 }  // namespace quillon::testing
