@@ -4,7 +4,7 @@
 //     beside it during a live transcript with a last transcription to copy;
 //   quillon_snapshot panel OUTPUT.png: the live transcript window with a transcript and its summary.
 // First, before Qt defines its `emit` keyword, which the Codex fake uses as a name.
-#include "../../unit/live/LiveTranscriptCoordinatorFixture.h"
+#include "unit/live/LiveTranscriptCoordinatorFixture.h"
 
 #include <QApplication>
 #include <QImage>
