@@ -6,9 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -23,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "DesktopPrograms.h"
 #include "core/audio/LiveAudioCaptureController.h"
 #include "core/audio/LiveAudioFileRecorder.h"
 #include "core/base/ManualScheduler.h"
@@ -35,13 +33,12 @@
 #include "platform/linux/base/TemporaryFilesPosix.h"
 #include "platform/linux/media/AudioFileWriterFFmpeg.h"
 
-extern char** environ;
-
 namespace quillon {
 namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
+using testing::TestApplication;
 
 constexpr double alphaTone = 440.0;
 constexpr double bravoTone = 1300.0;
@@ -51,36 +48,10 @@ constexpr auto patience = 20s;  // the longest any event may take before the tes
 
 int run(const std::string& command) { return std::system(command.c_str()); }
 
-// A child process, killed and reaped when it goes.
-class Child {
-public:
-    explicit Child(std::vector<std::string> arguments) {
-        std::vector<char*> argv;
-        for (auto& a : arguments) argv.push_back(a.data());
-        argv.push_back(nullptr);
-        if (posix_spawnp(&pid_, argv[0], nullptr, nullptr, argv.data(), environ) != 0) pid_ = 0;
-    }
-    ~Child() { kill(); }
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-
-    void kill() {
-        if (pid_ <= 0) return;
-        ::kill(pid_, SIGKILL);
-        int status = 0;
-        waitpid(pid_, &status, 0);
-        pid_ = 0;
-    }
-    pid_t pid() const { return pid_; }
-
-private:
-    pid_t pid_ = 0;
-};
-
 // Plays a file into a sink under an application name, as a separate program would.
-std::unique_ptr<Child> play(const fs::path& file, const std::string& application, const std::string& sink = "speakers") {
-    return std::make_unique<Child>(std::vector<std::string>{"paplay", "--client-name=" + application, "--device=" + sink,
-                                                            "--latency-msec=20", file.string()});
+std::unique_ptr<TestApplication> play(const fs::path& file, const std::string& application, const std::string& sink = "speakers") {
+    return std::make_unique<TestApplication>(
+        "paplay", std::vector<std::string>{"--client-name=" + application, "--device=" + sink, "--latency-msec=20", file.string()});
 }
 
 // Everything a source delivered, with a wait for "enough".
@@ -160,12 +131,7 @@ double typicalToneAmplitude(const std::vector<std::int16_t>& samples, double fre
 // Waits for `condition`, checking it each time a short while has passed.
 template <class Condition>
 bool eventually(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
-    while (std::chrono::steady_clock::now() < deadline) {
-        if (condition()) return true;
-        std::this_thread::sleep_for(20ms);
-    }
-    return condition();
+    return testing::pollUntil(condition, patience);
 }
 
 class LiveAudioTest : public ::testing::Test {
@@ -248,8 +214,8 @@ TEST_F(LiveAudioTest, OneApplicationIsHeardAloneAlsoThroughSinkInputsItOpensLate
     EXPECT_LT(toneAmplitude(both, bravoTone), toneLevel * 0.02);
 
     // The application quits: its streams are detached, and that is no error.
-    alpha->kill();
-    later->kill();
+    alpha.reset();
+    later.reset();
     ASSERT_TRUE(eventually([&] { return tap.attachedCount() == 0; }));
     tap.stop();
     EXPECT_TRUE(heard.errors().empty());
@@ -350,32 +316,15 @@ TEST_F(LiveAudioTest, MicrophoneMixedWithOneApplicationArrivesAtThreeQuarters) {
 
 // A second, private server that the test kills in the middle of a capture.
 TEST_F(LiveAudioTest, AServerThatDiesMidCaptureIsReportedOnceAndStopStillReturns) {
-    const fs::path runtime = directory_ / "doomed";
-    fs::create_directories(runtime);
-    {
-        std::FILE* config = std::fopen((runtime / "default.pa").c_str(), "w");
-        ASSERT_NE(config, nullptr);
-        std::fprintf(config,
-                     "load-module module-native-protocol-unix socket=%s/native auth-anonymous=1\n"
-                     "load-module module-null-sink sink_name=speakers\n"
-                     "load-module module-null-sink sink_name=microphone\n"
-                     "load-module module-remap-source source_name=mic master=microphone.monitor\n"
-                     "set-default-sink speakers\nset-default-source mic\n",
-                     runtime.c_str());
-        std::fclose(config);
-    }
-    // Off the session bus, where the session's own server holds the sound server's name.
-    Child server({"env", "DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent", "pulseaudio", "-n", "--daemonize=no",
-                  "--exit-idle-time=-1", "--use-pid-file=no", "--disallow-exit", "-F", (runtime / "default.pa").string()});
-    const std::string serverAddress = "unix:" + (runtime / "native").string();
+    testing::PrivateSoundServer server(directory_ / "doomed");
+    ASSERT_TRUE(server.ready());
+    server.feedSilence("speakers");
     struct ServerAddress {
         std::string previous = std::getenv("PULSE_SERVER") ? std::getenv("PULSE_SERVER") : "";
         explicit ServerAddress(const std::string& address) { setenv("PULSE_SERVER", address.c_str(), 1); }
         ~ServerAddress() { restore(); }
         void restore() const { setenv("PULSE_SERVER", previous.c_str(), 1); }
-    } address(serverAddress);
-    ASSERT_TRUE(eventually([&] { return run("pactl info >/dev/null 2>&1") == 0; }));
-    Child feed({"pacat", "--playback", "--device=speakers", "--raw", "--rate=48000", "--channels=1", "/dev/zero"});
+    } address(server.address());
 
     SerialQueue main("com.lanternmoth.Quillon.test-main");
     SerialQueue mixerQueue("com.lanternmoth.Quillon.live-audio-mixer");
@@ -390,7 +339,7 @@ TEST_F(LiveAudioTest, AServerThatDiesMidCaptureIsReportedOnceAndStopStillReturns
     ASSERT_TRUE(started) << started.error().description();
     ASSERT_EQ(heard.next(9600).size(), 9600u);
 
-    server.kill();
+    ASSERT_TRUE(server.kill());
     ASSERT_TRUE(heard.waitForError());
     controller.stop();
     const auto errors = heard.errors();

@@ -4,21 +4,19 @@
 
 #include <X11/XKBlib.h>
 #include <X11/Xlib.h>
-#include <X11/extensions/XTest.h>
-#include <X11/keysym.h>
 
 #include <signal.h>
 
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
 #include <thread>
 
-#include "TestApplication.h"
+#include "DesktopPrograms.h"
+#include "SpeechTestFiles.h"
+#include "XTestKeys.h"
 #include "core/base/ManualScheduler.h"
 #include "core/hotkey/CapsLockRemapManager.h"
 #include "core/hotkey/HotkeyManager.h"
@@ -55,30 +53,20 @@ bool waitUntil(ManualScheduler& main, const std::function<bool()>& condition, st
 bool run(const std::string& command) { return std::system(command.c_str()) == 0; }
 
 // The test's own view of the X server: XTest key presses and the keyboard map as it is now.
-class Keyboard {
+class Keyboard : public testing::XTestKeys {
 public:
-    Keyboard() : display_(XOpenDisplay(nullptr)) {}
-    ~Keyboard() {
-        if (display_) XCloseDisplay(display_);
-    }
-    bool ready() const { return display_ != nullptr; }
-
-    void press(KeySym symbol) { send(XKeysymToKeycode(display_, symbol), true); }
-    void release(KeySym symbol) { send(XKeysymToKeycode(display_, symbol), false); }
-    void send(KeyCode code, bool down) {
-        XTestFakeKeyEvent(display_, code, down ? True : False, CurrentTime);
-        XSync(display_, False);
-    }
+    void press(KeySym symbol) { key(symbol, true); }
+    void release(KeySym symbol) { key(symbol, false); }
 
     KeySym capsLockKeySymbol() {
         int perKeycode = 0;
-        KeySym* symbols = XGetKeyboardMapping(display_, capsLockKeycode, 1, &perKeycode);
+        KeySym* symbols = XGetKeyboardMapping(display(), capsLockKeycode, 1, &perKeycode);
         const KeySym symbol = symbols ? symbols[0] : NoSymbol;
         if (symbols) XFree(symbols);
         return symbol;
     }
     bool capsLockKeyIsLock() {
-        XModifierKeymap* map = XGetModifierMapping(display_);
+        XModifierKeymap* map = XGetModifierMapping(display());
         bool found = false;
         for (int i = 0; i < map->max_keypermod; ++i) {
             found = found || map->modifiermap[LockMapIndex * map->max_keypermod + i] == capsLockKeycode;
@@ -88,19 +76,16 @@ public:
     }
     bool capsLockIsLatched() {
         XkbStateRec state;
-        XkbGetState(display_, XkbUseCoreKbd, &state);
+        XkbGetState(display(), XkbUseCoreKbd, &state);
         return (state.locked_mods & LockMask) != 0;
     }
     // Holds `keycode` with no modifiers as another program would, so that no one else can grab it.
     bool grabAsAnotherProgram(KeySym symbol) {
-        XGrabKey(display_, XKeysymToKeycode(display_, symbol), 0, DefaultRootWindow(display_), False, GrabModeAsync,
+        XGrabKey(display(), XKeysymToKeycode(display(), symbol), 0, DefaultRootWindow(display()), False, GrabModeAsync,
                  GrabModeAsync);
-        XSync(display_, False);
+        XSync(display(), False);
         return true;
     }
-
-private:
-    Display* display_;
 };
 
 class HotkeyX11Test : public ::testing::Test {
@@ -209,16 +194,25 @@ TEST_F(HotkeyX11Test, AKeyHotkeyHoldsAndTogglesWhileTextTypedMeanwhileReachesThe
     EXPECT_TRUE(log_.output.contains(LogLevel::info, "Hotkey matched! keyCode=45, modifiers=0"));
 }
 
-TEST_F(HotkeyX11Test, TheDefaultChordHoldsAndKeysStruckWhileItIsHeldAreSwallowed) {
+// Dictation types phrases while the chord is still held: the typing lifts Control and Super for
+// its keys and presses them again after, which must neither turn the letters into shortcuts nor
+// look like the user letting go. A key struck with the whole chord held is the hotkey's.
+TEST_F(HotkeyX11Test, TheDefaultChordHoldsThroughTypedPhrasesAndSwallowsKeysStruckWhileItIsHeld) {
     auto field = focusedField();
     ASSERT_TRUE(field);
     startHotkey();  // Control+Super, nothing stored
+    SyntheticKeyboardXTest typist;
 
     keyboard_.press(XK_Control_L);
     keyboard_.press(XK_Super_L);
     ASSERT_TRUE(waitForSignals("start"));
     main_.advance(400ms);
-    keyboard_.press(XK_b);  // any key struck with the whole chord held is the hotkey's
+    ASSERT_TRUE(typist.typeText("hello there"));
+    ASSERT_TRUE(typist.typeText(" again"));
+    EXPECT_TRUE(waitUntil(main_, [&] { return text(*field) == "hello there again"; })) << text(*field);
+    main_.runUntilIdle();
+    EXPECT_EQ(signals_, " start");
+    keyboard_.press(XK_b);
     keyboard_.release(XK_b);
     keyboard_.release(XK_Super_L);
     ASSERT_TRUE(waitForSignals("start stop"));
@@ -239,31 +233,7 @@ TEST_F(HotkeyX11Test, TheDefaultChordHoldsAndKeysStruckWhileItIsHeldAreSwallowed
 
     keyboard_.press(XK_c);
     keyboard_.release(XK_c);
-    EXPECT_TRUE(waitUntil(main_, [&] { return text(*field) == "c"; })) << text(*field);
-}
-
-// Dictation types phrases while the chord is still held: the typing lifts Control and Super for
-// its keys and presses them again after, which must neither turn the letters into shortcuts nor
-// look like the user letting go.
-TEST_F(HotkeyX11Test, TheChordHeldWhileAPhraseIsTypedKeepsRecordingUntilTheUserLetsGo) {
-    auto field = focusedField();
-    ASSERT_TRUE(field);
-    startHotkey();
-    SyntheticKeyboardXTest typist;
-
-    keyboard_.press(XK_Control_L);
-    keyboard_.press(XK_Super_L);
-    ASSERT_TRUE(waitForSignals("start"));
-    main_.advance(400ms);
-    ASSERT_TRUE(typist.typeText("hello there"));
-    ASSERT_TRUE(typist.typeText(" again"));
-    EXPECT_TRUE(waitUntil(main_, [&] { return text(*field) == "hello there again"; })) << text(*field);
-    main_.runUntilIdle();
-    EXPECT_EQ(signals_, " start");
-
-    keyboard_.release(XK_Super_L);
-    ASSERT_TRUE(waitForSignals("start stop"));
-    keyboard_.release(XK_Control_L);
+    EXPECT_TRUE(waitUntil(main_, [&] { return text(*field) == "hello there againc"; })) << text(*field);
 }
 
 TEST_F(HotkeyX11Test, AKeyAnotherProgramHoldsIsReportedAndAChangedHotkeyIsTakenWithoutARestart) {
@@ -332,26 +302,12 @@ TEST_F(HotkeyX11Test, CapsLockModeReportsF18KeepsTheLockOffRefusesAUsersMappingA
 }
 
 TEST_F(HotkeyX11Test, QuillonInCapsLockModeRemapsWhileItRunsAndRestoresOnQuitBySignal) {
-    const auto home = std::filesystem::temp_directory_path() / ("quillon-hotkey-" + std::to_string(::getpid()));
-    std::filesystem::create_directories(home / "config/Quillon");
-    std::filesystem::permissions(home, std::filesystem::perms::owner_all);
-    std::ofstream(home / "config/Quillon/Quillon.conf") << "[General]\nhotkeyMode=capsLock\n";
+    testing::ScratchDirectory home;
     for (int number : {SIGTERM, SIGINT}) {
         SCOPED_TRACE(sigabbrev_np(number));
-        TestApplication quillon("/usr/bin/env",
-                                {"XDG_CONFIG_HOME=" + (home / "config").string(), "XDG_RUNTIME_DIR=" + home.string(),
-                                 QUILLON_BINARY},
-                                true);
-        std::string log;
-        auto waitForLog = [&](const std::string& text) {
-            while (log.find(text) == std::string::npos) {
-                const auto line = quillon.readLine(30s);
-                if (!line) return false;
-                log += *line + "\n";
-            }
-            return true;
-        };
-        ASSERT_TRUE(waitForLog("Hotkey manager started with hotkey: mode=capsLock")) << log;
+        testing::QuillonRun quillon(QUILLON_BINARY, home.path(), "hotkeyMode=capsLock\n");
+        const auto log = [&] { return ::testing::PrintToString(quillon.log()); };
+        ASSERT_TRUE(quillon.waitForLog("Hotkey manager started with hotkey: mode=capsLock")) << log();
         EXPECT_EQ(keyboard_.capsLockKeySymbol(), XK_F18);
         EXPECT_FALSE(keyboard_.capsLockKeyIsLock());
         // Its keyboard thread may still be starting: tap until a tap is seen.
@@ -359,20 +315,16 @@ TEST_F(HotkeyX11Test, QuillonInCapsLockModeRemapsWhileItRunsAndRestoresOnQuitByS
         for (int attempt = 0; attempt < 100 && !tapped; ++attempt) {
             keyboard_.send(capsLockKeycode, true);
             keyboard_.send(capsLockKeycode, false);
-            while (const auto line = quillon.readLine(100ms)) {
-                log += *line + "\n";
-                tapped = tapped || line->find("Short press released; continuing in tap-to-toggle mode") != std::string::npos;
-            }
+            tapped = quillon.waitForLog("Short press released; continuing in tap-to-toggle mode", 100ms);
         }
-        EXPECT_TRUE(tapped) << log;
+        EXPECT_TRUE(tapped) << log();
         EXPECT_FALSE(keyboard_.capsLockIsLatched());
 
-        quillon.signal(number);
-        EXPECT_EQ(quillon.waitForExit(30s), 0);
+        quillon.process().signal(number);
+        EXPECT_EQ(quillon.process().waitForExit(30s), 0);
         EXPECT_EQ(keyboard_.capsLockKeySymbol(), XK_Caps_Lock);
         EXPECT_TRUE(keyboard_.capsLockKeyIsLock());
     }
-    std::filesystem::remove_all(home);
 }
 
 }  // namespace
