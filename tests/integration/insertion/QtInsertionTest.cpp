@@ -15,33 +15,33 @@ protected:
     }
 };
 
-TEST_F(QtInsertionTest, LineEditTakesTextAtTheCaretAndReadsBack) {
-    auto app = start({"plain=Hello world"}, "plain");
-    ASSERT_TRUE(app);
-    app->ask("caret plain 5");
-    ASSERT_TRUE(world.waitForFocusedField(app->pid()));
-    ASSERT_TRUE(world.inserter.insertText(", dear"));
-    EXPECT_EQ(contents(*app, "plain"), "Hello, dear world");
+// A line edit at its caret, a text edit in the middle of a line with the space after, and a line
+// edit with a placeholder, which is typed into.
+TEST_F(QtInsertionTest, EachTextWidgetTakesTheTextAtItsCaret) {
+    struct Case {
+        std::string contents, widget;
+        int caret;
+        std::string text;
+        bool appendSpace;
+        std::string expected;
+    };
+    for (const auto& c : std::vector<Case>{
+             {"plain=Hello world", "plain", 5, ", dear", false, "Hello, dear world"},
+             {"notes=one\\ntwo three", "notes", 8, "Straße 日本語", true, "one\\ntwo Straße 日本語 three"},
+             {"", "hint", 0, "é ß 😀", false, "é ß 😀"},
+         }) {
+        SCOPED_TRACE(c.widget);
+        auto app = start(c.contents.empty() ? std::vector<std::string>{} : std::vector{c.contents}, c.widget);
+        ASSERT_TRUE(app);
+        app->ask("caret " + c.widget + " " + std::to_string(c.caret));
+        ASSERT_TRUE(world.waitForFocusedField(app->pid()));
+        world.settings.setAppendSpaceAfterInsertion(c.appendSpace);
+        ASSERT_TRUE(world.inserter.insertText(c.text));
+        EXPECT_TRUE(testing::waitUntil([&] { return contents(*app, c.widget) == c.expected; }))
+            << contents(*app, c.widget);
+    }
     EXPECT_TRUE(world.log.output.contains(LogLevel::info, "Insertion target app=quillon_qt_text_fixture bundle= "
                                                           "role=textField eventPath=false placeholder=<none>"));
-}
-
-TEST_F(QtInsertionTest, TextEditTakesNonLatinTextInTheMiddleOfALine) {
-    auto app = start({"notes=one\\ntwo three"}, "notes");
-    ASSERT_TRUE(app);
-    app->ask("caret notes 8");
-    ASSERT_TRUE(world.waitForFocusedField(app->pid()));
-    world.settings.setAppendSpaceAfterInsertion(true);
-    ASSERT_TRUE(world.inserter.insertText("Straße 日本語"));
-    EXPECT_EQ(contents(*app, "notes"), "one\\ntwo Straße 日本語 three");
-}
-
-TEST_F(QtInsertionTest, PlaceholderLineEditGetsTheTextEitherWay) {
-    auto app = start({}, "hint");
-    ASSERT_TRUE(app);
-    ASSERT_TRUE(world.waitForFocusedField(app->pid()));
-    ASSERT_TRUE(world.inserter.insertText("é ß 😀"));
-    EXPECT_TRUE(testing::waitUntil([&] { return contents(*app, "hint") == "é ß 😀"; })) << contents(*app, "hint");
 }
 
 }  // namespace

@@ -7,16 +7,10 @@
 #include "DesktopWorld.h"
 #include "platform/linux/apps/DesktopEntryIndex.h"
 
-// Xlib's macros (Status, Bool, None) clash with Qt and GoogleTest: it comes last.
-#include <X11/Xlib.h>
-#include <X11/extensions/XTest.h>
-#include <X11/keysym.h>
-
 namespace quillon {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::DesktopWorld;
 
 class DesktopEntryIndexTest : public ::testing::Test {
 protected:
@@ -74,33 +68,6 @@ TEST_F(DesktopEntryIndexTest, RunningProcessIsNamedByTheDesktopFileThatLaunchedI
     EXPECT_EQ(found->flatpakId, "");
     EXPECT_FALSE(applications.applicationWithProcessIdentifier(0));
     EXPECT_FALSE(applications.applicationWithProcessIdentifier(999999999));
-}
-
-TEST(SyntheticKeyboardTest, ModifiersTheUserHoldsDoNotTurnTextIntoShortcuts) {
-    if (const auto missing = testing::missingDesktop(); !missing.empty()) GTEST_SKIP() << missing;
-    DesktopWorld world;
-    auto app = world.launch(DesktopWorld::fixture("quillon_gtk_text_fixture"), {"plain=abc"});
-    ASSERT_TRUE(app);
-    app->ask("focus plain");
-    app->ask("caret plain 3");
-    ASSERT_TRUE(world.waitForFocusedField(app->pid()));
-
-    // The user still holds Control (part of the dictation hotkey) while a phrase is typed.
-    Display* display = XOpenDisplay(nullptr);
-    ASSERT_TRUE(display);
-    const KeyCode control = XKeysymToKeycode(display, XK_Control_L);
-    XTestFakeKeyEvent(display, control, True, CurrentTime);
-    XSync(display, False);
-    EXPECT_TRUE(world.keyboard.typeText("def"));
-    char keys[32];
-    XQueryKeymap(display, keys);
-    const bool stillHeld = keys[control / 8] & (1 << (control % 8));
-    XTestFakeKeyEvent(display, control, False, CurrentTime);
-    XSync(display, False);
-    XCloseDisplay(display);
-
-    EXPECT_TRUE(stillHeld) << "the modifier is pressed again after typing";
-    EXPECT_TRUE(testing::waitUntil([&] { return app->ask("dump plain") == "plain=abcdef"; }));
 }
 
 }  // namespace

@@ -47,12 +47,6 @@ protected:
     BackgroundJobsThreads jobs_;  // declared last: its jobs end before the service goes
 };
 
-TEST_F(FileTranscriptionTest, ADebianRecordingIsTranscribed) {
-    auto text = transcribe("/usr/share/pocketsphinx/test/data/librivox/sense_and_sensibility_01_austen_64kb-0890.wav");
-    ASSERT_TRUE(text.has_value()) << text.error().description();
-    EXPECT_THAT(*text, HasSubstr("rather cold hearted and rather selfish"));
-}
-
 // Every kind of file a user may drop: what the content says it is, and what comes of it. A missing
 // file, a folder and a video without sound are the command line's cases (TranscribeCommandTest).
 TEST_F(FileTranscriptionTest, FilesAreTypedByContentAndGiveTheirTextOrTheSystemsErrorLeavingNothingBehind) {
