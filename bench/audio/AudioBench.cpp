@@ -8,10 +8,7 @@
 //
 //   tests/integration/desktop-session build/default/bench/audio/bench_audio
 // Without a sound server only the mixer's figures are printed.
-#include <signal.h>
-#include <spawn.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <atomic>
@@ -19,21 +16,21 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <mutex>
 #include <new>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "SpeechTestFiles.h"
+#include "TestApplication.h"
+#include "common/Figures.h"
 #include "core/audio/PCM16LiveMixer.h"
 #include "core/base/ManualScheduler.h"
 #include "platform/linux/apps/DesktopEntryIndex.h"
 #include "platform/linux/audio/PulseConnection.h"
 #include "platform/linux/audio/SystemAudioTapPulse.h"
 #include "platform/linux/base/SerialQueue.h"
-
-extern char** environ;
 
 namespace {
 std::atomic<long> allocations{0};
@@ -53,12 +50,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-double processCpuSeconds() {
-    timespec t{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
-    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) / 1e9;
-}
-
 void mixerFigures() {
     constexpr int seconds = 600;
     ManualScheduler queue;
@@ -73,13 +64,13 @@ void mixerFigures() {
         queue.advance(20ms);
     }
     const long allocationsBefore = allocations.load();
-    const double cpuBefore = processCpuSeconds();
+    const double cpuBefore = bench::processCpuSeconds();
     for (int i = 0; i < seconds * 50; ++i) {
         mixer.appendMicrophone(block);
         mixer.appendSystemAudio(block);
         queue.advance(20ms);
     }
-    const double cpu = processCpuSeconds() - cpuBefore;
+    const double cpu = bench::processCpuSeconds() - cpuBefore;
     const double perTick = static_cast<double>(allocations.load() - allocationsBefore) / (seconds * 50.0);
 
     std::printf("mixer: %.4f %% of one core per second of mixed audio (%d s mixed, %ld blocks)\n",
@@ -112,35 +103,15 @@ void mixerFigures() {
                 realTicks);
 }
 
-pid_t spawn(std::vector<std::string> arguments) {
-    std::vector<char*> argv;
-    for (auto& a : arguments) argv.push_back(a.data());
-    argv.push_back(nullptr);
-    // A group of its own, so the whole pipeline goes with it.
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
-    posix_spawnattr_setpgroup(&attributes, 0);
-    pid_t pid = 0;
-    const int failed = posix_spawnp(&pid, argv[0], nullptr, &attributes, argv.data(), environ);
-    posix_spawnattr_destroy(&attributes);
-    return failed ? 0 : pid;
-}
-
-void reap(pid_t pid) {
-    if (pid <= 0) return;
-    kill(-pid, SIGKILL);
-    int status = 0;
-    waitpid(pid, &status, 0);
-}
-
 void oneApplicationFigures(DesktopEntryIndex& index, int inputs) {
-    std::vector<pid_t> players;
+    testing::ScratchDirectory tones;
+    std::vector<std::unique_ptr<testing::TestApplication>> players;
     for (int i = 0; i < inputs; ++i) {
-        players.push_back(spawn({"sh", "-c",
-                                 "sox -n -r 48000 -c 1 -t s16 - synth 60 sine " + std::to_string(300 + 200 * i) +
-                                     " vol 0.2 | pacat --client-name='Bench Player' --rate=48000 --channels=1 "
-                                     "--latency-msec=20"}));
+        const auto tone = tones / (std::to_string(i) + ".wav");
+        testing::runProcess({"sox", "-n", "-r", "48000", "-c", "1", tone, "synth", "60", "sine",
+                             std::to_string(300 + 200 * i), "vol", "0.2"});
+        players.push_back(std::make_unique<testing::TestApplication>(
+            "paplay", std::vector<std::string>{"--client-name=Bench Player", "--latency-msec=20", tone}));
     }
     SystemAudioTapPulse tap(index);
     std::atomic<long> samples{0};
@@ -155,11 +126,11 @@ void oneApplicationFigures(DesktopEntryIndex& index, int inputs) {
     }
     if (started) {
         std::this_thread::sleep_for(1s);
-        const double cpuBefore = processCpuSeconds();
+        const double cpuBefore = bench::processCpuSeconds();
         const long samplesBefore = samples.load();
         const auto wallBefore = Clock::now();
         std::this_thread::sleep_for(10s);
-        const double cpu = processCpuSeconds() - cpuBefore;
+        const double cpu = bench::processCpuSeconds() - cpuBefore;
         const double wall = std::chrono::duration<double>(Clock::now() - wallBefore).count();
         std::printf("one application, %d sink inputs: %.3f %% of one core (%.1f s of audio in %.1f s)\n", inputs,
                     100.0 * cpu / wall, static_cast<double>(samples.load() - samplesBefore) / 48000.0, wall);
@@ -167,7 +138,6 @@ void oneApplicationFigures(DesktopEntryIndex& index, int inputs) {
         std::printf("one application, %d sink inputs: could not attach them all\n", inputs);
     }
     tap.stop();
-    for (pid_t p : players) reap(p);
 }
 
 // Plays a 5 ms burst every half second on a low-latency stream of its own and notes when each
@@ -238,19 +208,15 @@ void delayFigures(DesktopEntryIndex& index) {
         pa_stream_disconnect(player.stream);
         pa_stream_unref(player.stream);
     }
-    // Pairs each delivery with the latest burst before it.
-    const auto delaysFrom = [&](const std::vector<Clock::time_point>& starts) {
-        std::vector<double> delays;
-        for (const auto& d : delivered) {
-            auto before = std::find_if(starts.rbegin(), starts.rend(), [&](auto p) { return p <= d; });
-            if (before != starts.rend()) delays.push_back(std::chrono::duration<double, std::milli>(d - *before).count());
-        }
-        std::sort(delays.begin(), delays.end());
-        return delays;
-    };
+    // Pairs each delivery with the latest burst handed over before it.
     std::lock_guard a(mutex);
     std::lock_guard b(player.mutex);
-    const auto fromWritten = delaysFrom(player.handedOver);
+    std::vector<double> fromWritten;
+    for (const auto& d : delivered) {
+        const auto& starts = player.handedOver;
+        auto before = std::find_if(starts.rbegin(), starts.rend(), [&](auto p) { return p <= d; });
+        if (before != starts.rend()) fromWritten.push_back(bench::milliseconds(d - *before));
+    }
     if (fromWritten.size() < 5) {
         std::printf("all system audio: too few bursts heard (%zu)\n", delivered.size());
         return;
@@ -258,8 +224,7 @@ void delayFigures(DesktopEntryIndex& index) {
     // The null sink of the test server reports a playback latency near zero, so "played" is
     // measured from the hand-over to the server, which bounds it from above.
     std::printf("all system audio: delay from a sample handed to the server (20 ms playback buffer included) to its "
-                "delivery: median %.1f ms, min %.1f, max %.1f (%zu bursts)\n",
-                fromWritten[fromWritten.size() / 2], fromWritten.front(), fromWritten.back(), fromWritten.size());
+                "delivery, per burst: %s\n", bench::spread(fromWritten, "ms", 1).c_str());
 }
 
 }  // namespace

@@ -13,11 +13,10 @@
 //   - resident memory while idle, with the speech model loaded at launch and without it
 //     (QUILLON_SPEECH_AT_LAUNCH=0), and the first dictation's delays either way (a short answer,
 //     so that a model still loading when the speech ends would show).
+//   - the tray app's own cost while idle after launch: its CPU over a minute.
 // The chord is held through each dictation. A press that starts no recording within 5 s is
 // counted and shown with Quillon's log. Arguments: the number of later dictations (10) and of
 // launches each way (3).
-#include <X11/Xlib.h>
-#include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
 #include <poll.h>
 #include <sys/inotify.h>
@@ -29,7 +28,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <optional>
@@ -37,7 +35,10 @@
 #include <thread>
 #include <vector>
 
-#include "TestApplication.h"
+#include "DesktopPrograms.h"
+#include "SpeechTestFiles.h"
+#include "XTestKeys.h"
+#include "common/Figures.h"
 #include "core/base/ManualScheduler.h"
 #include "fakes/TestLog.h"
 #include "platform/linux/accessibility/AccessibilityAtspi.h"
@@ -46,57 +47,22 @@
 using namespace quillon;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
+using bench::milliseconds;
 
 namespace {
 
 // The recogniser's silence window after speech (50 frames of 10 ms) before it ends an utterance.
 constexpr auto silenceWindow = 500ms;
+constexpr int idleSeconds = 60;
 
-double milliseconds(Clock::duration duration) {
-    return std::chrono::duration<double, std::milli>(duration).count();
-}
-
-void printSpread(const char* what, std::vector<double> values, const char* unit = "ms") {
-    if (values.empty()) {
-        std::printf("  %s: no measurement\n", what);
-        return;
-    }
-    std::ranges::sort(values);
-    std::printf("  %s (%zu): median %.0f %s, min %.0f %s, max %.0f %s\n", what, values.size(),
-                values[values.size() / 2], unit, values.front(), unit, values.back(), unit);
-}
-
-bool run(const std::string& command) {
-    return std::system(command.c_str()) == 0;
-}
-
-// The length of the silence at the end of a 16-bit mono WAV file: the samples after the last one
-// above 1 % of full scale.
+// The length of the silence at the end of a 16 kHz WAV file: the samples after the last one above
+// 1 % of full scale.
 Clock::duration trailingSilence(const std::filesystem::path& wav) {
-    std::ifstream in(wav, std::ios::binary | std::ios::ate);
-    std::string bytes(static_cast<std::size_t>(std::max<std::streamoff>(in.tellg(), 0)), '\0');
-    in.seekg(0);
-    in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    const auto data = bytes.find("data");
-    if (data == std::string::npos) return {};
-    const std::size_t first = data + 8;
-    const std::size_t count = (bytes.size() - first) / 2;
-    std::size_t last = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto sample =
-            static_cast<std::int16_t>(static_cast<unsigned char>(bytes[first + 2 * i]) |
-                                      static_cast<unsigned char>(bytes[first + 2 * i + 1]) << 8);
-        if (std::abs(sample) > 327) last = i;
-    }
+    const auto samples = testing::readWavSamples(wav);
+    const auto last =
+        std::ranges::find_if(samples.rbegin(), samples.rend(), [](auto s) { return std::abs(s) > 327; });
     return std::chrono::duration_cast<Clock::duration>(
-        std::chrono::duration<double>((count - last) / 16000.0));
-}
-
-long residentKB(int pid) {
-    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    for (std::string line; std::getline(status, line);)
-        if (line.starts_with("VmRSS:")) return std::stol(line.substr(6));
-    return 0;
+        std::chrono::duration<double>(static_cast<double>(last - samples.rbegin()) / 16000.0));
 }
 
 // Sees the first write into a recording file of Quillon's private temporary folder.
@@ -151,11 +117,7 @@ struct DictationTimes {
 
 class Bench {
 public:
-    Bench()
-        : speech_(std::filesystem::temp_directory_path() /
-                  ("quillon-dictation-bench-" + std::to_string(getpid()))) {
-        std::filesystem::create_directories(speech_);
-        display_ = XOpenDisplay(nullptr);
+    Bench() {
         accessibility_.enableAccessibility();
         field_ = std::make_unique<testing::TestApplication>(QUILLON_GTK_FIXTURE, std::vector<std::string>{});
         field_->readLine(60s);
@@ -164,57 +126,56 @@ public:
         // still loading would show.
         for (const auto& [name, text] : {std::pair{"sentence", "please call my mother tomorrow morning"},
                                          std::pair{"answer", "yes please"}}) {
-            const std::string flite = (speech_ / (std::string(name) + ".flite.wav")).string();
-            const std::string wav = (speech_ / (std::string(name) + ".wav")).string();
-            run(std::string("flite -voice slt -t '") + text + "' -o " + flite);
-            run("sox " + flite + " -r 16000 -c 1 -b 16 " + wav + " pad 0.5 0.8");
-            trailing_[name] = trailingSilence(wav);
+            const auto flite = speech_ / (std::string(name) + ".flite.wav");
+            const auto wav = speech_ / (std::string(name) + ".wav");
+            if (testing::runProcess({"flite", "-voice", "slt", "-t", text, "-o", flite}).exitCode == 0 &&
+                testing::runProcess(
+                    {"sox", flite, "-r", "16000", "-c", "1", "-b", "16", wav, "pad", "0.5", "0.8"})
+                        .exitCode == 0) {
+                trailing_[name] = trailingSilence(wav);
+            }
         }
-    }
-    ~Bench() {
-        quillon_.reset();
-        field_.reset();
-        if (display_) XCloseDisplay(display_);
-        std::filesystem::remove_all(speech_);
     }
 
     bool ready() const {
-        return display_ != nullptr && field_ && trailing_.size() == 2 &&
+        return keys_.ready() && field_ && trailing_.size() == 2 &&
                std::ranges::all_of(trailing_,
                                    [](const auto& entry) { return entry.second > Clock::duration::zero(); });
     }
 
-    // Starts Quillon on a fresh configuration and waits for `launched` in its log.
+    // Starts Quillon on a fresh configuration and waits until it has launched.
     bool launch(bool speechAtLaunch, const std::filesystem::path& home) {
-        std::filesystem::create_directories(home / "config" / "Quillon");
-        std::filesystem::permissions(home, std::filesystem::perms::owner_all);
-        std::ofstream(home / "config" / "Quillon" / "Quillon.conf")
-            << "[General]\nsoundFeedbackEnabled=false\n";
-        std::vector<std::string> command{"XDG_CONFIG_HOME=" + (home / "config").string(),
-                                         "XDG_RUNTIME_DIR=" + home.string()};
-        if (!speechAtLaunch) command.push_back("QUILLON_SPEECH_AT_LAUNCH=0");
-        command.push_back(QUILLON_BINARY);
-        quillon_ = std::make_unique<testing::TestApplication>("/usr/bin/env", command, true);
+        std::map<std::string, std::string> environment;
+        if (!speechAtLaunch) environment["QUILLON_SPEECH_AT_LAUNCH"] = "0";
+        quillon_ = std::make_unique<testing::QuillonRun>(QUILLON_BINARY, home, "soundFeedbackEnabled=false\n",
+                                                         environment);
         home_ = home;
-        return waitForLog(
+        return quillon_->waitForLog(
             speechAtLaunch ? "Speech recognition is ready" : "Speech recognition is prepared at the first",
             60s);
     }
-    void quit() { quillon_.reset(); }
+    // Quits Quillon, counting the accessibility calls to the field's application that ran into the
+    // time-out, as its log tells them.
+    void quit() {
+        timedOutCalls += std::ranges::count_if(quillon_->log(), [](const std::string& line) {
+            return line.contains("to answer the accessibility bus");
+        });
+        quillon_.reset();
+    }
     int pid() const { return quillon_->pid(); }
 
     bool focusField() {
         const int pid = field_->pid();
-        for (int i = 0; i < 300; ++i) {
-            applications_.activate(pid);
-            if (applications_.frontmostProcessIdentifier() == pid && field_->ask("focus plain") == "ok") {
+        return testing::pollUntil(
+            [&] {
+                applications_.activate(pid);
+                if (applications_.frontmostProcessIdentifier() != pid || field_->ask("focus plain") != "ok")
+                    return false;
                 const ElementRef application = accessibility_.applicationElement(pid);
                 const ElementRef focused = application ? accessibility_.focusedElement(application) : nullptr;
-                if (focused && accessibility_.role(focused) == AccessibilityRole::textField) return true;
-            }
-            std::this_thread::sleep_for(20ms);
-        }
-        return false;
+                return focused && accessibility_.role(focused) == AccessibilityRole::textField;
+            },
+            6s);
     }
 
     // One dictation of `speech` with the chord held throughout; the text is left in the field
@@ -225,17 +186,16 @@ public:
         std::this_thread::sleep_for(500ms);  // a user's pause between dictations
         RecordingFileWatch watch(home_);
         watch.discard();
-        key(XK_Control_L, true);
+        keys_.key(XK_Control_L, true);
         std::this_thread::sleep_for(30ms);  // a hand's chord, one key after the other
-        key(XK_Super_L, true);
+        keys_.key(XK_Super_L, true);
         const auto pressed = Clock::now();
         const auto firstSample = watch.firstWrite(5s);
-        if (!firstSample || !waitForLog("Recording started (", 10s)) {
-            std::fprintf(stderr, "The recording did not start (%s); Quillon's log:\n",
-                         firstSample ? "no log line" : "no recording file written");
-            for (const auto& line : seen_) std::fprintf(stderr, "  %s\n", line.c_str());
-            release();
-            waitForLog("Transcription complete", 10s);
+        if (!firstSample || !quillon_->waitForLog("Recording started (", 10s)) {
+            printLog(firstSample ? "The recording did not start (no log line)"
+                                 : "The recording did not start (no recording file written)");
+            keys_.chord(false);
+            quillon_->waitForLog("Transcription complete", 10s);
             return result;
         }
         result.answered = true;
@@ -246,7 +206,7 @@ public:
         // its last change is the utterance's text.
         std::atomic<Clock::rep> played{0};
         std::jthread player([&] {
-            run("paplay --device=microphone " + (speech_ / (speech + ".wav")).string());
+            testing::runProcess({"paplay", "--device=microphone", speech_ / (speech + ".wav")});
             played = Clock::now().time_since_epoch().count();
         });
         std::string text = "plain=";
@@ -263,58 +223,46 @@ public:
         const auto lastSpeech = Clock::time_point(Clock::duration(played.load())) - trailing_.at(speech);
         if (changed) result.beyondWindow = milliseconds(*changed - lastSpeech - silenceWindow);
 
-        release();
-        waitForLog("Transcription complete", 60s);
-        if (!changed) {
-            std::fputs("No text reached the field; Quillon's log:\n", stderr);
-            for (const auto& line : seen_) std::fprintf(stderr, "  %s\n", line.c_str());
-        }
+        keys_.chord(false);
+        quillon_->waitForLog("Transcription complete", 60s);
+        if (!changed) printLog("No text reached the field");
         return result;
     }
 
+    long timedOutCalls = 0;
+
 private:
-    void release() {
-        key(XK_Super_L, false);
-        key(XK_Control_L, false);
+    // `what` went wrong: with Quillon's last 30 lines of log.
+    void printLog(const char* what) {
+        std::fprintf(stderr, "%s; Quillon's log:\n", what);
+        const auto& log = quillon_->log();
+        for (auto line = log.size() > 30 ? log.end() - 30 : log.begin(); line != log.end(); ++line)
+            std::fprintf(stderr, "  %s\n", line->c_str());
     }
 
-    void key(KeySym symbol, bool down) {
-        XTestFakeKeyEvent(display_, XKeysymToKeycode(display_, symbol), down ? True : False, CurrentTime);
-        XSync(display_, False);
-    }
-
-    bool waitForLog(const std::string& text, std::chrono::seconds timeout) {
-        const auto deadline = Clock::now() + timeout;
-        while (Clock::now() < deadline) {
-            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-            auto line = quillon_->readLine(left);
-            if (!line) continue;
-            if (line->find("to answer the accessibility bus") != std::string::npos) ++timedOutCalls;
-            seen_.push_back(*line);
-            if (seen_.size() > 30) seen_.erase(seen_.begin());
-            if (line->find(text) != std::string::npos) return true;
-        }
-        return false;
-    }
-
-    std::filesystem::path speech_;
+    testing::ScratchDirectory speech_;
     std::filesystem::path home_;
     std::map<std::string, Clock::duration> trailing_;  // each speech file's silence after its last word
-public:
-    // Accessibility calls to the field's application that ran into the time-out, as Quillon's
-    // log tells them.
-    static inline int timedOutCalls = 0;
-
-private:
-    std::vector<std::string> seen_;                    // Quillon's log, shown when a step fails
     ManualScheduler logQueue_;
     testing::TestLog log_{logQueue_};
     RunningApplicationsX11 applications_;
     AccessibilityAtspi accessibility_{applications_, log_.logger(LogCategory::insertion)};
-    Display* display_ = nullptr;
+    testing::XTestKeys keys_;
     std::unique_ptr<testing::TestApplication> field_;
-    std::unique_ptr<testing::TestApplication> quillon_;
+    std::unique_ptr<testing::QuillonRun> quillon_;
 };
+
+std::uintmax_t folderSize(const std::filesystem::path& folder) {
+    std::uintmax_t total = 0;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder, error))
+        if (entry.is_regular_file(error)) total += entry.file_size(error);
+    return total;
+}
+
+void printSpread(const char* what, const std::vector<double>& values, const char* unit = "ms") {
+    std::printf("  %s: %s\n", what, bench::spread(values, unit).c_str());
+}
 
 }  // namespace
 
@@ -330,8 +278,8 @@ int main(int argc, char** argv) {
     getloadavg(load, 3);
 
     // Each way of loading the model: fresh launches, idle memory, then the first dictation.
-    const std::filesystem::path root =
-        std::filesystem::temp_directory_path() / ("quillon-dictation-bench-home-" + std::to_string(getpid()));
+    testing::ScratchDirectory root;
+    double idleCpu = -1;
     struct Way {
         bool atLaunch;
         std::vector<double> residentMB, toFirstSample, beyondWindow;
@@ -351,7 +299,13 @@ int main(int argc, char** argv) {
                 return 1;
             }
             std::this_thread::sleep_for(5s);  // launch's own work is over
-            way.residentMB.push_back(static_cast<double>(residentKB(bench.pid())) / 1024.0);
+            way.residentMB.push_back(bench::residentMB(bench.pid()));
+            // The tray app left alone once, the product's way: no timer, no open stream.
+            if (way.atLaunch && launch == 0) {
+                const double before = bench::cpuSeconds(bench.pid());
+                std::this_thread::sleep_for(std::chrono::seconds(idleSeconds));
+                idleCpu = bench::cpuSeconds(bench.pid()) - before;
+            }
             const DictationTimes first = bench.dictate("answer");
             count(first);
             if (first.toFirstSample) way.toFirstSample.push_back(*first.toFirstSample);
@@ -368,7 +322,6 @@ int main(int argc, char** argv) {
             bench.quit();
         }
     }
-    std::filesystem::remove_all(root);
     double loadAfter[3] = {};
     getloadavg(loadAfter, 3);
 
@@ -376,7 +329,11 @@ int main(int argc, char** argv) {
         "Dictation in the quillon program (load average %.1f at the start, %.1f at the end); %d of %d "
         "presses started no recording:\n",
         load[0], loadAfter[0], unanswered, presses);
-    std::printf("Accessibility calls that ran into the 1.5 s time-out: %d\n", Bench::timedOutCalls);
+    std::printf("Accessibility calls that ran into the 1.5 s time-out: %ld\n", bench.timedOutCalls);
+    std::printf(
+        "Idle after launch, model loaded: %.2f s of CPU in %d s; the speech model on disk (en-us, Debian): "
+        "%.1f MB\n",
+        idleCpu, idleSeconds, static_cast<double>(folderSize("/usr/share/pocketsphinx/model/en-us")) / 1e6);
     std::printf("Later dictations of \"please call my mother tomorrow morning\", model loaded at launch:\n");
     printSpread("hotkey down to the first captured microphone sample", toFirstSample);
     printSpread("end of the utterance to its text in the field, beyond the 500 ms silence window",

@@ -11,7 +11,8 @@
 #include <thread>
 #include <vector>
 
-#include "TestApplication.h"
+#include "DesktopPrograms.h"
+#include "common/Figures.h"
 #include "core/base/ManualScheduler.h"
 #include "core/insertion/TextInserter.h"
 #include "core/settings/SettingsManager.h"
@@ -26,6 +27,8 @@
 
 using namespace quillon;
 using Clock = std::chrono::steady_clock;
+using bench::milliseconds;
+using testing::pollUntil;
 
 namespace {
 
@@ -46,24 +49,6 @@ public:
 private:
     RunningApplications& real_;
 };
-
-double milliseconds(Clock::duration duration) {
-    return std::chrono::duration<double, std::milli>(duration).count();
-}
-
-double median(std::vector<double> values) {
-    std::ranges::sort(values);
-    return values.empty() ? 0 : values[values.size() / 2];
-}
-
-template <typename Condition>
-bool waitUntil(Condition condition) {
-    for (int i = 0; i < 500; ++i) {
-        if (condition()) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return false;
-}
 
 }  // namespace
 
@@ -90,12 +75,12 @@ int main() {
 
     testing::TestApplication app(QUILLON_GTK_FIXTURE, {});
     if (app.readLine(std::chrono::seconds(20)) != "ready" ||
-        !waitUntil([&] { return applications.activate(app.pid()); })) {
+        !pollUntil([&] { return applications.activate(app.pid()); })) {
         std::fprintf(stderr, "the GTK test program did not start\n");
         return 1;
     }
     app.ask("focus notes");
-    if (!waitUntil([&] {
+    if (!pollUntil([&] {
             auto element = inserter.focusedInsertionElement();
             return element && accessibility.processIdentifier(element) == app.pid();
         })) {
@@ -132,7 +117,7 @@ int main() {
     // A hung application: the first insertion waits out one call's time-out, later calls skip it.
     app.ask("focus plain");
     applications.renaming = false;
-    waitUntil([&] { return inserter.focusedInsertionElement() != nullptr; });
+    pollUntil([&] { return inserter.focusedInsertionElement() != nullptr; });
     const auto hungTarget = inserter.focusedInsertionElement();
     kill(app.pid(), SIGSTOP);
     auto start = Clock::now();
@@ -144,11 +129,10 @@ int main() {
     kill(app.pid(), SIGCONT);
     app.send("quit");
 
-    std::printf("focusedInsertionElement median: %.2f ms (target <= 20 ms, %zu calls)\n", median(lookups),
-                lookups.size());
-    std::printf("insertText of a phrase, accessibility path, median: %.1f ms (target <= 150 ms, pauses 100 ms)\n",
-                median(insertions));
-    std::printf("per-character typing: %.2f ms a character (pace 6 ms)\n", median(perCharacter));
+    std::printf("focusedInsertionElement: %s (target: median <= 20 ms)\n", bench::spread(lookups, "ms", 2).c_str());
+    std::printf("insertText of a phrase, accessibility path: %s (target <= 150 ms, pauses 100 ms)\n",
+                bench::spread(insertions, "ms", 1).c_str());
+    std::printf("per-character typing, a character: %s (pace 6 ms)\n", bench::spread(perCharacter, "ms", 2).c_str());
     std::printf("insertText into a hung application: %.0f ms, %s (target < 2000 ms: one 1500 ms time-out)\n",
                 hungInsertion, hungInserted ? "inserted?" : "failed");
     std::printf("a later call to the hung application: %.2f ms, %s (target < 100 ms: skipped)\n", hungLaterCall,

@@ -8,8 +8,8 @@
 //   the first file on a cold engine, finalisation latency of the streaming session, and memory of
 //   1 and 10 sessions.
 //
-//   bench_speech [--show] [--arg NAME VALUE]... [--glossary-weight W]
-//     --show prints every hypothesis; --arg and --glossary-weight try other decoder settings.
+//   bench_speech [--show] [--arg NAME VALUE]...
+//     --show prints every hypothesis; --arg tries other decoder settings.
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -22,6 +22,7 @@
 #include "EvaluationSet.h"
 #include "SpeechTestFiles.h"
 #include "SpeechWorld.h"
+#include "common/Figures.h"
 #include "core/transcription/SpeechTranscriptionSessionFactory.h"
 #include "core/transcription/TranscriptionService.h"
 #include "fakes/FakeWallClock.h"
@@ -47,41 +48,10 @@ double cpuSeconds(int who = RUSAGE_SELF) {
            static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
-// "median M ms, max X ms" of the values, with the given number of decimals.
-std::string medianAndMax(std::vector<double> values, int decimals) {
-    std::ranges::sort(values);
-    const std::size_t mid = values.size() / 2;
-    const double median = values.empty() ? 0 : values.size() % 2 ? values[mid] : (values[mid - 1] + values[mid]) / 2;
-    char text[96];
-    std::snprintf(text, sizeof text, "median %.*f ms, max %.*f ms", decimals, median, decimals,
-                  values.empty() ? 0.0 : values.back());
-    return text;
-}
-
-struct SessionRun {
-    std::mutex mutex;
-    std::vector<std::pair<Clock::time_point, std::string>> phrases;
-    std::promise<std::expected<std::string, TranscriptionError>> done;
-
-    SpeechSessionHandlers handlers() {
-        SpeechSessionHandlers h;
-        h.onPhraseFinalized = [this](const std::string& phrase, const std::string&) {
-            std::lock_guard lock(mutex);
-            phrases.emplace_back(Clock::now(), phrase);
-        };
-        h.onFailure = [](const std::string& message) { std::fprintf(stderr, "session failed: %s\n", message.c_str()); };
-        return h;
-    }
-    std::string finish(SpeechSession& session) {
-        auto result = done.get_future();
-        session.finishAndWait([this](auto text) { done.set_value(std::move(text)); });
-        auto text = result.get();
-        return text ? *text : std::string();
-    }
-};
-
-void append(SpeechSession& session, std::span<const std::int16_t> samples) {
-    session.appendPCM16(std::as_bytes(samples), 16000.0);
+// The session's text once it has finished, empty if it failed.
+std::string finished(SpeechSession& session) {
+    const auto text = testing::finish(session);
+    return text ? *text : std::string();
 }
 
 // Hypotheses of one decoder over a subset, and the CPU seconds it spent on them.
@@ -96,9 +66,7 @@ struct Continuous {
 
     double run(const std::filesystem::path& file, std::string* out) const {
         const double before = cpuSeconds(RUSAGE_CHILDREN);
-        const auto result = testing::runProcess({"pocketsphinx_continuous", "-infile", file.string(), "-hmm",
-                                                 modelDirectory + "en-us", "-lm", modelDirectory + "en-us.lm.bin",
-                                                 "-dict", modelDirectory + "cmudict-en-us.dict", "-logfn", "/dev/null"});
+        const auto result = testing::referenceDecode(file);
         if (out) *out = result.out;
         return cpuSeconds(RUSAGE_CHILDREN) - before;
     }
@@ -129,13 +97,11 @@ struct Quillon {
         return result.get();
     }
     std::string stream(const std::filesystem::path& file) {
-        SessionRun run;
-        auto session = factory.makeSession(run.handlers());
+        testing::Transcript transcript;
+        auto session = factory.makeSession(transcript.handlers());
         const auto samples = testing::readWavSamples(file);
-        for (std::size_t at = 0; at < samples.size(); at += 1600) {
-            append(*session, std::span(samples).subspan(at, std::min<std::size_t>(1600, samples.size() - at)));
-        }
-        return run.finish(*session);
+        testing::feed(*session, samples, 0, samples.size(), 16000.0);
+        return finished(*session);
     }
     Pass filePass(const Subset& subset) {
         Pass p;
@@ -322,7 +288,7 @@ int run(bool show, PocketSphinxDecoderPool::Tuning tuning) {
             settled.wait();
         };
         for (const auto& r : subsets.front().recordings) {
-            SessionRun run;
+            testing::Transcript run;
             auto session = factory.makeSession(run.handlers());
             const auto trimmed = scratch / (r.id + ".trimmed.wav");
             testing::make({"sox", r.file.string(), trimmed.string(), "reverse", "silence", "1", "0.05", "1%", "reverse"});
@@ -333,7 +299,7 @@ int run(bool show, PocketSphinxDecoderPool::Tuning tuning) {
             for (std::size_t at = 0; at < samples.size(); at += 160) {
                 const std::size_t count = std::min<std::size_t>(160, samples.size() - at);
                 const auto started = Clock::now();
-                append(*session, std::span(samples).subspan(at, count));
+                session->appendPCM16(std::as_bytes(std::span(samples).subspan(at, count)), 16000.0);
                 settle();
                 std::lock_guard lock(run.mutex);
                 if (at + count > speechEnd && run.phrases.size() > phrasesBefore) {
@@ -344,11 +310,10 @@ int run(bool show, PocketSphinxDecoderPool::Tuning tuning) {
                 }
                 phrasesBefore = run.phrases.size();
             }
-            run.finish(*session);
+            finished(*session);
         }
-        std::printf("Finalisation latency beyond the %d ms silence window: %s (%zu utterances)\n",
-                    PocketSphinxDecoderPool::endpointSilenceFrames * 10, medianAndMax(endpointMs, 0).c_str(),
-                    endpointMs.size());
+        std::printf("Finalisation latency beyond the %d ms silence window, per utterance: %s\n",
+                    PocketSphinxDecoderPool::endpointSilenceFrames * 10, bench::spread(endpointMs).c_str());
     }
 
     // Memory: each count in a fresh process, so that nothing above leaks into the figure.
@@ -372,15 +337,15 @@ int measureSessions(std::size_t count) {
         pointers.push_back(workers.back().get());
     }
     SpeechTranscriptionSessionFactory factory(world.support, world.converters, pointers);
-    std::vector<std::unique_ptr<SessionRun>> runs;
+    std::vector<std::unique_ptr<testing::Transcript>> runs;
     std::vector<std::shared_ptr<SpeechSession>> sessions;
     const auto samples = testing::readWavSamples("/usr/share/pocketsphinx/test/data/librivox/sense_and_sensibility_01_austen_64kb-0880.wav");
     for (std::size_t i = 0; i < count; ++i) {
-        runs.push_back(std::make_unique<SessionRun>());
+        runs.push_back(std::make_unique<testing::Transcript>());
         sessions.push_back(factory.makeSession(runs.back()->handlers()));
-        append(*sessions.back(), samples);
+        sessions.back()->appendPCM16(std::as_bytes(std::span(samples)), 16000.0);
     }
-    for (std::size_t i = 0; i < count; ++i) runs[i]->finish(*sessions[i]);
+    for (const auto& session : sessions) finished(*session);
     // The peak of this process's own memory: ru_maxrss would carry the parent's peak across exec.
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {
@@ -405,10 +370,8 @@ int main(int argc, char** argv) {
         } else if (option == "--arg" && i + 2 < argc) {
             tuning.decoderArguments.emplace_back(argv[i + 1], argv[i + 2]);
             i += 2;
-        } else if (option == "--glossary-weight" && i + 1 < argc) {
-            tuning.glossaryWeight = std::stof(argv[++i]);
         } else {
-            std::fprintf(stderr, "usage: bench_speech [--show] [--arg NAME VALUE]... [--glossary-weight W]\n");
+            std::fprintf(stderr, "usage: bench_speech [--show] [--arg NAME VALUE]...\n");
             return 2;
         }
     }

@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "DesktopPrograms.h"
+#include "SpeechTestFiles.h"
 #include "core/audio/LiveAudioCaptureController.h"
 #include "core/audio/LiveAudioFileRecorder.h"
 #include "core/base/ManualScheduler.h"
@@ -389,14 +390,10 @@ TEST_F(LiveAudioTest, ATenSecondRecordingPlaysBackForTenSeconds) {
     const fs::path file = **finished;
     EXPECT_EQ(fs::status(file).permissions() & fs::perms::all, fs::perms::owner_read | fs::perms::owner_write);
 
-    const std::string command = "ffprobe -v error -show_entries format=duration:stream=codec_name -of default=nw=1 '" +
-                                file.string() + "'";
-    std::FILE* probe = popen(command.c_str(), "r");
-    ASSERT_NE(probe, nullptr);
-    std::string output;
-    char buffer[256];
-    while (std::fgets(buffer, sizeof buffer, probe)) output += buffer;
-    ASSERT_EQ(pclose(probe), 0) << output;
+    const auto probe = testing::runProcess({"ffprobe", "-v", "error", "-show_entries", "format=duration:stream=codec_name",
+                                            "-of", "default=nw=1", file.string()});
+    ASSERT_EQ(probe.exitCode, 0) << probe.err;
+    const std::string& output = probe.out;
     EXPECT_NE(output.find("codec_name=aac"), std::string::npos) << output;
     const auto at = output.find("duration=");
     ASSERT_NE(at, std::string::npos) << output;

@@ -21,44 +21,10 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using testing::media;
+using testing::feed;
+using testing::finish;
 using testing::SpeechWorld;
-
-// What one session reported, gathered across its thread.
-struct Transcript {
-    std::mutex mutex;
-    std::vector<TranscriptionUpdate> updates;
-    std::vector<std::string> phrases;
-    std::vector<std::string> failures;
-
-    SpeechSessionHandlers handlers() {
-        SpeechSessionHandlers h;
-        h.onUpdate = [this](const TranscriptionUpdate& u) { std::lock_guard lock(mutex); updates.push_back(u); };
-        h.onPhraseFinalized = [this](const std::string& p, const std::string&) {
-            std::lock_guard lock(mutex);
-            phrases.push_back(p);
-        };
-        h.onFailure = [this](const std::string& m) { std::lock_guard lock(mutex); failures.push_back(m); };
-        return h;
-    }
-};
-
-// Finishes the session and waits for its text; a generous bound keeps a hang from stalling CI.
-std::expected<std::string, TranscriptionError> finish(SpeechSession& session) {
-    auto done = std::make_shared<std::promise<std::expected<std::string, TranscriptionError>>>();
-    auto result = done->get_future();
-    session.finishAndWait([done](auto text) { done->set_value(std::move(text)); });
-    if (result.wait_for(120s) == std::future_status::ready) return result.get();
-    ADD_FAILURE() << "the session never finished";
-    return std::unexpected(TranscriptionError::unavailable());
-}
-
-// Pushes 100 ms blocks of the file, as a capture callback does.
-void feed(SpeechSession& session, const std::vector<std::int16_t>& samples, std::size_t from, std::size_t to, double rate) {
-    const auto block = static_cast<std::size_t>(rate / 10);
-    for (std::size_t at = from; at < std::min(to, samples.size()); at += block) {
-        session.appendPCM16(std::as_bytes(std::span(samples).subspan(at, std::min(block, samples.size() - at))), rate);
-    }
-}
+using testing::Transcript;
 
 class PocketSphinxSessionTest : public ::testing::Test {
 protected:

@@ -127,6 +127,12 @@ std::vector<std::int16_t> readWavSamples(const std::filesystem::path& wav) {
     return samples;
 }
 
+ProcessResult referenceDecode(const std::filesystem::path& wav) {
+    const std::string model = "/usr/share/pocketsphinx/model/en-us/";
+    return runProcess({"pocketsphinx_continuous", "-infile", wav.string(), "-hmm", model + "en-us", "-lm",
+                       model + "en-us.lm.bin", "-dict", model + "cmudict-en-us.dict", "-logfn", "/dev/null"});
+}
+
 std::vector<std::string> words(const std::string& text) {
     std::vector<std::string> out;
     std::string word;

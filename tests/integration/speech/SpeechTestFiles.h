@@ -52,6 +52,10 @@ std::vector<std::int16_t> readWavSamples(const std::filesystem::path& wav);
 
 std::string readFile(const std::filesystem::path& file);
 
+// Debian's own decoder, pocketsphinx_continuous with its defaults and the same model, on `wav`:
+// the yardstick of the tests and the benchmark.
+ProcessResult referenceDecode(const std::filesystem::path& wav);
+
 // Lower-case words of a text; punctuation other than the apostrophe parts words.
 std::vector<std::string> words(const std::string& text);
 
