@@ -9,6 +9,7 @@
 #include <sstream>
 #include <string>
 
+#include "SpeechTestFiles.h"
 #include "platform/linux/base/FileMoverPosix.h"
 
 namespace quillon {
@@ -18,11 +19,6 @@ namespace fs = std::filesystem;
 
 void write(const fs::path& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;
-}
-std::string read(const fs::path& path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
 }
 
 TEST(FileMoverPosix, MovesAcrossFileSystemsOverAnExistingFileAndKeepsTheSourceOnFailure) {
@@ -37,7 +33,7 @@ TEST(FileMoverPosix, MovesAcrossFileSystemsOverAnExistingFileAndKeepsTheSourceOn
 
     FileMoverPosix mover;
     ASSERT_TRUE(mover.moveReplacing(source, destination));
-    EXPECT_EQ(read(destination), "new recording");
+    EXPECT_EQ(testing::readFile(destination), "new recording");
     EXPECT_FALSE(fs::exists(source));
     EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1)
         << "no partial file left";
@@ -46,7 +42,7 @@ TEST(FileMoverPosix, MovesAcrossFileSystemsOverAnExistingFileAndKeepsTheSourceOn
     const auto refused = mover.moveReplacing(source, folder / "missing" / "talk.m4a");
     ASSERT_FALSE(refused);
     EXPECT_FALSE(refused.error().empty());
-    EXPECT_EQ(read(source), "kept");
+    EXPECT_EQ(testing::readFile(source), "kept");
 
     mover.remove(source);
     mover.remove(source);  // already gone: nothing to say

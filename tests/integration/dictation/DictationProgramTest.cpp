@@ -35,14 +35,6 @@ double wordErrorRate(const std::string& said, const std::string& heard) {
            static_cast<double>(std::max<std::size_t>(spoken.size(), 1));
 }
 
-// Debian's own decoder on the same file, the yardstick.
-std::string referenceDecode(const std::filesystem::path& wav) {
-    const std::string model = "/usr/share/pocketsphinx/model/en-us/";
-    return runProcess({"pocketsphinx_continuous", "-infile", wav.string(), "-hmm", model + "en-us", "-lm",
-                       model + "en-us.lm.bin", "-dict", model + "cmudict-en-us.dict", "-logfn", "/dev/null"})
-        .out;
-}
-
 class DictationProgram : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -136,7 +128,7 @@ TEST_F(DictationProgram, HoldingOrTappingTheChordDictatesIntoTheFocusedFieldAndK
     const auto speech = testing::media("both.wav");
     // The same speech reaches Quillon through the sound server, resampled twice on the way, so one
     // word more or less than the decoder on the file itself is the margin.
-    const double reference = wordErrorRate(said, referenceDecode(speech)) + 1.0 / words(said).size();
+    const double reference = wordErrorRate(said, testing::referenceDecode(speech).out) + 1.0 / words(said).size();
 
     // Held, the words arrive while the chord is down and the rest once it is let go; tapped, a short
     // press starts a recording that the next press stops.

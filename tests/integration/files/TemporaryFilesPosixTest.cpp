@@ -9,7 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "core/base/Uuid.h"
+#include "SpeechTestFiles.h"
 #include "fakes/TestLog.h"
 
 namespace quillon {
@@ -17,12 +17,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
-
-std::string contentOf(const fs::path& file) {
-    std::stringstream text;
-    text << std::ifstream(file).rdbuf();
-    return text.str();
-}
 
 mode_t modeOf(const fs::path& path) {
     struct stat info {};
@@ -38,10 +32,6 @@ protected:
         fs::create_directories(temporary_);
         fs::create_directories(elsewhere_);
     }
-    ~TemporaryFilesPosixTest() override {
-        std::error_code ignored;
-        fs::remove_all(root_, ignored);
-    }
 
     TemporaryFilesPosix make(const std::string& runtime) {
         return TemporaryFilesPosix(runtime, temporary_, log_.logger(LogCategory::transcription));
@@ -53,7 +43,7 @@ protected:
         return false;
     }
 
-    const fs::path root_ = fs::temp_directory_path() / ("quillon-files-test-" + Uuid::random().toString());
+    const testing::ScratchDirectory root_;
     const fs::path runtime_ = root_ / "runtime";
     const fs::path temporary_ = root_ / "tmp";
     const fs::path elsewhere_ = root_ / "someone-elses";
@@ -99,14 +89,14 @@ TEST_F(TemporaryFilesPosixTest, ALinkPlantedInAFilesPlaceIsNeverFollowed) {
     EXPECT_EQ(files.append("diagnostics.log", "secret").error(), std::errc::too_many_symbolic_link_levels);
     EXPECT_FALSE(files.read("diagnostics.log").has_value());
     EXPECT_FALSE(files.createFile("import.m4a").has_value());
-    EXPECT_EQ(contentOf(target), "theirs");
+    EXPECT_EQ(testing::readFile(target), "theirs");
 
     // Replacing swaps the link itself for a private file; the target stays as it was.
     ASSERT_TRUE(files.replace("diagnostics.log", "mine").has_value());
     EXPECT_FALSE(fs::is_symlink(files.directory() / "diagnostics.log"));
     EXPECT_EQ(modeOf(files.directory() / "diagnostics.log"), 0600u);
     EXPECT_EQ(files.read("diagnostics.log").value(), "mine");
-    EXPECT_EQ(contentOf(target), "theirs");
+    EXPECT_EQ(testing::readFile(target), "theirs");
 }
 
 TEST_F(TemporaryFilesPosixTest, AnUnsafeFolderIsRefusedAndTheNextPlaceTaken) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "DesktopWorld.h"
+#include "SpeechTestFiles.h"
 #include "platform/linux/apps/DesktopEntryIndex.h"
 
 namespace quillon {
@@ -15,15 +16,13 @@ namespace fs = std::filesystem;
 class DesktopEntryIndexTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        root_ = fs::path(::testing::TempDir()) / ("quillon-applications-" + std::to_string(::getpid()));
         fs::create_directories(root_ / "user");
         fs::create_directories(root_ / "system" / "kde");
     }
-    void TearDown() override { fs::remove_all(root_); }
 
     void write(const fs::path& path, const std::string& contents) { std::ofstream(root_ / path) << contents; }
 
-    fs::path root_;
+    testing::ScratchDirectory root_;
 };
 
 TEST_F(DesktopEntryIndexTest, NamesComeFromTheFirstDirectoryAndTheUsersLanguage) {

@@ -12,6 +12,7 @@
 #include <limits>
 #include <sstream>
 
+#include "SpeechTestFiles.h"
 #include "core/base/ManualScheduler.h"
 #include "core/settings/SettingsManager.h"
 #include "fakes/FakeKeyValueStore.h"
@@ -23,6 +24,7 @@
 namespace quillon {
 namespace {
 
+using testing::readFile;
 using Value = KeyValueStore::Value;
 
 void writeFile(const std::filesystem::path& path, const std::string& content) {
@@ -30,11 +32,6 @@ void writeFile(const std::filesystem::path& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;
 }
 
-std::string readFile(const std::filesystem::path& path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
 
 class SettingsFilesTest : public ::testing::Test {
 protected:

@@ -8,6 +8,7 @@
 #include <numbers>
 #include <vector>
 
+#include "SpeechTestFiles.h"
 #include "core/audio/WAVWriter.h"
 #include "core/base/ManualScheduler.h"
 #include "fakes/TestLog.h"
@@ -38,13 +39,11 @@ TEST(RealFFTAvTx, SquaredMagnitudesHaveThePackedTransformsScale) {
 // A dictation chunk is written through the private folder's file, which must seek back to patch
 // the sizes in place (the layout itself is the unit tests' business).
 TEST(TemporaryWav, ChunkSizesArePatchedInThePrivateFile) {
-    char pattern[] = "/tmp/quillon-files-test.XXXXXX";
-    ASSERT_NE(::mkdtemp(pattern), nullptr);
-    const std::filesystem::path root = pattern;
+    const testing::ScratchDirectory root;
     ManualScheduler logQueue;
     testing::TestLog log{logQueue};
     std::filesystem::create_directory(root / "runtime");
-    TemporaryFilesPosix privateFiles((root / "runtime").string(), root, log.logger(LogCategory::audio));
+    TemporaryFilesPosix privateFiles((root / "runtime").string(), root.path(), log.logger(LogCategory::audio));
     auto created = privateFiles.createWritable("recording_TEST.wav");
     ASSERT_TRUE(created) << created.error().message();
     WAVWriter writer(std::move(*created));
@@ -65,7 +64,6 @@ TEST(TemporaryWav, ChunkSizesArePatchedInThePrivateFile) {
     EXPECT_EQ(u32(4), 6436u);
     EXPECT_EQ(u32(40), 6400u);
     EXPECT_EQ(bytes->substr(44, 2), "\x11\x11");
-    std::filesystem::remove_all(root);
 }
 
 }  // namespace

@@ -14,29 +14,15 @@
 
 #include <gtest/gtest.h>
 
-#include "core/base/Uuid.h"
-
 extern char** environ;
 
 namespace quillon::testing {
-
-ScratchDirectory::ScratchDirectory()
-    : path_(std::filesystem::temp_directory_path() / ("quillon-speech-test-" + quillon::Uuid::random().toString())) {
-    std::filesystem::create_directories(path_);
-}
 
 std::vector<std::string> ScratchDirectory::entriesOf(const std::filesystem::path& folder) {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) names.push_back(entry.path().filename());
     std::ranges::sort(names);
     return names;
-}
-
-std::string readFile(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 ProcessResult runProcess(std::vector<std::string> argv, const std::map<std::string, std::string>& environment) {

@@ -1,16 +1,23 @@
 #pragma once
 
 #include <filesystem>
+#include <fstream>
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
+
+#include "core/base/Uuid.h"
 
 namespace quillon::testing {
 
 // A private temporary directory, removed with everything in it at the end.
 class ScratchDirectory {
 public:
-    ScratchDirectory();
+    ScratchDirectory()
+        : path_(std::filesystem::temp_directory_path() / ("quillon-speech-test-" + Uuid::random().toString())) {
+        std::filesystem::create_directories(path_);
+    }
     ~ScratchDirectory() {
         std::error_code ignored;
         std::filesystem::remove_all(path_, ignored);
@@ -50,7 +57,11 @@ std::filesystem::path media(const std::string& name);
 // The samples of a 16-bit mono WAV file (the data chunk, little-endian).
 std::vector<std::int16_t> readWavSamples(const std::filesystem::path& wav);
 
-std::string readFile(const std::filesystem::path& file);
+inline std::string readFile(const std::filesystem::path& file) {
+    std::ostringstream text;
+    text << std::ifstream(file, std::ios::binary).rdbuf();
+    return text.str();
+}
 
 // Debian's own decoder, pocketsphinx_continuous with its defaults and the same model, on `wav`:
 // the yardstick of the tests and the benchmark.
