@@ -138,17 +138,14 @@ bool eventually(Condition condition) {
 class LiveAudioTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        directory_ = fs::temp_directory_path() / ("quillon-live-audio-" + std::to_string(getpid()));
-        fs::create_directories(directory_);
+        scratch_ = std::make_unique<testing::ScratchDirectory>();
+        directory_ = scratch_->path();
         makeVoice("alpha", "The quick brown fox jumps over the lazy dog.", alphaTone);
         makeVoice("bravo", "Please call Stella and ask her to bring these things.", bravoTone);
         makeVoice("later", "A new video starts playing now.", laterTone);
         makeVoice("microphone", "Testing the microphone one two three.", microphoneTone);
     }
-    static void TearDownTestSuite() {
-        std::error_code ignored;
-        fs::remove_all(directory_, ignored);
-    }
+    static void TearDownTestSuite() { scratch_.reset(); }
 
     // Twelve seconds: the sentence, repeated, over a steady tone of amplitude 0.1.
     static void makeVoice(const std::string& name, const std::string& sentence, double tone) {
@@ -180,6 +177,7 @@ protected:
         });
     }
 
+    static inline std::unique_ptr<testing::ScratchDirectory> scratch_;
     static inline fs::path directory_;
     static inline bool ok_ = true;
     DesktopEntryIndex index_;

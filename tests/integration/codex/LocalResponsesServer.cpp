@@ -89,11 +89,6 @@ void LocalResponsesServer::releaseReplies() {
     released_.notify_all();
 }
 
-std::string LocalResponsesServer::lastRequestBody() const {
-    std::lock_guard lock(mutex_);
-    return bodies_.empty() ? std::string() : bodies_.back();
-}
-
 std::vector<std::string> LocalResponsesServer::requestBodies() const {
     std::lock_guard lock(mutex_);
     return bodies_;

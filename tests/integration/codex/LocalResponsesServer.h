@@ -28,7 +28,6 @@ public:
     void queueOutput(std::string items);
     void holdReplies();
     void releaseReplies();
-    std::string lastRequestBody() const;
     std::vector<std::string> requestBodies() const;
 
 private:

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "DesktopWorld.h"
+#include "SpeechTestFiles.h"
 
 namespace quillon {
 namespace {
@@ -123,25 +124,20 @@ TEST_F(GtkInsertionTest, TypedLineBreakAddsALineAndSubmitsNothing) {
 }
 
 TEST_F(GtkInsertionTest, MegabyteDocumentTakesTheTextAtTheCaret) {
-    const std::string path = ::testing::TempDir() + "/quillon-megabyte.txt";
-    {
-        std::FILE* file = std::fopen(path.c_str(), "w");
-        ASSERT_TRUE(file);
-        std::string line(99, 'x');
-        line += '\n';
-        for (int i = 0; i < 10486; ++i) std::fputs(line.c_str(), file);
-        std::fclose(file);
-    }
+    const testing::ScratchDirectory scratch;
+    const auto path = scratch / "megabyte.txt";
+    std::ofstream document(path);
+    for (int i = 0; i < 10486; ++i) document << std::string(99, 'x') << '\n';
+    document.close();
     auto app = start({}, "notes");
     ASSERT_TRUE(app);
-    app->ask("load notes " + path);
+    app->ask("load notes " + path.string());
     app->ask("caret notes 50");
     ASSERT_TRUE(world.waitForFocusedField(app->pid(), AccessibilityRole::textArea));
     ASSERT_TRUE(world.inserter.insertText("INSERTED"));
     const std::string text = contents(*app, "notes");
     EXPECT_EQ(text.substr(45, 18), "xxxxxINSERTEDxxxxx");
     EXPECT_EQ(text.size(), 10486u * 101u + 8u);  // every line feed dumped as two characters
-    std::remove(path.c_str());
 }
 
 }  // namespace
