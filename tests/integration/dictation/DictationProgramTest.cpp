@@ -128,7 +128,8 @@ TEST_F(DictationProgram, HoldingOrTappingTheChordDictatesIntoTheFocusedFieldAndK
     const auto speech = testing::media("both.wav");
     // The same speech reaches Quillon through the sound server, resampled twice on the way, so one
     // word more or less than the decoder on the file itself is the margin.
-    const double reference = wordErrorRate(said, testing::referenceDecode(speech).out) + 1.0 / words(said).size();
+    const double reference =
+        wordErrorRate(said, testing::referenceDecode(speech).out) + 1.0 / words(said).size();
 
     // Held, the words arrive while the chord is down and the rest once it is let go; tapped, a short
     // press starts a recording that the next press stops.
