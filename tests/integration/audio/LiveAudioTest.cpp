@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "DesktopPrograms.h"
+#include "DesktopSession.h"
 #include "SpeechTestFiles.h"
 #include "core/audio/LiveAudioCaptureController.h"
 #include "core/audio/LiveAudioFileRecorder.h"
@@ -159,11 +160,7 @@ protected:
     static fs::path voice(const std::string& name) { return directory_ / (name + ".wav"); }
 
     void SetUp() override {
-        if (!std::getenv("QUILLON_TEST_SESSION")) GTEST_SKIP() << "run inside tests/integration/desktop-session";
-        if (const char* missing = std::getenv("QUILLON_SESSION_MISSING");
-            missing && std::string(missing).find("sound server") != std::string::npos) {
-            GTEST_SKIP() << "no sound server in this session (" << missing << ")";
-        }
+        if (const auto why = testing::sessionLacks({"sound server"}); !why.empty()) GTEST_SKIP() << why;
         ASSERT_TRUE(ok_) << "espeak-ng and sox could not make the test voices";
     }
 

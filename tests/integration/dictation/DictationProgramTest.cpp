@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "DesktopPrograms.h"
+#include "DesktopSession.h"
 #include "SpeechTestFiles.h"
 #include "XTestKeys.h"
 #include "core/base/ManualScheduler.h"
@@ -38,10 +39,7 @@ double wordErrorRate(const std::string& said, const std::string& heard) {
 class DictationProgram : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (!std::getenv("QUILLON_TEST_SESSION"))
-            GTEST_SKIP() << "not inside tests/integration/desktop-session";
-        if (const char* missing = std::getenv("QUILLON_SESSION_MISSING"); missing && *missing)
-            GTEST_SKIP() << "the desktop session lacks: " << missing;
+        if (const auto why = testing::sessionLacks(); !why.empty()) GTEST_SKIP() << why;
         ASSERT_TRUE(keys_.ready());
         // The desktop's accessibility switched on, as a user of dictation has it.
         accessibility_.enableAccessibility();

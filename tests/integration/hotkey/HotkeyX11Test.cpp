@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "DesktopPrograms.h"
+#include "DesktopSession.h"
 #include "SpeechTestFiles.h"
 #include "XTestKeys.h"
 #include "core/base/ManualScheduler.h"
@@ -91,11 +92,7 @@ public:
 class HotkeyX11Test : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (!std::getenv("QUILLON_TEST_SESSION")) GTEST_SKIP() << "not inside tests/integration/desktop-session";
-        if (const char* missing = std::getenv("QUILLON_SESSION_MISSING");
-            missing && std::string(missing).find("X server") != std::string::npos) {
-            GTEST_SKIP() << "the desktop session lacks: " << missing;
-        }
+        if (const auto why = testing::sessionLacks({"X server"}); !why.empty()) GTEST_SKIP() << why;
         ASSERT_TRUE(keyboard_.ready());
         hotkey_.onStartRecording = [this] { signals_ += " start"; };
         hotkey_.onRecordingModeChanged = [this](bool tap) { signals_ += tap ? " tap" : " hold"; };

@@ -11,6 +11,7 @@
 #include <QCoreApplication>
 #include <gtest/gtest.h>
 
+#include "DesktopSession.h"
 #include "TestApplication.h"
 #include "core/base/ManualScheduler.h"
 #include "core/insertion/TextInserter.h"
@@ -40,18 +41,7 @@ inline bool waitUntil(const std::function<bool()>& condition,
 }
 
 // Why the desktop session cannot run these tests, or empty when it can.
-inline std::string missingDesktop() {
-    if (!std::getenv("QUILLON_TEST_SESSION")) return "not inside tests/integration/desktop-session";
-    const char* missing = std::getenv("QUILLON_SESSION_MISSING");
-    if (missing) {
-        const std::string text(missing);
-        if (text.find("X server") != std::string::npos || text.find("accessibility") != std::string::npos ||
-            text.find("session bus") != std::string::npos) {
-            return "the desktop session lacks: " + text;
-        }
-    }
-    return {};
-}
+inline std::string missingDesktop() { return sessionLacks({"X server", "accessibility", "session bus"}); }
 
 // The real insertion stack on the test session's desktop.
 struct DesktopWorld {

@@ -25,6 +25,7 @@
 #include "../codex/LocalResponsesServer.h"
 #include "../windows/AtspiNode.h"
 #include "Desktop.h"
+#include "DesktopSession.h"
 
 namespace quillon::testing {
 namespace {
@@ -36,10 +37,7 @@ protected:
     void SetUp() override {
         DesktopTest::SetUp();
         if (IsSkipped()) return;
-        if (const char* missing = std::getenv("QUILLON_SESSION_MISSING");
-            missing != nullptr && std::string(missing).find("sound server") != std::string::npos) {
-            GTEST_SKIP() << "no sound server in this session";
-        }
+        if (const auto why = sessionLacks({"sound server"}); !why.empty()) GTEST_SKIP() << why;
         // The desktop's accessibility is on, so no permission is missing and the live
         // transcript's button comes first in the popover.
         ASSERT_TRUE(run("dbus-send", {"--session", "--print-reply", "--dest=org.a11y.Bus", "/org/a11y/bus",

@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include "DesktopSession.h"
 #include "core/base/ManualScheduler.h"
 #include "fakes/TestLog.h"
 
@@ -18,13 +19,8 @@ namespace quillon::testing {
 inline constexpr auto serverDeadline = std::chrono::seconds(20);
 
 // Skips unless the private desktop session's sound server runs.
-#define QUILLON_REQUIRE_SOUND_SERVER()                                                              \
-    do {                                                                                            \
-        const char* missing = std::getenv("QUILLON_SESSION_MISSING");                               \
-        if (!std::getenv("QUILLON_TEST_SESSION")) GTEST_SKIP() << "needs tests/integration/desktop-session"; \
-        if (missing && std::string(missing).find("sound server") != std::string::npos)              \
-            GTEST_SKIP() << "the sound server could not start";                                     \
-    } while (false)
+#define QUILLON_REQUIRE_SOUND_SERVER()                                                                   \
+    if (const auto why = testing::sessionLacks({"sound server"}); !why.empty()) GTEST_SKIP() << why
 
 // Runs a shell command and returns its standard output.
 inline std::string run(const std::string& command) {
