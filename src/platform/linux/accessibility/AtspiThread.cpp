@@ -42,6 +42,22 @@ void AtspiThread::post(std::function<void()> task) {
                                deleteTask);
 }
 
+void AtspiThread::keepConnectionsHere(AtspiAccessible* object) {
+    GMainContext* here = g_main_context_get_thread_default();
+    const auto keep = [here](AtspiAccessible* accessible) {
+        AtspiApplication* application = accessible ? accessible->parent.app : nullptr;
+        // Does nothing for a connection that is here already, as the shared bus connection is.
+        if (application && application->bus) atspi_dbus_connection_setup_with_g_main(application->bus, here);
+    };
+    keep(object);
+    AtspiAccessible* desktop = atspi_get_desktop(0);
+    if (!desktop) return;
+    for (guint i = 0; desktop->children && i < desktop->children->len; ++i) {
+        keep(static_cast<AtspiAccessible*>(g_ptr_array_index(desktop->children, i)));
+    }
+    g_object_unref(desktop);
+}
+
 void AtspiThread::main(std::promise<void>& started) {
     threadId_ = std::this_thread::get_id();
     g_main_context_push_thread_default(context_);
