@@ -24,16 +24,6 @@ protected:
     InsertionDeliveryQueue queue{main, insertion, pasteboard, *menu, log.logger(LogCategory::app)};
 };
 
-TEST_F(InsertionDeliveryQueueTest, PhraseGoesTrimmedIntoTheFocusedBoundFieldAndBlankOnesChangeNothing) {
-    const Uuid id = begin(editor);
-    queue.insertFinalizedPhrase("  Hello there. ", "Earlier words. Hello there.", id);
-    queue.insertFinalizedPhrase(" \n\t", "blank", id);
-    settle();
-    EXPECT_EQ(insertion.insertions, (Calls{"editor: Hello there."}));
-    EXPECT_EQ(menu->lastTranscription(), "Earlier words. Hello there.") << "the whole text so far";
-    EXPECT_FALSE(queue.isFocusMonitorRunning());
-}
-
 TEST_F(InsertionDeliveryQueueTest, WhileRecordingTextGoesOnlyIntoTheBoundField) {
     struct Case {
         const char* name;
@@ -82,12 +72,15 @@ TEST_F(InsertionDeliveryQueueTest, WaitingTextLandsOldestFirstInOnePieceWithinAQ
     EXPECT_EQ(main.pendingCount(), 0u);
 }
 
+// Phrases go trimmed into the focused bound field, blank ones change nothing, and the tray keeps
+// the whole text so far.
 TEST_F(InsertionDeliveryQueueTest, OneTextAtATimeOnTheWorkerInTheOrderSpoken) {
     const Uuid id = begin(editor);
-    queue.insertFinalizedPhrase("One.", "One.", id);
+    queue.insertFinalizedPhrase("  One. ", "One.", id);
     main.runUntilIdle();
     EXPECT_TRUE(insertion.insertions.empty()) << "insertion runs on its worker, never on the main queue";
     queue.insertFinalizedPhrase("Two.", "One. Two.", id);
+    queue.insertFinalizedPhrase(" \n\t", "blank", id);
     queue.insertFinalizedPhrase("Three.", "One. Two. Three.", id);
     main.runUntilIdle();
     EXPECT_EQ(worker.pendingCount(), 1u) << "the next text waits for the previous one's completion";
@@ -96,6 +89,7 @@ TEST_F(InsertionDeliveryQueueTest, OneTextAtATimeOnTheWorkerInTheOrderSpoken) {
     EXPECT_EQ(worker.pendingCount(), 0u);
     settle();
     EXPECT_EQ(insertion.insertions, (Calls{"editor: One.", "editor: Two. Three."}));
+    EXPECT_EQ(menu->lastTranscription(), "One. Two. Three.");
 
     // A text that finds its field without the focus comes back ahead of what was said meanwhile.
     insertion.focused = notes;
