@@ -137,10 +137,6 @@ std::vector<Case> cases() {
          .mode = "capsLock", .keyCode = keyF5,
          .steps = {down(keyF5), down(keyA, caps), flagsTo(leftCtrl, ctrl)},
          .signals = "", .answers = "PPP", .finalState = idle},
-        {.name = "CapsLockModeInLearnModePassesEverything",
-         .mode = "capsLock",
-         .steps = {down(f18), up(f18)},
-         .signals = "", .answers = "PP", .finalState = idle, .learnMode = true},
     };
 }
 
