@@ -24,7 +24,6 @@
 #include "ui/live/LiveTranscriptPanelQt.h"
 #include "ui/live/LiveTranscriptTitlebar.h"
 #include "ui/live/SummarySidebarGeometry.h"
-#include "ui/markdown/RichMarkdownView.h"
 
 namespace quillon::testing {
 namespace {
@@ -75,9 +74,6 @@ TEST_F(LiveTranscriptPanelTest, ControlsSayWhatTheyDoAndAreEnabledOnlyWhenTheyCa
     EXPECT_TRUE(pane().cleanupButton()->requirements()->isVisible());
     EXPECT_FALSE(model().isCleaningTranscript());
     pane().cleanupButton()->requirements()->close();
-
-    QTest::mouseClick(pane().copyButton(), Qt::LeftButton);
-    EXPECT_EQ(pasteboard.text, "Hello there. and");
 
     QTest::mouseClick(titlebar().recordingButton(), Qt::LeftButton);
     settle();
@@ -130,24 +126,15 @@ TEST_F(LiveTranscriptPanelTest, TheSidebarShowsTheSummaryStateAndTheWindowGrowsF
     EXPECT_EQ(panel().width(), std::max(collapsed + 330, 660));
     auto& sidebar = *panel().summarySidebar();
     EXPECT_TRUE(sidebar.isVisible());
+    EXPECT_FALSE(sidebar.copyButton()->isEnabled()) << "no summary yet";
 
-    struct Case {
-        LiveSummaryState state;
-        std::string markdown;
-        QString shows;  // empty: the Markdown itself
-    };
-    const Case cases[] = {
-        {LiveSummaryState::failed("Codex is rate limited."), "# Old", "Codex is rate limited."},
-        {LiveSummaryState::updating(), "# Talk\n\n- point", ""},
-    };
-    for (const auto& c : cases) {
-        coordinator().model().setSummaryState(c.state);
-        coordinator().model().setSummaryMarkdown(c.markdown);
-        settle();
-        EXPECT_EQ(sidebar.bodyText(), c.shows) << c.shows.toStdString();
-        EXPECT_EQ(sidebar.copyButton()->isEnabled(), !c.markdown.empty()) << c.shows.toStdString();
-    }
-    EXPECT_TRUE(sidebar.markdownView()->toPlainText().contains("point"));
+    // A failure is shown in its own words over the old summary, which stays to be copied. The
+    // summary drawn is what the live transcript program test reads.
+    coordinator().model().setSummaryState(LiveSummaryState::failed("Codex is rate limited."));
+    coordinator().model().setSummaryMarkdown("# Old");
+    settle();
+    EXPECT_EQ(sidebar.bodyText(), "Codex is rate limited.");
+    EXPECT_TRUE(sidebar.copyButton()->isEnabled());
 
     // Closed by a screen reader's toggle action, which changes the check state without a click.
     QAccessible::queryAccessibleInterface(titlebar().summaryButton())
