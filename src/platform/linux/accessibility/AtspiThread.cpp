@@ -13,6 +13,20 @@ gboolean runTask(gpointer data) {
 
 void deleteTask(gpointer data) { delete static_cast<std::function<void()>*>(data); }
 
+// Takes in the connections opened while the loop dispatched, before it waits again; never ready.
+GSourceFuncs connectionKeeper{
+    .prepare = [](GSource*, gint* timeout) -> gboolean {
+        AtspiThread::keepConnectionsHere(nullptr);
+        *timeout = -1;
+        return FALSE;
+    },
+    .check = [](GSource*) -> gboolean { return FALSE; },
+    .dispatch = [](GSource*, GSourceFunc, gpointer) -> gboolean { return G_SOURCE_CONTINUE; },
+    .finalize = nullptr,
+    .closure_callback = nullptr,
+    .closure_marshal = nullptr,
+};
+
 }  // namespace
 
 std::shared_ptr<AtspiThread> AtspiThread::shared() {
@@ -66,7 +80,12 @@ void AtspiThread::main(std::promise<void>& started) {
     // thread; moving it to this thread's context afterwards takes it out of there.
     const int status = atspi_init();
     connected_ = status == 0 || status == 1;
-    if (connected_) atspi_set_main_context(context_);
+    if (connected_) {
+        atspi_set_main_context(context_);
+        GSource* keeper = g_source_new(&connectionKeeper, sizeof(GSource));
+        g_source_attach(keeper, context_);
+        g_source_unref(keeper);
+    }
     started.set_value();
     g_main_loop_run(loop_);
     // Let the releases that elements posted on their way out run before the thread ends.

@@ -54,10 +54,10 @@ public:
     // default main context whatever context it was given: the UI thread's. When the UI thread
     // reads an answer there first, the call waiting for it here sees nothing arrive and waits out
     // its whole time-out, and libatspi's cache is changed from two threads. Called on this thread
-    // around every call, this moves the connection of `object`'s application, and of every
-    // application on the desktop, into this thread's context. What can still be read on the UI
-    // thread is the first cache reply of an application that libatspi met while this thread was
-    // idle, before any call of ours went to it.
+    // around every call and before each wait of its loop, this moves the connection of `object`'s
+    // application, and of every application on the desktop, into this thread's context. Left on
+    // the UI thread's context: an application libatspi has met but not yet placed on the desktop,
+    // until the first call of ours goes to it.
     static void keepConnectionsHere(AtspiAccessible* object);
 
 private:
