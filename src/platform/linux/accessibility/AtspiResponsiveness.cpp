@@ -41,7 +41,8 @@ void AtspiResponsiveness::noteSlowCall(AtspiAccessible* object, Clock::duration 
     if (elapsed < callTimeout_ * 8 / 10) return;
     const std::string bus = AtspiElement::busNameOf(object);
     if (!unresponsiveUntil_.contains(bus)) {
-        logger_.error("An application (" + bus + ", pid " + std::to_string(atspi_accessible_get_process_id(object, nullptr)) + ") took " +
+        logger_.error("An application (" + bus + ", pid " +
+                      std::to_string(atspi_accessible_get_process_id(object, nullptr)) + ") took " +
                       std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count()) +
                       " ms to answer the accessibility bus; skipping it for a while");
     }

@@ -11,7 +11,9 @@ gboolean runTask(gpointer data) {
     return G_SOURCE_REMOVE;
 }
 
-void deleteTask(gpointer data) { delete static_cast<std::function<void()>*>(data); }
+void deleteTask(gpointer data) {
+    delete static_cast<std::function<void()>*>(data);
+}
 
 // Takes in the connections opened while the loop dispatched, before it waits again; never ready.
 GSourceFuncs connectionKeeper{
@@ -52,8 +54,8 @@ AtspiThread::~AtspiThread() {
 }
 
 void AtspiThread::post(std::function<void()> task) {
-    g_main_context_invoke_full(context_, G_PRIORITY_DEFAULT, runTask, new std::function<void()>(std::move(task)),
-                               deleteTask);
+    g_main_context_invoke_full(context_, G_PRIORITY_DEFAULT, runTask,
+                               new std::function<void()>(std::move(task)), deleteTask);
 }
 
 void AtspiThread::keepConnectionsHere(AtspiAccessible* object) {
