@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/ports/AudioCapture.h"
@@ -10,28 +11,18 @@
 
 namespace quillon::testing {
 
-// The microphone without a sound server: the test feeds blocks through deliver(), injects run-time
-// errors through fail(), and makes the next starts fail through startFailures.
-class FakeAudioCapture final : public quillon::AudioCapture {
+// A capture without a sound server: the test feeds blocks through deliver(), injects run-time
+// errors through fail(), and makes the next starts fail through startFailures (one entry per
+// coming start: an error fails it, absent lets it through).
+template <class Port>
+class FakeCapture : public Port {
 public:
-    std::expected<void, AudioCaptureError> start(const std::string& sourceName, int sampleRate) override {
-        note(journal, "microphone.start(" + std::to_string(sampleRate) + ")");
-        if (running) return {};
-        if (!startFailures.empty()) {
-            auto failure = startFailures.front();
-            startFailures.erase(startFailures.begin());
-            if (failure) return std::unexpected(*failure);
-        }
-        source = sourceName;
-        running = true;
-        return {};
-    }
     void stop() override {
-        note(journal, "microphone.stop");
+        note(journal, name_ + ".stop");
         running = false;
     }
-    void setOnPCM16Data(PCM16Handler handler) override { pcm = std::move(handler); }
-    void setOnError(ErrorHandler handler) override { error = std::move(handler); }
+    void setOnPCM16Data(typename Port::PCM16Handler handler) override { pcm = std::move(handler); }
+    void setOnError(typename Port::ErrorHandler handler) override { error = std::move(handler); }
 
     void deliver(std::span<const std::byte> block) {
         if (running && pcm) pcm(block);
@@ -41,46 +32,52 @@ public:
     }
 
     CallJournal* journal = nullptr;
-    // One entry per coming start: an error fails it, absent lets it through.
     std::vector<std::optional<AudioCaptureError>> startFailures;
     bool running = false;
-    std::string source;
-    PCM16Handler pcm;
-    ErrorHandler error;
-};
+    typename Port::PCM16Handler pcm;
+    typename Port::ErrorHandler error;
 
-// System audio without a sound server, in the same shape.
-class FakeSystemAudioTap final : public quillon::SystemAudioTap {
-public:
-    std::expected<void, AudioCaptureError> start(const std::optional<std::string>& application) override {
-        note(journal, "tap.start(" + application.value_or("all") + ")");
+protected:
+    explicit FakeCapture(std::string name) : name_(std::move(name)) {}
+
+    // Notes the start as "<name>.start(<argument>)" and runs unless a failure waits for it.
+    std::expected<void, AudioCaptureError> begin(const std::string& argument) {
+        note(journal, name_ + ".start(" + argument + ")");
         if (running) return {};
         if (!startFailures.empty()) {
             auto failure = startFailures.front();
             startFailures.erase(startFailures.begin());
             if (failure) return std::unexpected(*failure);
         }
-        applicationIdentifier = application;
         running = true;
         return {};
     }
-    void stop() override {
-        note(journal, "tap.stop");
-        running = false;
-    }
-    void setOnPCM16Data(PCM16Handler handler) override { pcm = std::move(handler); }
-    void setOnError(ErrorHandler handler) override { error = std::move(handler); }
 
-    void deliver(std::span<const std::byte> block) {
-        if (running && pcm) pcm(block);
+private:
+    std::string name_;
+};
+
+// The microphone; `source` is the one the last successful start opened.
+class FakeAudioCapture final : public FakeCapture<quillon::AudioCapture> {
+public:
+    FakeAudioCapture() : FakeCapture("microphone") {}
+    std::expected<void, AudioCaptureError> start(const std::string& sourceName, int sampleRate) override {
+        const bool wasRunning = running;
+        auto started = begin(std::to_string(sampleRate));
+        if (started && !wasRunning) source = sourceName;
+        return started;
     }
 
-    CallJournal* journal = nullptr;
-    std::vector<std::optional<AudioCaptureError>> startFailures;
-    bool running = false;
-    std::optional<std::string> applicationIdentifier;
-    PCM16Handler pcm;
-    ErrorHandler error;
+    std::string source;
+};
+
+// System audio, of one application or all.
+class FakeSystemAudioTap final : public FakeCapture<quillon::SystemAudioTap> {
+public:
+    FakeSystemAudioTap() : FakeCapture("tap") {}
+    std::expected<void, AudioCaptureError> start(const std::optional<std::string>& application) override {
+        return begin(application.value_or("all"));
+    }
 };
 
 }  // namespace quillon::testing

@@ -16,13 +16,12 @@ public:
     struct File {
         std::filesystem::path path;
         std::vector<std::size_t> writes;  // samples per write call
-        std::vector<std::int16_t> samples;
         bool closed = false;
     };
 
     std::expected<std::unique_ptr<AudioFileWriter>, std::string> open(const std::filesystem::path& path) override {
         if (openFailure) return std::unexpected(*std::exchange(openFailure, std::nullopt));
-        files.push_back(std::make_shared<File>(File{path, {}, {}, false}));
+        files.push_back(std::make_shared<File>(File{path, {}, false}));
         return std::make_unique<Writer>(*this, files.back());
     }
 
@@ -38,7 +37,6 @@ private:
         std::expected<void, std::string> write(std::span<const std::int16_t> samples) override {
             file_->writes.push_back(samples.size());
             if (factory_.writeFailure) return std::unexpected(*factory_.writeFailure);
-            file_->samples.insert(file_->samples.end(), samples.begin(), samples.end());
             return {};
         }
 

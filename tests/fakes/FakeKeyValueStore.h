@@ -31,7 +31,6 @@ public:
         std::lock_guard lock(mutex_);
         return writes_;
     }
-    bool contains(std::string_view key) const { return value(key).has_value(); }
 
 private:
     mutable std::mutex mutex_;

@@ -15,7 +15,7 @@ public:
     struct File {
         std::vector<std::vector<std::int16_t>> blocks;
         bool needsExtraction = false;
-        std::optional<TranscriptionError> prepareError, openError;
+        std::optional<TranscriptionError> prepareError;
         std::optional<std::size_t> failReadAtBlock;
     };
     std::map<std::filesystem::path, File> files;
@@ -37,7 +37,6 @@ public:
         opened.push_back(file);
         const auto found = files.find(file);
         if (found == files.end()) return std::unexpected(TranscriptionError::audioLoadFailed());
-        if (found->second.openError) return std::unexpected(*found->second.openError);
         return std::make_unique<Reader>(found->second, openedFormats);
     }
 

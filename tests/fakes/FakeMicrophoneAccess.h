@@ -11,11 +11,7 @@ class FakeMicrophoneAccess final : public quillon::MicrophoneAccess {
 public:
     quillon::RecordPermission recordPermission() const override { return permission; }
     void requestRecordPermission(std::function<void(bool)> completion) override { requests.push_back(std::move(completion)); }
-    std::expected<void, std::string> openSettings() override {
-        ++settingsOpened;
-        if (!openFailure.empty()) return std::unexpected(openFailure);
-        return {};
-    }
+    std::expected<void, std::string> openSettings() override { return {}; }
 
     void answer(bool granted) {
         auto waiting = std::move(requests);
@@ -25,8 +21,6 @@ public:
 
     quillon::RecordPermission permission = quillon::RecordPermission::undetermined;
     std::vector<std::function<void(bool)>> requests;
-    std::string openFailure;
-    int settingsOpened = 0;
 };
 
 }  // namespace quillon::testing

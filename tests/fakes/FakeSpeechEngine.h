@@ -18,7 +18,7 @@ public:
 
     bool available = true;
     std::optional<AudioFormat> format = AudioFormat{16000.0, 1};
-    std::optional<TranscriptionError> assetsError, contextError, prepareError, finalizeError;
+    std::optional<TranscriptionError> contextError, finalizeError;
     std::deque<Results> analyzeBatches;
     Results finalizeBatch;
     std::optional<std::pair<int, TranscriptionError>> analyzeFailure;  // at this 0-based call
@@ -53,7 +53,7 @@ private:
             e.contexts.push_back(context);
             return outcome(e.contextError);
         }
-        std::expected<void, TranscriptionError> prepareToAnalyze(AudioFormat) override { return outcome(e.prepareError); }
+        std::expected<void, TranscriptionError> prepareToAnalyze(AudioFormat) override { return {}; }
         std::expected<void, TranscriptionError> analyze(std::span<const std::int16_t> samples,
                                                         const ResultHandler& onResult) override {
             e.fed.insert(e.fed.end(), samples.begin(), samples.end());
@@ -78,7 +78,7 @@ private:
     struct Transcriber final : SpeechTranscriber {
         FakeSpeechEngine& e;
         explicit Transcriber(FakeSpeechEngine& engine) : e(engine) {}
-        std::expected<void, TranscriptionError> ensureAssetsInstalled() override { return outcome(e.assetsError); }
+        std::expected<void, TranscriptionError> ensureAssetsInstalled() override { return {}; }
         std::optional<AudioFormat> bestAvailableAudioFormat() const override { return e.format; }
         std::unique_ptr<SpeechAnalyzer> makeAnalyzer() override { return std::make_unique<Analyzer>(e); }
     };

@@ -18,10 +18,6 @@ public:
     std::filesystem::path folder = "/run/user/1000/quillon";
     std::optional<std::error_code> failure;
 
-    bool exists(const std::string& name) const {
-        std::lock_guard lock(mutex_);
-        return files_.contains(name);
-    }
     std::string content(const std::string& name) const {
         std::lock_guard lock(mutex_);
         const auto found = files_.find(name);

@@ -18,7 +18,6 @@ struct FakeTextElement final : quillon::AccessibilityElement {
 
     std::string name;
     int processIdentifier;
-    bool processReadable = true;  // false: the owning process cannot be read (it quit)
 };
 
 // The desktop as far as text insertion sees it: which field has the focus (tests move it), what
@@ -59,7 +58,7 @@ private:
     // The same element of the same process, read as the real inserter reads it.
     bool hasFocus(const quillon::FocusedTextTarget& target) const {
         const auto* bound = dynamic_cast<const FakeTextElement*>(target.element.get());
-        return focused && bound && focused->processReadable && focused->processIdentifier == target.processIdentifier &&
+        return focused && bound && focused->processIdentifier == target.processIdentifier &&
                focused->name == bound->name && focused->processIdentifier == bound->processIdentifier;
     }
 

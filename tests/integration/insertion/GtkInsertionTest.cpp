@@ -1,4 +1,8 @@
 #include <gtest/gtest.h>
+#include <QCoreApplication>
+
+#include <atomic>
+#include <thread>
 
 #include "DesktopWorld.h"
 #include "SpeechTestFiles.h"
@@ -12,7 +16,8 @@ using testing::TestApplication;
 
 class GtkInsertionTest : public testing::DesktopTest {
 protected:
-    std::unique_ptr<TestApplication> start(const std::vector<std::string>& arguments, const std::string& focus) {
+    std::unique_ptr<TestApplication> start(const std::vector<std::string>& arguments,
+                                           const std::string& focus) {
         return startFixture("quillon_gtk_text_fixture", arguments, focus);
     }
 };
@@ -29,10 +34,34 @@ TEST_F(GtkInsertionTest, EntryTakesTextThroughTheAccessibilityPathAndReadsBack) 
 
     ASSERT_TRUE(world.inserter.insertText("wörld"));
     EXPECT_EQ(contents(*app, "plain"), "Hello wörld");
-    EXPECT_TRUE(world.log.output.contains(LogLevel::info, "Insertion target app=quillon_gtk_text_fixture bundle= role=textField "
-                                                          "eventPath=false placeholder=<none>"))
+    EXPECT_TRUE(
+        world.log.output.contains(LogLevel::info,
+                                  "Insertion target app=quillon_gtk_text_fixture bundle= role=textField "
+                                  "eventPath=false placeholder=<none>"))
         << "the process name stands in for the name of an application without a desktop file";
     EXPECT_TRUE(world.inserter.isSameElement(target->element, world.inserter.focusedInsertionElement()));
+}
+
+// Quillon's UI thread runs the default GLib main context all day, and libatspi hooks its
+// connection to each application into that context. Every answer must still reach the call on
+// the accessibility thread that waits for it, instead of being read on the UI thread.
+TEST_F(GtkInsertionTest, AnswersReachTheCallerWhileTheUiThreadRunsTheDefaultMainContext) {
+    auto app = start({"plain=steady"}, "plain");
+    ASSERT_TRUE(app);
+    const auto field = world.waitForFocusedField(app->pid(), AccessibilityRole::textField);
+    ASSERT_TRUE(field);
+    // The calls come from a worker, as the dictation's do, while this thread runs Qt's loop.
+    std::atomic<int> unanswered = 0;
+    std::atomic<bool> done = false;
+    std::jthread caller([&] {
+        for (int call = 0; call < 1000; ++call) {
+            if (world.accessibility.value(field) != "steady") ++unanswered;
+        }
+        done = true;
+    });
+    // Busy, as it is while the recording indicator animates: always about to look at the sockets.
+    while (!done) QCoreApplication::processEvents();
+    EXPECT_EQ(unanswered, 0);
 }
 
 TEST_F(GtkInsertionTest, TextViewInsertsAtTheCaretAndKeepsASelection) {
@@ -108,7 +137,8 @@ TEST_F(GtkInsertionTest, TypedLineBreakAddsALineAndSubmitsNothing) {
     ASSERT_TRUE(world.inserter.insertText("one"));  // typed: the entry has a placeholder
     // Key events are handled in order: once the full stop is in, so is the line break.
     ASSERT_TRUE(world.keyboard.typeText("."));
-    EXPECT_TRUE(testing::waitUntil([&] { return contents(*app, "hint") == "one."; })) << contents(*app, "hint");
+    EXPECT_TRUE(testing::waitUntil([&] { return contents(*app, "hint") == "one."; }))
+        << contents(*app, "hint");
 
     app->ask("focus notes");
     ASSERT_TRUE(world.waitForFocusedField(app->pid(), AccessibilityRole::textArea));

@@ -1,5 +1,5 @@
-// The live transcript window's own behaviour: which controls are enabled and what they say, the
-// source menu, following the end of the text, the summary's states and the sidebar's geometry.
+// The live transcript window's own behaviour: which controls are enabled and what they say,
+// following the end of the text, the summary's states and the sidebar's geometry.
 // First, before Qt defines its `emit` keyword, which the Codex fake uses as a name.
 #include "../../unit/live/LiveTranscriptCoordinatorFixture.h"
 
@@ -7,7 +7,6 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QLabel>
-#include <QMenu>
 #include <QScrollBar>
 #include <QTest>
 
@@ -18,7 +17,6 @@
 #include "ui/ChromeIconButton.h"
 #include "ui/CodexRequirementsPopover.h"
 #include "ui/TranscriptCleanupButton.h"
-#include "ui/live/AudioSourceMenuButton.h"
 #include "ui/live/ClearTranscriptConfirmation.h"
 #include "ui/live/EditableLiveTranscriptView.h"
 #include "ui/live/LiveSummarySidebar.h"
@@ -26,18 +24,12 @@
 #include "ui/live/LiveTranscriptPanelQt.h"
 #include "ui/live/LiveTranscriptTitlebar.h"
 #include "ui/live/SummarySidebarGeometry.h"
-#include "ui/markdown/RichMarkdownView.h"
 
 namespace quillon::testing {
 namespace {
 
 class LiveTranscriptPanelTest : public LiveTranscriptCoordinatorTest {
 public:
-    LiveTranscriptPanelTest() {
-        processes.list = {{101, "/usr/bin/mpv", "mpv", "mpv Media Player", "mpv", true},
-                          {202, "/usr/lib/chromium", "chromium", "Chromium", "chromium", false}};
-    }
-
     LiveTranscriptPanelQt& panel() {
         if (!panel_) {
             panel_ = std::make_unique<LiveTranscriptPanelQt>(
@@ -64,8 +56,6 @@ public:
 
 TEST_F(LiveTranscriptPanelTest, ControlsSayWhatTheyDoAndAreEnabledOnlyWhenTheyCanAct) {
     panel();
-    EXPECT_TRUE(panel().testAttribute(Qt::WA_ShowWithoutActivating));
-    EXPECT_TRUE(panel().windowFlags() & Qt::WindowStaysOnTopHint);
     EXPECT_EQ(titlebar().recordingButton()->accessibleName(), "Start transcription");
     EXPECT_FALSE(titlebar().audioRecordingButton()->isEnabled()) << "audio is recorded only during a run";
     EXPECT_FALSE(pane().clearButton()->isEnabled());
@@ -85,9 +75,6 @@ TEST_F(LiveTranscriptPanelTest, ControlsSayWhatTheyDoAndAreEnabledOnlyWhenTheyCa
     EXPECT_FALSE(model().isCleaningTranscript());
     pane().cleanupButton()->requirements()->close();
 
-    QTest::mouseClick(pane().copyButton(), Qt::LeftButton);
-    EXPECT_EQ(pasteboard.text, "Hello there. and");
-
     QTest::mouseClick(titlebar().recordingButton(), Qt::LeftButton);
     settle();
     EXPECT_FALSE(coordinator().isActive());
@@ -104,28 +91,6 @@ TEST_F(LiveTranscriptPanelTest, ControlsSayWhatTheyDoAndAreEnabledOnlyWhenTheyCa
     settle();
     EXPECT_TRUE(model().committedText().empty());
     EXPECT_FALSE(pane().clearButton()->isEnabled());
-}
-
-TEST_F(LiveTranscriptPanelTest, TheSourceMenuListsTheCatalogsApplicationsAndTicksTheChoice) {
-    panel();
-    QMenu* menu = titlebar().sourceButton()->buildMenu();
-    const auto actions = menu->actions();
-    ASSERT_EQ(actions.size(), 3);
-    EXPECT_TRUE(actions[0]->isChecked()) << "the microphone, first";
-    QStringList system;
-    for (QAction* action : actions[1]->menu()->actions())
-        system << (action->isSeparator() ? "-" : action->text());
-    EXPECT_EQ(system, (QStringList{"All System Audio", "-", "mpv Media Player", "Chromium"}))
-        << "playing first";
-
-    actions[2]->menu()->actions().last()->trigger();
-    settle();
-    EXPECT_EQ(model().audioConfiguration(),
-              (LiveAudioConfiguration{LiveAudioMode::microphoneAndSystemAudio, "chromium", "Chromium"}));
-    EXPECT_EQ(titlebar().sourceButton()->toolTip(), "Audio source: Microphone + Chromium");
-    menu = titlebar().sourceButton()->buildMenu();
-    EXPECT_FALSE(menu->actions()[0]->isChecked());
-    EXPECT_TRUE(menu->actions()[2]->menu()->actions().last()->isChecked());
 }
 
 TEST_F(LiveTranscriptPanelTest, TheTranscriptFollowsTheEndUntilTheUserScrollsAway) {
@@ -161,26 +126,15 @@ TEST_F(LiveTranscriptPanelTest, TheSidebarShowsTheSummaryStateAndTheWindowGrowsF
     EXPECT_EQ(panel().width(), std::max(collapsed + 330, 660));
     auto& sidebar = *panel().summarySidebar();
     EXPECT_TRUE(sidebar.isVisible());
+    EXPECT_FALSE(sidebar.copyButton()->isEnabled()) << "no summary yet";
 
-    struct Case {
-        LiveSummaryState state;
-        std::string markdown;
-        QString shows;  // empty: the Markdown itself
-    };
-    const Case cases[] = {
-        {LiveSummaryState::signedOut(), "",
-         "Connect your ChatGPT account to create a running summary with Codex."},
-        {LiveSummaryState::failed("Codex is rate limited."), "# Old", "Codex is rate limited."},
-        {LiveSummaryState::updating(), "# Talk\n\n- point", ""},
-    };
-    for (const auto& c : cases) {
-        coordinator().model().setSummaryState(c.state);
-        coordinator().model().setSummaryMarkdown(c.markdown);
-        settle();
-        EXPECT_EQ(sidebar.bodyText(), c.shows) << c.shows.toStdString();
-        EXPECT_EQ(sidebar.copyButton()->isEnabled(), !c.markdown.empty()) << c.shows.toStdString();
-    }
-    EXPECT_TRUE(sidebar.markdownView()->toPlainText().contains("point"));
+    // A failure is shown in its own words over the old summary, which stays to be copied. The
+    // summary drawn is what the live transcript program test reads.
+    coordinator().model().setSummaryState(LiveSummaryState::failed("Codex is rate limited."));
+    coordinator().model().setSummaryMarkdown("# Old");
+    settle();
+    EXPECT_EQ(sidebar.bodyText(), "Codex is rate limited.");
+    EXPECT_TRUE(sidebar.copyButton()->isEnabled());
 
     // Closed by a screen reader's toggle action, which changes the check state without a click.
     QAccessible::queryAccessibleInterface(titlebar().summaryButton())

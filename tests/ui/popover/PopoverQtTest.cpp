@@ -51,7 +51,7 @@ protected:
             .microphone = microphone,
             .accessibility = accessibility,
             .isLiveTranscriptActive = [this] { return liveActive; },
-            .toggleLiveTranscript = [this] { ++liveToggles; },
+            .toggleLiveTranscript = [] {},
             .openSettings = withSettings ? std::function<void()>([this] { ++settingsOpened; }) : nullptr,
             .quit = [this] { ++quits; },
         };
@@ -86,7 +86,7 @@ protected:
     testing::FakeUrlOpener urls;
     AccessibilityPermission accessibility{desktop, urls, log.logger(LogCategory::app)};
     bool liveActive = false;
-    int liveToggles = 0, settingsOpened = 0, quits = 0;
+    int settingsOpened = 0, quits = 0;
     std::vector<std::filesystem::path> transcribed;
 };
 
@@ -165,15 +165,10 @@ TEST_F(PopoverQtTest, ButtonsKeysAndDroppedFilesActAndCloseIt) {
     QTest::keyClick(&popover, Qt::Key_Escape);
     EXPECT_FALSE(popover.isPopoverShown());
 
-    // The keyboard starts on the first row; Return presses it.
+    // The keyboard starts on the first row, goes down to Settings past the disabled copy row, and
+    // Space presses it.
     open();
     ASSERT_EQ(popover.focusWidget(), button(popover, "Live Transcript"));
-    QTest::keyClick(popover.focusWidget(), Qt::Key_Return);
-    EXPECT_EQ(liveToggles, 1);
-    EXPECT_FALSE(popover.isPopoverShown());
-
-    // Down to Settings past the disabled copy row, then Space.
-    open();
     QTest::keyClick(popover.focusWidget(), Qt::Key_Down);
     EXPECT_EQ(popover.focusWidget(), button(popover, "Settings"));
     QTest::keyClick(popover.focusWidget(), Qt::Key_Space);

@@ -82,7 +82,6 @@ TEST(LiveAudioCaptureControllerTest, ReconfigureRestoresThePreviousSourceOrStops
     const Case cases[] = {
         {"equal configuration", {}, {}, callApp, std::nullopt, callApp, false},
         {"only the display name differs", {}, {}, callAppRenamed, std::nullopt, callAppRenamed, true},
-        {"change fails, previous restored", {noMicrophone}, {}, mixed, noMicrophone, callApp, true},
         {"change and restoration fail", {}, {appGone, appGone}, allSystemAudio,
          LiveAudioCaptureError{appGone, appGone}, std::nullopt, true},
     };

@@ -22,8 +22,6 @@ TEST(LiveAudioConfigurationTest, AStoredModeOfAnotherVersionReadsAsTheMicrophone
     EXPECT_EQ(LiveAudioPreferences::configuration(store),
               (LiveAudioConfiguration{LiveAudioMode::microphone, std::nullopt, "System Audio"}));
     EXPECT_EQ(store.writes(), 0);
-    const LiveAudioConfiguration everything{LiveAudioMode::microphoneAndSystemAudio, std::nullopt, "VLC"};
-    EXPECT_EQ(everything.displayName(), "Microphone + All System Audio");
 }
 
 SystemAudioProcess stream(int pid, std::string application, std::string name, bool playing) {
@@ -104,9 +102,7 @@ TEST(LiveAudioFileRecorderTest, WritesInBatchesOfAtLeastATenthOfASecondAndFlushe
         EXPECT_TRUE(file.closed);
         ASSERT_EQ(world.finished.size(), 1u);
         EXPECT_EQ(world.finished[0], file.path);
-        EXPECT_TRUE(file.path.filename().string().starts_with("Quillon Live Recording "));
-        EXPECT_EQ(file.path.parent_path(), world.temporaryFiles.folder);
-        EXPECT_EQ(file.path.extension(), ".m4a");
+        EXPECT_EQ(file.path.parent_path(), world.temporaryFiles.folder) << "private to the user";
         world.recorder.appendPCM16(std::vector<std::byte>(9600));  // after finish: dropped
         world.queue.advance(1s);
         EXPECT_EQ(file.writes, c.writesInAll) << c.bytes;

@@ -88,7 +88,6 @@ TEST_F(CodexTurnTest, TurnOutcomesFromTheCompletion) {
     const std::string invalid = "!Codex returned an unexpected response: response did not contain valid markdown output";
     const std::string missing = "!Codex returned an unexpected response: missing summary";
     const std::vector<std::pair<Json, std::string>> cases{  // the Markdown, or the failure after "!"
-        {{{"status", "failed"}, {"error", {{"message", "Quota reached"}}}}, "!Quota reached"},
         {{{"status", "failed"}, {"error", "x"}}, "!Codex App Server reported an error."},
         {{{"status", "interrupted"}, {"items", Json::array()}}, missing},
         {{{"items", {agentMessage(R"({"markdown":"x"})"), 3}}}, missing},

@@ -15,18 +15,7 @@ protected:
         scheduler, [this] { return CodexAppServerClient::make({scheduler, server.factory(), host, provider}); }};
 };
 
-TEST_F(TranscriptCleanupServiceTest, ACleanupIsOneChildOneThreadOneTurn) {
-    Outcome<std::string> outcome;
-    service.clean("hello ada", "Names: Ada", outcome.sink());
-    scheduler.runUntilIdle();
-    ASSERT_TRUE(outcome.arrived());
-    EXPECT_EQ(**outcome.value, "Hello, Ada.");
-
-    EXPECT_EQ(server.requests("turn/start").size(), 1u);
-    EXPECT_TRUE(server.child().terminated && server.child().destroyed) << "the child is ended before the answer";
-}
-
-TEST_F(TranscriptCleanupServiceTest, FailuresReachTheCallerInTheirOwnWords) {
+TEST_F(TranscriptCleanupServiceTest, ACleanupIsOneTurnOfItsOwnChildAndFailuresReachTheCallerInTheirOwnWords) {
     Outcome<std::string> notSignedIn;
     server.withAccount(std::nullopt);
     service.clean("t", "", notSignedIn.sink());
@@ -41,6 +30,8 @@ TEST_F(TranscriptCleanupServiceTest, FailuresReachTheCallerInTheirOwnWords) {
     scheduler.runUntilIdle();
     ASSERT_TRUE(local.value && *local.value) << local.failureText();
     EXPECT_EQ(**local.value, "Hello, Ada.");
+    EXPECT_EQ(server.requests("turn/start").size(), 1u) << "one turn";
+    EXPECT_TRUE(server.child().terminated && server.child().destroyed) << "the child is ended before the answer";
     provider.reset();
 
     server.withAccount("chatgpt").completingTurnsWith(R"({"transcript":" \n "})");

@@ -137,10 +137,6 @@ std::vector<Case> cases() {
          .mode = "capsLock", .keyCode = keyF5,
          .steps = {down(keyF5), down(keyA, caps), flagsTo(leftCtrl, ctrl)},
          .signals = "", .answers = "PPP", .finalState = idle},
-        {.name = "CapsLockModeInLearnModePassesEverything",
-         .mode = "capsLock",
-         .steps = {down(f18), up(f18)},
-         .signals = "", .answers = "PP", .finalState = idle, .learnMode = true},
     };
 }
 
@@ -200,14 +196,16 @@ TEST_F(HotkeyManagerTest, FollowsEveryTransitionAndEdgeCase) {
     }
 }
 
-TEST_F(HotkeyManagerTest, StartsAndStopsTheSourceWithTheKeysItMatches) {
+// Taking the keys again for a changed hotkey, and the words a failure is told in, are the X11
+// test's: here what is not tried again.
+TEST_F(HotkeyManagerTest, TakesItsKeysOnceAndAgainOnlyWhenTheyChangeWhileStarted) {
+    bool told = false;
+    hotkey_.onHotkeyUnavailable = [&](const std::string&) { told = true; };
     hotkey_.start();
     hotkey_.start();
     main_.runUntilIdle();
     EXPECT_EQ(source_.swallowed, (SwallowedKeys{.capsLockKey = false, .keyCode = 0, .modifiers = ctrl | super}));
     EXPECT_EQ(source_.starts, 1);
-
-    // A changed hotkey takes effect without a restart; an unchanged one is not taken again.
     settings_.setHotkeyModeRawValue("capsLock");
     hotkey_.settingsDidChange();
     hotkey_.settingsDidChange();
@@ -215,34 +213,23 @@ TEST_F(HotkeyManagerTest, StartsAndStopsTheSourceWithTheKeysItMatches) {
     EXPECT_EQ(source_.starts, 2);
     EXPECT_EQ(source_.deliver(Type::keyDown, f18, 0), KeyEventDisposition::swallow);
 
+    source_.fail("Caps Lock is held by another program.");
+    main_.runUntilIdle();
+    EXPECT_TRUE(told);
+    EXPECT_FALSE(hotkey_.isStarted());
+    EXPECT_FALSE(source_.swallowed);
+    hotkey_.settingsDidChange();
+    EXPECT_EQ(source_.starts, 2) << "the same keys are not tried again by themselves";
+
+    hotkey_.start();
     hotkey_.stop();
     hotkey_.stop();
     main_.runUntilIdle();
     EXPECT_FALSE(source_.swallowed);
     EXPECT_EQ(source_.deliver(Type::keyDown, f18, 0), KeyEventDisposition::pass) << "stopped: nothing is seen";
-    hotkey_.start();
-    EXPECT_EQ(source_.starts, 3);
-}
-
-TEST_F(HotkeyManagerTest, AKeyThatCannotBeTakenIsLoggedAndToldAndLeavesTheHotkeyStopped) {
-    std::string told;
-    hotkey_.onHotkeyUnavailable = [&](const std::string& message) { told = message; };
-    hotkey_.start();
-    source_.fail("Control+Super is held by another program.");
-    main_.runUntilIdle();
-    EXPECT_EQ(told, "The hotkey cannot be used: Control+Super is held by another program.");
-    EXPECT_FALSE(hotkey_.isStarted());
-    EXPECT_FALSE(source_.swallowed);
+    settings_.setHotkeyModeRawValue("standard");
     hotkey_.settingsDidChange();
-    EXPECT_EQ(source_.starts, 1) << "the same keys are not tried again by themselves";
-    settings_.setHotkeyKeyCode(63);
-    hotkey_.settingsDidChange();
-    EXPECT_EQ(source_.starts, 2) << "a changed hotkey is tried at once";
-    EXPECT_TRUE(hotkey_.isStarted());
-    hotkey_.stop();
-    settings_.setHotkeyKeyCode(64);
-    hotkey_.settingsDidChange();
-    EXPECT_EQ(source_.starts, 2) << "a stopped hotkey stays stopped";
+    EXPECT_EQ(source_.starts, 3) << "a stopped hotkey stays stopped";
 }
 
 }  // namespace

@@ -75,5 +75,26 @@ TEST_F(FocusedElementSearchTest, CaptureNeedsPermissionAndAProcess) {
     EXPECT_EQ(world.inserter.captureFocusedTextTarget().error(), TextInsertionError::accessibilityNotGranted);
 }
 
+// Text bound to a field at the start goes in only while that field of that process has the focus.
+TEST_F(FocusedElementSearchTest, TheBoundFieldHasTheFocusOnlyAsTheSameElementOfTheSameProcess) {
+    world.focus(FakeElement::textField("entry", ""));
+    const auto target = world.inserter.captureFocusedTextTarget();
+    ASSERT_TRUE(target);
+    struct Case {
+        const char* id;
+        std::optional<int> process;  // absent: it can no longer be read (it quit)
+        bool focus;
+    };
+    for (const auto& c : {Case{"entry", 100, true}, Case{"search", 100, false}, Case{"entry", 999, false},
+                          Case{"entry", std::nullopt, false}}) {
+        auto focused = FakeElement::textField(c.id, "");  // another reference, made anew
+        focused->processIdentifier = c.process;
+        world.focus(focused);
+        EXPECT_EQ(world.inserter.hasFocus(*target), c.focus) << c.id << " of " << c.process.value_or(-1);
+    }
+    world.focus(nullptr);
+    EXPECT_FALSE(world.inserter.hasFocus(*target));
+}
+
 }  // namespace
 }  // namespace quillon

@@ -63,6 +63,11 @@ public:
         return *coordinator_;
     }
     const LiveTranscriptModel& model() { return coordinator().model(); }
+    // A new coordinator with no session made yet, for the next case of a table.
+    void restart() {
+        coordinator_.reset();
+        sessions.sessions.clear();
+    }
 
     // A running session whose first update has arrived; the journal starts empty.
     void listen() {

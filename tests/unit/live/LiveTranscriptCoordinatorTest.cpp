@@ -64,14 +64,12 @@ TEST_F(LiveTranscriptCoordinatorTest, AnEditMadeWhileAnUpdateArrivesSurvivesItAn
         std::string expected;
     };
     const Case cases[] = {
+        // What the merge makes of other edits is its own table's business.
         {"appended", "the quick brwn fox. Typed", "the quick brwn fox. Typed jumps over. The dog."},
-        {"fixed in the middle", "the quick brown fox.", "the quick brown fox. jumps over. The dog."},
         {"deleted", "", " jumps over. The dog."},
-        {"two edits far apart", "The quick brwn fox!", "The quick brwn fox! jumps over. The dog."},
     };
     for (const auto& c : cases) {
-        sessions.sessions.clear();
-        coordinator_.reset();
+        restart();
         listen();
         update(last(), "the quick brwn fox.");
         session(last()).handlers.onUpdate({"the quick brwn fox. jumps over.", "", true});  // not yet applied
@@ -104,8 +102,7 @@ TEST_F(LiveTranscriptCoordinatorTest, StartOnlyBringsTheWindowUpWhenSomethingEls
          std::nullopt, false},
     };
     for (const auto& c : cases) {
-        coordinator_.reset();
-        sessions.sessions.clear();
+        restart();
         dictationRecording = false;
         coordinator().showWindow();
         c.before(*this);
@@ -117,7 +114,6 @@ TEST_F(LiveTranscriptCoordinatorTest, StartOnlyBringsTheWindowUpWhenSomethingEls
         EXPECT_EQ(sessions.sessions.size(), made) << c.name;
         EXPECT_EQ(model().errorMessage(), c.error) << c.name;
         EXPECT_EQ(coordinator().isActive(), c.active) << c.name;
-        EXPECT_EQ(activity.activeSnapshot(), c.active) << c.name;
     }
     finished(last(), "done");
     EXPECT_FALSE(coordinator().isActive()) << "the refused start stays refused after the drain";
@@ -142,7 +138,7 @@ TEST_F(LiveTranscriptCoordinatorTest, AFailureEndsTheRunAndKeepsTheText) {
          "The recogniser stopped."},
     };
     for (const auto& c : cases) {
-        coordinator_.reset();
+        restart();
         listen();
         const auto held = sessions.at(last());  // to speak after the coordinator let it go
         update(last(), "Kept words.", "kept tail");
@@ -150,7 +146,6 @@ TEST_F(LiveTranscriptCoordinatorTest, AFailureEndsTheRunAndKeepsTheText) {
         main.runUntilIdle();
         EXPECT_FALSE(coordinator().isActive()) << c.name;
         EXPECT_FALSE(coordinator().isStopping()) << c.name;
-        EXPECT_FALSE(activity.activeSnapshot()) << c.name;
         EXPECT_FALSE(capture.isRunning()) << c.name;
         EXPECT_FALSE(model().isListening()) << c.name;
         EXPECT_FALSE(model().isProcessing()) << c.name;
@@ -189,8 +184,7 @@ TEST_F(LiveTranscriptCoordinatorTest, AClearDuringARunRestartsItOnceTheStopHasEn
         {"failure", [](auto& t) { t.failed(0, "The recogniser stopped."); }},
     };
     for (const auto& c : cases) {
-        coordinator_.reset();
-        sessions.sessions.clear();
+        restart();
         listen();
         update(0, "Old words.");
         coordinator().clearTranscript();
@@ -240,8 +234,7 @@ TEST_F(LiveTranscriptCoordinatorTest, ASourceChangeIsKeptOnlyWhenCaptureMadeIt) 
         {"fails and cannot restore", true, {appGone}, {noMicrophone}, microphone, couldNotRestore, false},
     };
     for (const auto& c : cases) {
-        coordinator_.reset();
-        sessions.sessions.clear();
+        restart();
         LiveAudioPreferences::setConfiguration(store, microphone);
         if (c.listening) listen();
         tap.startFailures = c.tapFailures;

@@ -131,8 +131,6 @@ TEST(LiveTranscriptCleanupTable, TheCleanedTextKeepsWhatArrivedMeanwhile) {
     };
     const std::vector<Case> cases = {
         {"nothing", [](auto&) {}, "Hello, Ada.", std::nullopt},
-        {"speech", [](auto& t) { t.update(t.last(), "hello ada and grace", "more"); },
-         "Hello, Ada. and grace", std::nullopt},
         {"an edit inside the sent text, then speech",
          [](auto& t) {
              t.coordinator().editCommittedTranscript("hello ADA");

@@ -141,15 +141,11 @@ INSTANTIATE_TEST_SUITE_P(
         Failure{"engineUnavailable", [](SessionHarness& h) { h.engine.available = false; }, {unavailable, "completion"}},
         Failure{"localeNotSupported", [](SessionHarness& h) { h.locale = "de_DE"; },
                 {"failure[On-device speech transcription does not support de_DE.]", "completion"}},
-        Failure{"modelMissing", [](SessionHarness& h) { h.engine.assetsError = TranscriptionError::unavailable(); },
-                {unavailable, "completion"}},
         Failure{"noFormat", [](SessionHarness& h) { h.engine.format.reset(); },
                 {"failure[No compatible speech-recognition audio format is available.]", "completion"}},
         Failure{"contextRefused",
                 [](SessionHarness& h) { h.engine.contextError = TranscriptionError::audioLoadFailed(); },
                 {loadFailed, "completion"}},
-        Failure{"prepareFails", [](SessionHarness& h) { h.engine.prepareError = TranscriptionError::unavailable(); },
-                {unavailable, "completion"}},
         Failure{"analyzerFails",
                 [](SessionHarness& h) {
                     h.engine.analyzeFailure = {1, TranscriptionError::audioLoadFailed()};

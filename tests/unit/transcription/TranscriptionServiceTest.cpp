@@ -133,8 +133,6 @@ INSTANTIATE_TEST_SUITE_P(
                         f.prepareError = TranscriptionError::unreadableFile("No such file or directory");
                     },
                     TranscriptionError::unreadableFile("No such file or directory"), 0, true},
-        FileFailure{"unopenable", [](SessionHarness&, File& f) { f.openError = TranscriptionError::audioLoadFailed(); },
-                    TranscriptionError::audioLoadFailed(), 1, true},
         FileFailure{"readFails", [](SessionHarness&, File& f) { f.failReadAtBlock = 1; },
                     TranscriptionError::audioLoadFailed(), 1},
         // A recogniser failure, whichever step it is (the session's own tests go through them).

@@ -25,21 +25,17 @@ protected:
         std::make_unique<MenuBarController>(main, statusItem, pasteboard, log.logger(LogCategory::app));
 };
 
+// How each state looks is the tray icon's own test.
 TEST_F(MenuBarControllerTest, StatesTakeEffectOnTheMainQueueInOrder) {
     int notifications = 0;
     controller->onStateChanged = [&] { ++notifications; };
-    const std::vector<std::pair<AppState, StatusItemAppearance>> cases = {
-        {AppState::recording(), {StatusIcon::recording, "Recording", true}},
-        {AppState::idle(), {StatusIcon::idle, "Quillon", false}},
-    };
-    Appearances expected = statusItem.appearances;  // the idle icon shown at setup
-    for (const auto& [state, appearance] : cases) {
-        controller->updateState(state);
-        expected.push_back(appearance);
-    }
-    EXPECT_EQ(statusItem.appearances.size(), 1u);
+    controller->updateState(AppState::recording());
+    controller->updateState(AppState::idle());
+    EXPECT_EQ(statusItem.appearances.size(), 1u) << "only the idle icon shown at setup";
     main.runUntilIdle();
-    EXPECT_EQ(statusItem.appearances, expected);
+    ASSERT_EQ(statusItem.appearances.size(), 3u);
+    EXPECT_EQ(statusItem.appearances[1].icon, StatusIcon::recording);
+    EXPECT_EQ(statusItem.appearances[2].icon, StatusIcon::idle);
     EXPECT_EQ(notifications, 2);
 }
 
@@ -69,8 +65,6 @@ TEST_F(MenuBarControllerTest, KeepsTheNewestNonBlankTranscriptionAndCopiesTextTr
     controller->addTranscription(" \n\t ");
     main.runUntilIdle();
     EXPECT_EQ(controller->lastTranscription(), "second");
-    statusItem.onCopyLastTranscription();
-    EXPECT_EQ(pasteboard.text, "second");
     pasteboard.failWrites = true;
     EXPECT_FALSE(controller->copyLastTranscription());
 }

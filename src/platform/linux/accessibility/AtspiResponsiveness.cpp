@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/linux/accessibility/AtspiElement.h"
+#include "platform/linux/accessibility/AtspiThread.h"
 
 namespace quillon {
 
@@ -15,9 +16,13 @@ AtspiResponsiveness::AtspiResponsiveness(Logger logger, std::chrono::millisecond
     : logger_(std::move(logger)), callTimeout_(callTimeout), unresponsiveFor_(unresponsiveFor) {}
 
 AtspiResponsiveness::Call::Call(AtspiResponsiveness& owner, AtspiAccessible* object)
-    : owner_(owner), object_(object), start_(Clock::now()) {}
+    : owner_(owner), object_(object), start_(Clock::now()) {
+    AtspiThread::keepConnectionsHere(object_);
+}
 
 AtspiResponsiveness::Call::~Call() {
+    // The call may have met an application whose own connection libatspi opened meanwhile.
+    AtspiThread::keepConnectionsHere(object_);
     owner_.noteSlowCall(object_, Clock::now() - start_);
     if (error_) g_error_free(error_);
 }
@@ -36,7 +41,8 @@ void AtspiResponsiveness::noteSlowCall(AtspiAccessible* object, Clock::duration 
     if (elapsed < callTimeout_ * 8 / 10) return;
     const std::string bus = AtspiElement::busNameOf(object);
     if (!unresponsiveUntil_.contains(bus)) {
-        logger_.error("An application (" + bus + ", pid " + std::to_string(atspi_accessible_get_process_id(object, nullptr)) + ") took " +
+        logger_.error("An application (" + bus + ", pid " +
+                      std::to_string(atspi_accessible_get_process_id(object, nullptr)) + ") took " +
                       std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count()) +
                       " ms to answer the accessibility bus; skipping it for a while");
     }

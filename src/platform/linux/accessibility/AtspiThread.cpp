@@ -11,7 +11,23 @@ gboolean runTask(gpointer data) {
     return G_SOURCE_REMOVE;
 }
 
-void deleteTask(gpointer data) { delete static_cast<std::function<void()>*>(data); }
+void deleteTask(gpointer data) {
+    delete static_cast<std::function<void()>*>(data);
+}
+
+// Takes in the connections opened while the loop dispatched, before it waits again; never ready.
+GSourceFuncs connectionKeeper{
+    .prepare = [](GSource*, gint* timeout) -> gboolean {
+        AtspiThread::keepConnectionsHere(nullptr);
+        *timeout = -1;
+        return FALSE;
+    },
+    .check = [](GSource*) -> gboolean { return FALSE; },
+    .dispatch = [](GSource*, GSourceFunc, gpointer) -> gboolean { return G_SOURCE_CONTINUE; },
+    .finalize = nullptr,
+    .closure_callback = nullptr,
+    .closure_marshal = nullptr,
+};
 
 }  // namespace
 
@@ -38,8 +54,24 @@ AtspiThread::~AtspiThread() {
 }
 
 void AtspiThread::post(std::function<void()> task) {
-    g_main_context_invoke_full(context_, G_PRIORITY_DEFAULT, runTask, new std::function<void()>(std::move(task)),
-                               deleteTask);
+    g_main_context_invoke_full(context_, G_PRIORITY_DEFAULT, runTask,
+                               new std::function<void()>(std::move(task)), deleteTask);
+}
+
+void AtspiThread::keepConnectionsHere(AtspiAccessible* object) {
+    GMainContext* here = g_main_context_get_thread_default();
+    const auto keep = [here](AtspiAccessible* accessible) {
+        AtspiApplication* application = accessible ? accessible->parent.app : nullptr;
+        // Does nothing for a connection that is here already, as the shared bus connection is.
+        if (application && application->bus) atspi_dbus_connection_setup_with_g_main(application->bus, here);
+    };
+    keep(object);
+    AtspiAccessible* desktop = atspi_get_desktop(0);
+    if (!desktop) return;
+    for (guint i = 0; desktop->children && i < desktop->children->len; ++i) {
+        keep(static_cast<AtspiAccessible*>(g_ptr_array_index(desktop->children, i)));
+    }
+    g_object_unref(desktop);
 }
 
 void AtspiThread::main(std::promise<void>& started) {
@@ -50,7 +82,12 @@ void AtspiThread::main(std::promise<void>& started) {
     // thread; moving it to this thread's context afterwards takes it out of there.
     const int status = atspi_init();
     connected_ = status == 0 || status == 1;
-    if (connected_) atspi_set_main_context(context_);
+    if (connected_) {
+        atspi_set_main_context(context_);
+        GSource* keeper = g_source_new(&connectionKeeper, sizeof(GSource));
+        g_source_attach(keeper, context_);
+        g_source_unref(keeper);
+    }
     started.set_value();
     g_main_loop_run(loop_);
     // Let the releases that elements posted on their way out run before the thread ends.

@@ -87,9 +87,9 @@ PocketSphinxDecoderPool::Lease PocketSphinxDecoderPool::acquire(TranscriberPrese
 
 void PocketSphinxDecoderPool::warmUp(TranscriberPreset preset, PocketSphinxGlossary glossary) {
     loader_->post([this, preset, glossary = std::move(glossary)] {
-        topUp(preset, glossary);
-        logger_.info(idleCount(preset, glossary) > 0 ? "Speech recognition is ready"
-                                                     : "Speech recognition could not be prepared in advance");
+        // Asked afterwards, the idle count would be zero when a dictation took the decoder meanwhile.
+        logger_.info(topUp(preset, glossary) ? "Speech recognition is ready"
+                                             : "Speech recognition could not be prepared in advance");
     });
 }
 
@@ -99,12 +99,14 @@ std::size_t PocketSphinxDecoderPool::idleCount(TranscriberPreset preset, const P
     return found == idle_.end() ? 0 : found->second.size();
 }
 
-void PocketSphinxDecoderPool::topUp(TranscriberPreset preset, const PocketSphinxGlossary& glossary) {
+bool PocketSphinxDecoderPool::topUp(TranscriberPreset preset, const PocketSphinxGlossary& glossary) {
     std::lock_guard lock(mutex_);
-    if (!idle_[Kind{preset, glossary.key()}].empty()) return;
+    if (!idle_[Kind{preset, glossary.key()}].empty()) return true;
     // Made first: a new glossary drops the idle decoders of the previous one on the way.
     auto decoder = makeDecoder(preset, glossary);
-    if (decoder) idle_[Kind{preset, glossary.key()}].push_back(std::move(decoder));
+    if (!decoder) return false;
+    idle_[Kind{preset, glossary.key()}].push_back(std::move(decoder));
+    return true;
 }
 
 void PocketSphinxDecoderPool::release(const Kind& kind, ps_decoder_t* raw) {

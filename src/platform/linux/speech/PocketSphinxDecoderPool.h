@@ -115,7 +115,7 @@ private:
     std::string pronunciation(ps_decoder_t* decoder, const PocketSphinxGlossary::Term& term) const;
     void restoreInitialState(ps_decoder_t* decoder);  // mutex_ held
     void release(const Kind& kind, ps_decoder_t* decoder);
-    void topUp(TranscriberPreset preset, const PocketSphinxGlossary& glossary);
+    bool topUp(TranscriberPreset preset, const PocketSphinxGlossary& glossary);  // whether one is idle after it
 
     ModelPaths paths_;
     Logger logger_;
