@@ -1,6 +1,6 @@
-// The integration tests run inside a Qt application: the clipboard adapter needs one, and the
-// waits of the tests keep its event loop turning so the clipboard can be served to others. Its
-// widgets are on the accessibility bus, as Quillon's own windows are.
+// The insertion and indicator tests run inside a Qt application: the clipboard adapter and the
+// indicator need one, and the waits of the tests keep its event loop turning so the clipboard can
+// be served to others. Its widgets are on the accessibility bus, as Quillon's own windows are.
 #include <QApplication>
 
 #include <cstdlib>
