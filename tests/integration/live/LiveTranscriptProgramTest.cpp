@@ -103,12 +103,7 @@ protected:
 
     // The node of Quillon's windows with this role and name, once it is there.
     std::optional<AtspiNode> node(const std::string& role, const std::string& name) {
-        std::optional<AtspiNode> found;
-        serveEventsUntil([&] {
-            if (auto app = AtspiNode::application(quillon->processId())) found = app->find(role, name);
-            return found.has_value();
-        });
-        return found;
+        return waitForNode(*quillon, role, name);
     }
 
     // Presses the button (or toggle button) of that name.
@@ -192,13 +187,9 @@ TEST_F(LiveTranscriptProgram, AScreenReaderUserFollowsCorrectsSwitchesAndRecords
     const auto source = node("push button", "Audio source");
     ASSERT_TRUE(source);
     EXPECT_EQ(source->description(), "Microphone");
-    const auto visibleWindows = [&] {
-        return lines("xdotool", {"search", "--onlyvisible", "--pid", QString::number(quillon->processId())})
-            .size();
-    };
-    const auto windows = visibleWindows();
+    const auto windows = quillon->visibleWindows();
     ASSERT_TRUE(source->press());
-    ASSERT_TRUE(serveEventsUntil([&] { return visibleWindows() > windows; }));
+    ASSERT_TRUE(serveEventsUntil([&] { return quillon->visibleWindows() > windows; }));
     ASSERT_TRUE(run("xdotool", {"key", "Down", "Down", "Right", "Down", "Return"}));
     EXPECT_TRUE(serveEventsUntil([&] { return source->description() == "paplay"; })) << source->description();
     EXPECT_TRUE(heard(third)) << transcript() << quillon->log();

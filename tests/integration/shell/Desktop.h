@@ -129,6 +129,10 @@ public:
     }
     // What it logged so far.
     std::string log() { return peek(bytesAvailable()).toStdString(); }
+    // How many of its windows are on screen now.
+    qsizetype visibleWindows() {
+        return lines("xdotool", {"search", "--onlyvisible", "--pid", QString::number(processId())}).size();
+    }
     bool waitForLog(const std::string& text) {
         return serveEventsUntil([&] { return log().find(text) != std::string::npos; });
     }

@@ -4,6 +4,8 @@
 // name, pressing, toggling and typing through the interfaces the widgets export.
 #include <atspi/atspi.h>
 
+#include "../shell/Desktop.h"
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -93,5 +95,16 @@ private:
 
     std::shared_ptr<AtspiAccessible> accessible_;
 };
+
+// The node of `quillon`'s windows with this role and name, once it is there.
+inline std::optional<AtspiNode> waitForNode(QuillonProcess& quillon, const std::string& role,
+                                            const std::string& name) {
+    std::optional<AtspiNode> found;
+    serveEventsUntil([&] {
+        if (auto app = AtspiNode::application(quillon.processId())) found = app->find(role, name);
+        return found.has_value();
+    });
+    return found;
+}
 
 }  // namespace quillon::testing

@@ -21,18 +21,8 @@ using testing::AtspiNode;
 using ::testing::HasSubstr;
 using testing::QuillonProcess;
 using testing::serveEventsUntil;
+using testing::waitForNode;
 using QuillonWindows = testing::DesktopTest;
-
-// The node of `quillon`'s windows with this role and name, once it is there.
-std::optional<AtspiNode> waitForNode(QuillonProcess& quillon, const std::string& role,
-                                     const std::string& name) {
-    std::optional<AtspiNode> found;
-    serveEventsUntil([&] {
-        if (auto app = AtspiNode::application(quillon.processId())) found = app->find(role, name);
-        return found.has_value();
-    });
-    return found;
-}
 
 QString readAll(const QString& path) {
     QFile file(path);
@@ -71,13 +61,9 @@ TEST_F(QuillonWindows, SettingsFromTheTrayMenuStoreEachChangeAndTakeANewShortcut
     const auto icon = tray.iconOf(quillon.processId());
     ASSERT_TRUE(icon) << quillon.log();
     // The tray's menu, once it is on screen: Up twice from the bottom is "Settings…", above "Quit".
-    const auto visibleWindows = [&quillon] {
-        return testing::lines("xdotool",
-                              {"search", "--onlyvisible", "--pid", QString::number(quillon.processId())});
-    };
-    const auto before = visibleWindows().size();
+    const auto before = quillon.visibleWindows();
     ASSERT_TRUE(testing::clickOn(*icon, 3));
-    ASSERT_TRUE(serveEventsUntil([&] { return visibleWindows().size() > before; }));
+    ASSERT_TRUE(serveEventsUntil([&] { return quillon.visibleWindows() > before; }));
     ASSERT_TRUE(testing::run("xdotool", {"key", "Up", "Up", "Return"}));
     ASSERT_TRUE(waitForNode(quillon, "", "Quillon Settings")) << quillon.log();
 
