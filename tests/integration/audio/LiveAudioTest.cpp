@@ -182,6 +182,10 @@ protected:
 };
 
 constexpr double toneLevel = 0.1 * 32767;  // each voice file's tone after sox's mix
+// A tone that is not there: the speech of the streams that are heard has some energy at every
+// frequency, up to about 90 at one second of two voices at once; a stream that leaked in would
+// bring its whole tone, some 3300.
+constexpr double absentToneLevel = toneLevel * 0.1;
 
 TEST_F(LiveAudioTest, OneApplicationIsHeardAloneAlsoThroughSinkInputsItOpensLater) {
     auto alpha = play(voice("alpha"), "Alpha Player");
@@ -198,7 +202,7 @@ TEST_F(LiveAudioTest, OneApplicationIsHeardAloneAlsoThroughSinkInputsItOpensLate
     const auto first = heard.next(48000);
     ASSERT_EQ(first.size(), 48000u);
     EXPECT_GT(toneAmplitude(first, alphaTone), toneLevel * 0.7);
-    EXPECT_LT(toneAmplitude(first, bravoTone), toneLevel * 0.02);
+    EXPECT_LT(toneAmplitude(first, bravoTone), absentToneLevel);
 
     // The same application opens a second stream: it is attached and heard too.
     auto later = play(voice("later"), "Alpha Player");
@@ -207,7 +211,7 @@ TEST_F(LiveAudioTest, OneApplicationIsHeardAloneAlsoThroughSinkInputsItOpensLate
     const auto both = heard.next(48000);
     EXPECT_GT(toneAmplitude(both, alphaTone), toneLevel * 0.7);
     EXPECT_GT(toneAmplitude(both, laterTone), toneLevel * 0.7);
-    EXPECT_LT(toneAmplitude(both, bravoTone), toneLevel * 0.02);
+    EXPECT_LT(toneAmplitude(both, bravoTone), absentToneLevel);
 
     // The application quits: its streams are detached, and that is no error.
     alpha.reset();
