@@ -17,12 +17,12 @@ AtspiResponsiveness::AtspiResponsiveness(Logger logger, std::chrono::millisecond
 
 AtspiResponsiveness::Call::Call(AtspiResponsiveness& owner, AtspiAccessible* object)
     : owner_(owner), object_(object), start_(Clock::now()) {
-    AtspiThread::keepConnectionsHere(object_);
+    AtspiThread::keepConnectionHere(object_);
 }
 
 AtspiResponsiveness::Call::~Call() {
     // The call may have met an application whose own connection libatspi opened meanwhile.
-    AtspiThread::keepConnectionsHere(object_);
+    AtspiThread::keepDesktopConnectionsHere();
     owner_.noteSlowCall(object_, Clock::now() - start_);
     if (error_) g_error_free(error_);
 }

@@ -18,7 +18,7 @@ void deleteTask(gpointer data) {
 // Takes in the connections opened while the loop dispatched, before it waits again; never ready.
 GSourceFuncs connectionKeeper{
     .prepare = [](GSource*, gint* timeout) -> gboolean {
-        AtspiThread::keepConnectionsHere(nullptr);
+        AtspiThread::keepDesktopConnectionsHere();
         *timeout = -1;
         return FALSE;
     },
@@ -58,18 +58,26 @@ void AtspiThread::post(std::function<void()> task) {
                                new std::function<void()>(std::move(task)), deleteTask);
 }
 
-void AtspiThread::keepConnectionsHere(AtspiAccessible* object) {
-    GMainContext* here = g_main_context_get_thread_default();
-    const auto keep = [here](AtspiAccessible* accessible) {
-        AtspiApplication* application = accessible ? accessible->parent.app : nullptr;
-        // Does nothing for a connection that is here already, as the shared bus connection is.
-        if (application && application->bus) atspi_dbus_connection_setup_with_g_main(application->bus, here);
-    };
-    keep(object);
+namespace {
+
+// Does nothing for a connection that is here already, as the shared bus connection is.
+void moveConnection(AtspiAccessible* accessible, GMainContext* here) {
+    AtspiApplication* application = accessible ? accessible->parent.app : nullptr;
+    if (application && application->bus) atspi_dbus_connection_setup_with_g_main(application->bus, here);
+}
+
+}  // namespace
+
+void AtspiThread::keepConnectionHere(AtspiAccessible* object) {
+    moveConnection(object, g_main_context_get_thread_default());
+}
+
+void AtspiThread::keepDesktopConnectionsHere() {
     AtspiAccessible* desktop = atspi_get_desktop(0);
     if (!desktop) return;
+    GMainContext* here = g_main_context_get_thread_default();
     for (guint i = 0; desktop->children && i < desktop->children->len; ++i) {
-        keep(static_cast<AtspiAccessible*>(g_ptr_array_index(desktop->children, i)));
+        moveConnection(static_cast<AtspiAccessible*>(g_ptr_array_index(desktop->children, i)), here);
     }
     g_object_unref(desktop);
 }

@@ -53,12 +53,13 @@ public:
     // libatspi talks to most applications over a connection of their own, which it hooks into the
     // default main context whatever context it was given: the UI thread's. When the UI thread
     // reads an answer there first, the call waiting for it here sees nothing arrive and waits out
-    // its whole time-out, and libatspi's cache is changed from two threads. Called on this thread
-    // around every call and before each wait of its loop, this moves the connection of `object`'s
-    // application, and of every application on the desktop, into this thread's context. Left on
-    // the UI thread's context: an application libatspi has met but not yet placed on the desktop,
-    // until the first call of ours goes to it.
-    static void keepConnectionsHere(AtspiAccessible* object);
+    // its whole time-out, and libatspi's cache is changed from two threads. So, on this thread,
+    // the connection of each call's application is moved into this thread's context before the
+    // call, and those of every application on the desktop after it and before each wait of the
+    // loop. Left on the UI thread's context: an application libatspi has met but not yet placed
+    // on the desktop, until the first call of ours goes to it.
+    static void keepConnectionHere(AtspiAccessible* object);
+    static void keepDesktopConnectionsHere();
 
 private:
     void main(std::promise<void>& started);
