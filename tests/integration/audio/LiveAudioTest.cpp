@@ -130,12 +130,6 @@ double typicalToneAmplitude(const std::vector<std::int16_t>& samples, double fre
     return amplitudes[amplitudes.size() / 2];
 }
 
-// Waits for `condition`, checking it each time a short while has passed.
-template <class Condition>
-bool eventually(Condition condition) {
-    return testing::pollUntil(condition, patience);
-}
-
 class LiveAudioTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
@@ -166,12 +160,14 @@ protected:
 
     // Waits until the source list shows `application` playing.
     bool waitForPlaying(const std::string& application) {
-        return eventually([&] {
-            for (const auto& p : processes_.processes()) {
-                if (p.applicationIdentifier == application && p.isRunningOutput) return true;
-            }
-            return false;
-        });
+        return testing::pollUntil(
+            [&] {
+                for (const auto& p : processes_.processes()) {
+                    if (p.applicationIdentifier == application && p.isRunningOutput) return true;
+                }
+                return false;
+            },
+            patience);
     }
 
     static inline std::unique_ptr<testing::ScratchDirectory> scratch_;
@@ -206,7 +202,7 @@ TEST_F(LiveAudioTest, OneApplicationIsHeardAloneAlsoThroughSinkInputsItOpensLate
 
     // The same application opens a second stream: it is attached and heard too.
     auto later = play(voice("later"), "Alpha Player");
-    ASSERT_TRUE(eventually([&] { return tap.attachedCount() == 2; }));
+    ASSERT_TRUE(testing::pollUntil([&] { return tap.attachedCount() == 2; }, patience));
     heard.next(9600);  // let the new stream's first fragments through
     const auto both = heard.next(48000);
     EXPECT_GT(toneAmplitude(both, alphaTone), toneLevel * 0.7);
@@ -216,7 +212,7 @@ TEST_F(LiveAudioTest, OneApplicationIsHeardAloneAlsoThroughSinkInputsItOpensLate
     // The application quits: its streams are detached, and that is no error.
     alpha.reset();
     later.reset();
-    ASSERT_TRUE(eventually([&] { return tap.attachedCount() == 0; }));
+    ASSERT_TRUE(testing::pollUntil([&] { return tap.attachedCount() == 0; }, patience));
     tap.stop();
     EXPECT_TRUE(heard.errors().empty());
 
