@@ -8,7 +8,6 @@
 namespace quillon {
 namespace {
 
-using namespace std::chrono;
 using testing::TestLog;
 
 class LogServiceTest : public ::testing::Test {
@@ -23,18 +22,6 @@ protected:
     ManualScheduler queue_;
     TestLog log_{queue_};
 };
-
-TEST_F(LogServiceTest, LineHasTheFixedShapeInLocalTime) {
-    log_.clock.set(sys_days{year{2026} / 3 / 9} + 23h + 59min + 58s + 7ms);
-    log_.clock.setUtcOffset(hours(2));
-    const auto line = log_.service->formatLine(log_.clock.now(), LogLevel::error, LogCategory::transcription,
-                                               "/src/core/dictation/RecordingCoordinator.cpp", 42,
-                                               "startRecording()", "Recording error: boom");
-    EXPECT_EQ(
-        line,
-        "[2026-03-10 01:59:58.007] [ERROR] [Transcription] RecordingCoordinator.cpp:42 startRecording() - "
-        "Recording error: boom");
-}
 
 TEST_F(LogServiceTest, RingKeepsTheLastThousandInPostingOrder) {
     Logger logger = log_.logger(LogCategory::audio);
