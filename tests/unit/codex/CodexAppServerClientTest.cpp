@@ -62,21 +62,6 @@ TEST_F(CodexTransportTest, ARequestTimesOutAfterTwentySecondsAndItsLateAnswerIsI
     EXPECT_TRUE(next.arrived() && next.value->has_value()) << "the child keeps serving";
 }
 
-TEST_F(CodexTransportTest, AStoppedClientFailsItsWaitersAndWritesNothingMore) {
-    Outcome<std::optional<std::string>> outcome;
-    askAccount(outcome);
-    client->stop();
-    scheduler.runUntilIdle();
-    EXPECT_EQ(outcome.failureText(), "Codex App Server stopped unexpectedly.");
-
-    Outcome<std::optional<std::string>> refused;
-    const auto written = server.received.size();
-    client->accountType(false, refused.sink());
-    scheduler.runUntilIdle();
-    EXPECT_EQ(refused.failureText(), "Codex App Server stopped unexpectedly.");
-    EXPECT_EQ(server.received.size(), written);
-}
-
 TEST_F(CodexTransportTest, ChildDeathFailsEveryWaiterWithTheTailOfStandardError) {
     const std::string prefix = "Codex App Server stopped unexpectedly";
     struct Case {
