@@ -178,23 +178,6 @@ TEST(AudioRecorder, AFailedStartLeavesNothingBehind) {
     }
 }
 
-TEST(AudioRecorder, ReportsARunningFailureOnceOnTheMainThreadAndKeepsNoAudio) {
-    RecorderWorld world;
-    ASSERT_TRUE(world.recorder.startRecording(true, true));
-    world.capture.deliver(block(160, 1));
-    const AudioCaptureError lost{AudioCaptureError::Kind::connectionLost, ""};
-    world.capture.fail(lost);
-    world.capture.fail(lost);
-    EXPECT_TRUE(world.errors.empty()) << "reported on the main thread";
-    world.settle();
-
-    EXPECT_EQ(world.errors, std::vector<std::string>{"The connection to the sound server was lost."});
-    EXPECT_FALSE(world.capture.running);
-    EXPECT_TRUE(world.completed.empty());
-    EXPECT_EQ(world.filesLeft(), 0u);
-    EXPECT_TRUE(world.idleTimersOnly()) << "no limit left armed";
-}
-
 TEST(AudioRecorder, AFileThatCannotBeFinishedIsReportedAndDeleted) {
     RecorderWorld world;
     ASSERT_TRUE(world.recorder.startRecording(false, true));
