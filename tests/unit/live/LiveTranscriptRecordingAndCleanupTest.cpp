@@ -37,7 +37,8 @@ public:
     }
 };
 
-TEST_F(LiveAudioRecordingTest, ARecordingStartsOnlyDuringARunAndIsOfferedUnderATimeStampedName) {
+// Saving where the user chose is the live transcript program test's.
+TEST_F(LiveAudioRecordingTest, ARecordingIsOfferedUnderALocalTimeStampedNameAndDecliningDeletesIt) {
     coordinator().startAudioRecording();
     EXPECT_FALSE(model().isRecordingAudio()) << "no run, no recording";
 
@@ -45,23 +46,13 @@ TEST_F(LiveAudioRecordingTest, ARecordingStartsOnlyDuringARunAndIsOfferedUnderAT
               std::chrono::minutes{5});
     clock.setUtcOffset(std::chrono::hours{2});
     listen();
-    const auto temporary = recordAndFinish();
-    ASSERT_EQ(saveDialog.requests.size(), 1u) << "the second press did nothing";
-    const auto& request = saveDialog.requests[0];
-    EXPECT_EQ(request.suggestedName, "Quillon Recording 2026-03-10 01.05.00.m4a") << "local time";
-    EXPECT_TRUE(request.attachToTranscriptWindow);
-
-    answer("/home/ada/Music/talk.m4a");
-    EXPECT_EQ(fileMover.moves, (decltype(fileMover.moves){{temporary, "/home/ada/Music/talk.m4a"}}));
-    EXPECT_FALSE(model().errorMessage());
-    EXPECT_TRUE(model().isListening()) << "the run goes on";
-}
-
-TEST_F(LiveAudioRecordingTest, DecliningDeletesTheFileAndAFailedSaveKeepsItAndSaysWhere) {
-    listen();
     const auto declined = recordAndFinish();
+    ASSERT_EQ(saveDialog.requests.size(), 1u) << "the second press did nothing";
+    EXPECT_EQ(saveDialog.requests[0].suggestedName, "Quillon Recording 2026-03-10 01.05.00.m4a");
+    EXPECT_TRUE(saveDialog.requests[0].attachToTranscriptWindow);
     answer(std::nullopt);
     EXPECT_EQ(fileMover.removed, std::vector<std::filesystem::path>{declined});
+    EXPECT_TRUE(model().isListening()) << "the run goes on";
 
     const auto kept = recordAndFinish();
     fileMover.failure = "Permission denied";
@@ -130,7 +121,6 @@ TEST(LiveTranscriptCleanupTable, TheCleanedTextKeepsWhatArrivedMeanwhile) {
         std::optional<std::string> error;
     };
     const std::vector<Case> cases = {
-        {"nothing", [](auto&) {}, "Hello, Ada.", std::nullopt},
         {"an edit inside the sent text, then speech",
          [](auto& t) {
              t.coordinator().editCommittedTranscript("hello ADA");
