@@ -23,7 +23,6 @@
 #include "ui/live/LiveTranscriptPane.h"
 #include "ui/live/LiveTranscriptPanelQt.h"
 #include "ui/live/LiveTranscriptTitlebar.h"
-#include "ui/live/SummarySidebarGeometry.h"
 
 namespace quillon::testing {
 namespace {
@@ -143,15 +142,6 @@ TEST_F(LiveTranscriptPanelTest, TheSidebarShowsTheSummaryStateAndTheWindowGrowsF
     settle();
     EXPECT_EQ(panel().width(), collapsed) << "closing gives back exactly the old width";
     EXPECT_FALSE(sidebar.isVisible());
-}
-
-TEST(SummarySidebarGeometryTest, TheStoredWidthIsClampedToTheWindowAndTheWindowGrowsOnScreen) {
-    using G = SummarySidebarGeometry;
-    EXPECT_EQ(G::shownWidth(900, 700), 700 - 280 - 24 - 12);
-    EXPECT_EQ(G::shownWidth(900, 2000), 900) << "a wider window brings the stored width back";
-    EXPECT_EQ(G::shownWidth(330, 500), 250) << "the sidebar keeps its minimum in a narrow window";
-    EXPECT_EQ(G::shiftedLeft(1500, 500, 330, 0, 1920), 1170) << "moves left at the right edge";
-    EXPECT_EQ(G::shiftedLeft(100, 1800, 330, 50, 1920), 50) << "never past the left edge";
 }
 
 }  // namespace

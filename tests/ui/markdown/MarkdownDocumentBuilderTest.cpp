@@ -80,23 +80,6 @@ QString pngDataUrl() {
 }
 
 const Case cases[] = {
-    {"Headings", "# Title\n\n###### Smallest\n\nBody",
-     [](const Rendered& r) {
-         EXPECT_EQ(r.block("Title").blockFormat().headingLevel(), 1);
-         EXPECT_EQ(r.block("Smallest").blockFormat().headingLevel(), 6);
-         EXPECT_EQ(r.block("Body").blockFormat().headingLevel(), 0);
-         EXPECT_GT(r.formatOf("Title").font().pointSizeF(), r.formatOf("Body").font().pointSizeF());
-         EXPECT_EQ(r.blocks.size(), 3u) << "no empty block before the first heading";
-     }},
-    {"InlineStyles", "plain *slanted* **heavy** ~~gone~~ `code` end",
-     [](const Rendered& r) {
-         EXPECT_TRUE(r.formatOf("slanted").fontItalic());
-         EXPECT_EQ(r.formatOf("heavy").fontWeight(), QFont::Bold);
-         EXPECT_TRUE(r.formatOf("gone").fontStrikeOut());
-         EXPECT_TRUE(r.formatOf("code").fontFixedPitch());
-         EXPECT_FALSE(r.formatOf("plain").fontItalic());
-         EXPECT_EQ(r.blocks.front().text(), "plain slanted heavy gone code end");
-     }},
     {"NestedBulletAndOrderedLists", "- one\n- two\n  - inner\n\n1. first\n2. second",
      [](const Rendered& r) {
          QTextList* outer = r.block("one").textList();
@@ -111,13 +94,6 @@ const Case cases[] = {
          ASSERT_NE(ordered, nullptr);
          EXPECT_EQ(ordered->format().style(), QTextListFormat::ListDecimal);
          EXPECT_EQ(ordered->count(), 2);
-     }},
-    {"TaskList", "- [ ] open task\n- [x] done task\n- plain item",
-     [](const Rendered& r) {
-         EXPECT_EQ(r.block("open task").blockFormat().marker(), QTextBlockFormat::MarkerType::Unchecked);
-         EXPECT_EQ(r.block("done task").blockFormat().marker(), QTextBlockFormat::MarkerType::Checked);
-         EXPECT_EQ(r.block("plain item").blockFormat().marker(), QTextBlockFormat::MarkerType::NoMarker);
-         EXPECT_NE(r.block("open task").textList(), nullptr);
      }},
     {"TableWithHeaderAndAlignment",
      "Before\n\n| Name | Count |\n|:-----|------:|\n| apples | 3 |\n| pears | 12 |\n\nAfter",
