@@ -22,19 +22,12 @@ using testing::volatileResult;
 
 class TranscriptionServiceTest : public ::testing::Test {
 protected:
-    std::expected<std::string, TranscriptionError> transcribe(const std::filesystem::path& file) {
-        std::optional<std::expected<std::string, TranscriptionError>> result;
-        service_.transcribe(file, nullptr, [&](auto r) { result = std::move(r); });
-        jobs_.runAll();
-        EXPECT_TRUE(result) << "the completion must come";
-        return result.value_or(std::unexpected(TranscriptionError::unavailable()));
-    }
-
     // The diagnostics records, each without its time and run.
     std::vector<std::string> records() {
         std::istringstream in(files_.content(std::string(TranscriptionDiagnostics::fileName)));
         std::vector<std::string> messages;
-        for (std::string line; std::getline(in, line);) messages.push_back(line.substr(line.find("] [") + 41));
+        for (std::string line; std::getline(in, line);)
+            messages.push_back(line.substr(line.find("] [") + 41));
         return messages;
     }
 
@@ -56,9 +49,10 @@ TEST_F(TranscriptionServiceTest, JoinsFinalResultsCorrectsTheWholeTextAndQuotesT
                                {finalResult("ai said"), finalResult(", \"twice\"")}};
     h.engine.finalizeBatch = {volatileResult("nor this"), finalResult("done.")};
 
-    auto text = transcribe(file);
-    ASSERT_TRUE(text.has_value()) << text.error().description();
-    EXPECT_EQ(*text, "OpenAI said, \"twice\" done.");
+    std::optional<std::expected<std::string, TranscriptionError>> text;
+    service_.transcribe(file, nullptr, [&](auto result) { text = std::move(result); });
+    jobs_.runAll();
+    EXPECT_EQ(text, "OpenAI said, \"twice\" done.");
     EXPECT_THAT(h.engine.fed, ElementsAre(1, 2, 3, 4, 5));
     EXPECT_THAT(media.opened, ElementsAre(file)) << "an audio file is read in place";
     EXPECT_THAT(records(), ElementsAre(R"(BEGIN file="/music/a \"b\"\nc.wav")", R"(result="OpenAI said, \"twice\" done.")",
