@@ -103,15 +103,5 @@ TEST_F(CodexTransportTest, ALateEndOfAnEarlierChildDoesNotTouchTheNextOne) {
     EXPECT_FALSE(account.arrived()) << "the new child's request still waits for its answer";
 }
 
-TEST_F(CodexClientFixture, ASilentChildTimesOutTheHandshakeAndIsStopped) {
-    server.silence("initialize");
-    auto client = makeClient();
-    Outcome<void> started;
-    client->start(started.sink());
-    scheduler.advance(20s);
-    EXPECT_EQ(started.failureText(), "Codex timed out while waiting for initialize.");
-    EXPECT_TRUE(server.child().terminated);
-}
-
 }  // namespace
 }  // namespace quillon::testing

@@ -87,7 +87,8 @@ TEST_F(CodexTurnTest, AgentMessagesFromItemCompletedFillAnEmptyTurn) {
 TEST_F(CodexTurnTest, TurnOutcomesFromTheCompletion) {
     const std::string invalid = "!Codex returned an unexpected response: response did not contain valid markdown output";
     const std::string missing = "!Codex returned an unexpected response: missing summary";
-    const std::vector<std::pair<Json, std::string>> cases{  // the Markdown, or the failure after "!"
+    const std::vector<std::pair<Json, std::string>> cases{
+        // the Markdown, or the failure after "!"
         {{{"status", "failed"}, {"error", "x"}}, "!Codex App Server reported an error."},
         {{{"items", {agentMessage(R"({"markdown":"x"})"), 3}}}, missing},
         {{{"items", {agentMessage(R"({"markdown":"kept"})"), {{"type", "plan"}, {"text", "{}"}}}}}, "kept"},
