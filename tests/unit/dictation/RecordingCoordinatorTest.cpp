@@ -36,7 +36,8 @@ TEST_F(RecordingCoordinatorTest, StartStopAndCompletionCarryTheTextIntoTheFocuse
     EXPECT_TRUE(journal.empty());
     settle();
     EXPECT_FALSE(recorder.isRunning());
-    EXPECT_EQ(journal.back(), "session.finishAndWait") << "the recorder's completion, posted from within its stop";
+    EXPECT_EQ(journal.back(), "session.finishAndWait")
+        << "the recorder's completion, posted from within its stop";
     EXPECT_FALSE(coordinator->isTapToggleMode());
     EXPECT_EQ(state(), AppState::transcribing());
     EXPECT_EQ(chunksOnDisk(), 1u) << "the chunk stays until the session has finished";
@@ -80,7 +81,8 @@ TEST_F(RecordingCoordinatorTest, RefusedOrFailedStartLeavesNothingRunning) {
         start();
         hotkey.onRecordingModeChanged(true);  // the press outlives the start: no mode to change
         EXPECT_EQ(state(), c.state);
-        EXPECT_EQ(std::ranges::count(journal, "hotkey.resetToIdle"), c.focused ? 0 : 1) << "only a refusal resets it";
+        EXPECT_EQ(std::ranges::count(journal, "hotkey.resetToIdle"), c.focused ? 0 : 1)
+            << "only a refusal resets it";
         EXPECT_FALSE(recorder.isRunning());
         EXPECT_FALSE(coordinator->isTapToggleMode());
         EXPECT_FALSE(coordinator->hasTranscriptionSession());

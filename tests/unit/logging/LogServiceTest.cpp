@@ -32,20 +32,5 @@ TEST_F(LogServiceTest, RingKeepsTheLastThousandInPostingOrder) {
     EXPECT_TRUE(lines.back().ends_with(" - line 1000"));
 }
 
-// The caller gets the platform log at once and the ring later. A line below the platform log's
-// level still reaches the ring, and a message of several lines stays one entry there.
-TEST_F(LogServiceTest, RingTakesEveryLevelAndMultiLineMessagesWhole) {
-    log_.output.setMinimumLevel(LogLevel::info);
-    log_.logger(LogCategory::hotkey).debug("quiet");
-    log_.logger(LogCategory::models).error("first\nsecond");
-    EXPECT_TRUE(log_.output.contains(LogLevel::error, "first\nsecond"));
-    EXPECT_EQ(log_.output.entries().size(), 1u);
-    EXPECT_EQ(queue_.pendingCount(), 2u) << "the caller did not wait for the ring";
-    auto lines = ring();
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_TRUE(lines[0].ends_with(" - quiet"));
-    EXPECT_TRUE(lines[1].ends_with(" - first\nsecond"));
-}
-
 }  // namespace
 }  // namespace quillon

@@ -39,13 +39,12 @@ TEST_F(MenuBarControllerTest, KeepsTheNewestNonBlankTranscriptionAndCopiesTextTr
     EXPECT_EQ(controller->lastTranscription(), "second");
     pasteboard.failWrites = true;
     EXPECT_FALSE(controller->copyLastTranscription());
-}
 
-TEST_F(MenuBarControllerTest, PostedChangesAreDroppedOnceTheControllerIsGone) {
+    // Changes posted before the controller went are dropped when their turn comes.
     controller->updateState(AppState::recording());
     controller->addTranscription("text");
     controller.reset();
-    EXPECT_EQ(main.runUntilIdle(), 2u);  // the blocks ran and did nothing
+    EXPECT_EQ(main.runUntilIdle(), 2u);
 }
 
 TEST_F(MenuBarControllerTest, DropsAreTakenWhenAllFilesAreMediaAndNothingRecords) {
