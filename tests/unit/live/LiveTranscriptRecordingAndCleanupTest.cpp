@@ -108,45 +108,30 @@ public:
     std::string sent;
 };
 
-// A world of its own for each case of a table.
-struct CleanupWorld final : LiveTranscriptCleanupTest {
-    void TestBody() override {}
-};
+// What arrived while the cleanup ran stays: an edit inside the sent text and the speech after it.
+// A new run meanwhile takes the transcript away from the cleanup.
+TEST_F(LiveTranscriptCleanupTest, TheCleanedTextKeepsWhatArrivedMeanwhile) {
+    listen();
+    update(last(), "hello ada", "and");
+    coordinator().cleanupTranscript();
+    main.runUntilIdle();
+    EXPECT_TRUE(model().isCleaningTranscript());
+    EXPECT_NE(sent.find("hello ada"), std::string::npos);
+    EXPECT_EQ(sent.find("hello ada and"), std::string::npos) << "the provisional tail is never sent";
+    coordinator().cleanupTranscript();  // a second press while running
+    coordinator().editCommittedTranscript("hello ADA");
+    update(last(), "hello ada, then", "");
+    cleanupReturns("Hello, Ada.");
+    EXPECT_EQ(model().committedText(), "Hello, Ada., then");
+    EXPECT_FALSE(model().isCleaningTranscript());
+    EXPECT_EQ(server.requests("turn/start").size(), 1u);
 
-TEST(LiveTranscriptCleanupTable, TheCleanedTextKeepsWhatArrivedMeanwhile) {
-    struct Case {
-        const char* name;
-        std::function<void(CleanupWorld&)> meanwhile;
-        std::string expected;
-        std::optional<std::string> error;
-    };
-    const std::vector<Case> cases = {
-        {"an edit inside the sent text, then speech",
-         [](auto& t) {
-             t.coordinator().editCommittedTranscript("hello ADA");
-             t.update(t.last(), "hello ada, then", "");
-         },
-         "Hello, Ada., then", std::nullopt},
-        {"a new run", [](auto& t) { t.update(t.last(), "", ""); }, "",
-         std::string(LiveTranscriptCoordinator::cleanupConflictMessage)},
-    };
-    for (const auto& c : cases) {
-        CleanupWorld t;
-        t.listen();
-        t.update(t.last(), "hello ada", "and");
-        t.coordinator().cleanupTranscript();
-        t.main.runUntilIdle();
-        EXPECT_TRUE(t.model().isCleaningTranscript()) << c.name;
-        EXPECT_NE(t.sent.find("hello ada"), std::string::npos) << c.name;
-        EXPECT_EQ(t.sent.find("hello ada and"), std::string::npos) << "the provisional tail is never sent";
-        t.coordinator().cleanupTranscript();  // a second press while running
-        c.meanwhile(t);
-        t.cleanupReturns("Hello, Ada.");
-        EXPECT_EQ(t.model().committedText(), c.expected) << c.name;
-        EXPECT_EQ(t.model().cleanupErrorMessage(), c.error) << c.name;
-        EXPECT_FALSE(t.model().isCleaningTranscript()) << c.name;
-        EXPECT_EQ(t.server.requests("turn/start").size(), 1u) << c.name;
-    }
+    coordinator().cleanupTranscript();
+    main.runUntilIdle();
+    update(last(), "", "");
+    cleanupReturns("Hello, Ada.");
+    EXPECT_EQ(model().committedText(), "");
+    EXPECT_EQ(model().cleanupErrorMessage(), std::string(LiveTranscriptCoordinator::cleanupConflictMessage));
 }
 
 TEST_F(LiveTranscriptCleanupTest, AClearCancelsTheCleanupAndAFailureIsShownInItsOwnWords) {
