@@ -113,13 +113,6 @@ const Case cases[] = {
          QTextCursor after(r.block("After"));
          EXPECT_EQ(after.currentTable(), nullptr) << "text after the table is outside it";
      }},
-    {"CodeBlockKeepsItsLines", "```cpp\nint x = 1;\n  return x;\n```",
-     [](const Rendered& r) {
-         ASSERT_EQ(r.blocks.size(), 1u);
-         EXPECT_EQ(r.blocks[0].text(), QStringLiteral("int x = 1;") + QChar::LineSeparator + "  return x;");
-         EXPECT_TRUE(r.formatOf("return").fontFixedPitch());
-         EXPECT_TRUE(r.blocks[0].blockFormat().nonBreakableLines());
-     }},
     {"LinksAndAutolinks", "see [the notes](https://example.com/notes \"Notes\") or www.example.org today",
      [](const Rendered& r) {
          EXPECT_TRUE(r.formatOf("the notes").isAnchor());
@@ -141,22 +134,6 @@ const Case cases[] = {
 
 INSTANTIATE_TEST_SUITE_P(Corpus, MarkdownCorpus, ::testing::ValuesIn(cases),
                          [](const auto& param) { return std::string(param.param.name); });
-
-TEST(MarkdownImages, DataImageIsDrawnAndCachedAndRenderingReplacesTheDocument) {
-    MarkdownImageCache images;
-    Rendered rendered;
-    const QString url = pngDataUrl();
-    render("![red](" + url.toStdString() + ")", rendered, images);
-    QTextCursor cursor(rendered.blocks.front());
-    cursor.setPosition(rendered.blocks.front().position() + 1);
-    ASSERT_TRUE(cursor.charFormat().isImageFormat());
-    EXPECT_EQ(cursor.charFormat().toImageFormat().name(), url);
-    EXPECT_EQ(images.image(url)->size(), QSize(3, 2));
-
-    render("just text", rendered, images);
-    ASSERT_EQ(rendered.blocks.size(), 1u);
-    EXPECT_EQ(rendered.blocks.front().text(), "just text");
-}
 
 TEST(MarkdownImages, CacheDropsTheLeastRecentlyUsedPastItsCapacity) {
     QImage image(10, 10, QImage::Format_RGB32);
