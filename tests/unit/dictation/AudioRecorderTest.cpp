@@ -44,9 +44,6 @@ struct RecorderWorld {
         main.runUntilIdle();
     }
     std::size_t filesLeft() const { return files.writables.size(); }
-    const testing::FakeFileContents& file(const std::filesystem::path& path) const {
-        return *files.writables.at(path.filename().string());
-    }
     bool idleTimersOnly() const { return !main.nextDueTime().has_value(); }
 
     ManualScheduler main;
@@ -94,7 +91,7 @@ TEST(AudioRecorder, RecordsTheMicrophoneIntoAWavChunkHandedOverAfterTheStop) {
     world.settle();
 
     ASSERT_EQ(world.completed.size(), 1u);
-    const auto& wav = world.file(world.completed[0]);
+    const auto& wav = *world.files.writables.at(world.completed[0].filename().string());
     EXPECT_TRUE(wav.closed);
     EXPECT_EQ(wav.bytes.size(), WAVWriter::headerSize + 960);
     EXPECT_TRUE(world.idleTimersOnly()) << "an idle recorder keeps no timer";

@@ -22,15 +22,6 @@ using testing::volatileResult;
 
 class TranscriptionServiceTest : public ::testing::Test {
 protected:
-    // The diagnostics records, each without its time and run.
-    std::vector<std::string> records() {
-        std::istringstream in(files_.content(std::string(TranscriptionDiagnostics::fileName)));
-        std::vector<std::string> messages;
-        for (std::string line; std::getline(in, line);)
-            messages.push_back(line.substr(line.find("] [") + 41));
-        return messages;
-    }
-
     SessionHarness h;
     FakeMediaImport media;
     testing::FakeWallClock clock_;
@@ -55,8 +46,12 @@ TEST_F(TranscriptionServiceTest, JoinsFinalResultsCorrectsTheWholeTextAndQuotesT
     EXPECT_EQ(text, "OpenAI said, \"twice\" done.");
     EXPECT_THAT(h.engine.fed, ElementsAre(1, 2, 3, 4, 5));
     EXPECT_THAT(media.opened, ElementsAre(file)) << "an audio file is read in place";
-    EXPECT_THAT(records(), ElementsAre(R"(BEGIN file="/music/a \"b\"\nc.wav")", R"(result="OpenAI said, \"twice\" done.")",
-                                       "END"));
+    std::istringstream diagnostics(files_.content(std::string(TranscriptionDiagnostics::fileName)));
+    std::vector<std::string> records;  // without their time and run
+    for (std::string line; std::getline(diagnostics, line);)
+        records.push_back(line.substr(line.find("] [") + 41));
+    EXPECT_THAT(records, ElementsAre(R"(BEGIN file="/music/a \"b\"\nc.wav")",
+                                     R"(result="OpenAI said, \"twice\" done.")", "END"));
     EXPECT_TRUE(h.log.output.contains(LogLevel::info, "On-device file transcription complete (26 characters)"));
     for (const auto& entry : h.log.output.entries()) {
         EXPECT_EQ(entry.message.find("said"), std::string::npos) << "no transcript text in the log: " << entry.message;
