@@ -36,6 +36,18 @@ TEST_F(CodexLaunchTest, TheFirstExecutableInSearchOrderWins) {
     EXPECT_EQ(locator.findExecutable(), "/b/codex");
 }
 
+TEST_F(CodexLaunchTest, TheChildsPathStartsWithTheExecutablesFolderOnce) {
+    host.vars["PATH"] = ":/opt/tools::/usr/bin:";
+    host.vars["LANG"] = "C.UTF-8";
+    const auto environment = CodexExecutableLocator(host).processEnvironment("/usr/local/bin/codex");
+    EXPECT_EQ(environment.at("PATH"), "/usr/local/bin:/usr/bin:/bin:/usr/local/sbin:/usr/sbin:/sbin:/opt/tools");
+    EXPECT_EQ(environment.at("LANG"), "C.UTF-8") << "everything else is inherited";
+
+    host.vars.erase("PATH");
+    EXPECT_EQ(CodexExecutableLocator(host).processEnvironment("/x/codex").at("PATH"),
+              "/x:/usr/local/bin:/usr/bin:/bin:/usr/local/sbin:/usr/sbin:/sbin");
+}
+
 TEST_F(CodexLaunchTest, TheChildRunsInAPrivateHomeThatSharesOnlyTheUsersCredentials) {
     const fs::path home = root / "home";
     const fs::path privateHome = home / ".local/share/Quillon/CodexHome";
