@@ -12,7 +12,7 @@ namespace {
 class RecordingIndicatorFocus : public DesktopTest {};
 
 TEST_F(RecordingIndicatorFocus, GtkFieldKeepsTheFocusWhileThePillShowsAnimatesAndHides) {
-    auto gtk = startFixture("quillon_gtk_text_fixture", {}, "plain");
+    auto gtk = startGtk({}, "plain");
     ASSERT_TRUE(gtk);
     ASSERT_TRUE(world.waitForFocusedField(gtk->pid()));
 
@@ -32,10 +32,7 @@ TEST_F(RecordingIndicatorFocus, GtkFieldKeepsTheFocusWhileThePillShowsAnimatesAn
     const QRect capsule = pill->geometry().adjusted(24, 24, -24, -24);
     EXPECT_EQ(capsule.right() + 1, screen.right() + 1 - 20);
     EXPECT_EQ(capsule.bottom() + 1, screen.bottom() + 1 - 20);
-    EXPECT_EQ(capsule.size(), QSize(56, 30));
     EXPECT_TRUE(pill->isVisible());
-    EXPECT_TRUE(pill->testAttribute(Qt::WA_ShowWithoutActivating));
-    EXPECT_TRUE(pill->windowFlags().testFlag(Qt::WindowTransparentForInput));
     EXPECT_FALSE(pill->isActiveWindow());
     EXPECT_EQ(world.applications.frontmostProcessIdentifier(), gtk->pid());
     EXPECT_TRUE(world.waitForFocusedField(gtk->pid()));

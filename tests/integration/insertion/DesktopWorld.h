@@ -109,6 +109,10 @@ protected:
         if (application) application->ask("focus " + focus);
         return application;
     }
+    std::unique_ptr<TestApplication> startGtk(const std::vector<std::string>& arguments,
+                                              const std::string& focus) {
+        return startFixture("quillon_gtk_text_fixture", arguments, focus);
+    }
 
     // What a fixture's widget holds now.
     std::string contents(TestApplication& application, const std::string& widget) {
