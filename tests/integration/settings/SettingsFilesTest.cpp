@@ -49,16 +49,6 @@ protected:
     testing::FakeLoginItem loginItem_;
 };
 
-TEST_F(SettingsFilesTest, TheDefaultsAreNeverWrittenOnlyWhatTheUserChanged) {
-    auto store = openStore();
-    SettingsManager settings(store, loginItem_, log_.logger(LogCategory::settings));
-    EXPECT_EQ(settings.inputDeviceUID(), "System Default");
-    EXPECT_FALSE(std::filesystem::exists(file_.parent_path()));
-    settings.setHotkeyKeyCode(30);
-    EXPECT_EQ(readFile(file_), "[General]\nhotkeyKeyCode=30\n");
-    EXPECT_TRUE(errors().empty());
-}
-
 // Written by one run of the program, read by the next: INI text keeps no types, so text that
 // looks like a number or a flag must not come back as one.
 TEST_F(SettingsFilesTest, ValuesComeBackWithTheirTypeAfterARestart) {

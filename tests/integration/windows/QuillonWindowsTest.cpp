@@ -10,6 +10,8 @@
 #include <QScreen>
 #include <QTemporaryDir>
 
+#include <fstream>
+
 #include "../shell/Desktop.h"
 #include "../speech/SpeechTestFiles.h"
 #include "AtspiNode.h"
@@ -66,16 +68,6 @@ TEST_F(QuillonWindows, SettingsFromTheTrayMenuStoreEachChangeAndTakeANewShortcut
     ASSERT_TRUE(serveEventsUntil([&] { return quillon.visibleWindows() > before; }));
     ASSERT_TRUE(testing::run("xdotool", {"key", "Up", "Up", "Return"}));
     ASSERT_TRUE(waitForNode(quillon, "", "Quillon Settings")) << quillon.log();
-
-    // Open at Login writes and removes the desktop's autostart entry.
-    const auto openAtLogin = waitForNode(quillon, "check box", "Open at Login");
-    ASSERT_TRUE(openAtLogin);
-    const QString autostart = home.filePath("config/autostart/quillon.desktop");
-    ASSERT_TRUE(openAtLogin->press());
-    EXPECT_TRUE(serveEventsUntil([&] { return QFile::exists(autostart); }));
-    EXPECT_TRUE(serveEventsUntil([&] { return openAtLogin->has(ATSPI_STATE_CHECKED); }));
-    ASSERT_TRUE(openAtLogin->press());
-    EXPECT_TRUE(serveEventsUntil([&] { return !QFile::exists(autostart); }));
 
     // A correction typed into the table is stored at once, with the arrow.
     const QString settingsFile = home.filePath("config/Quillon/Quillon.conf");
@@ -148,12 +140,7 @@ TEST_F(QuillonWindows, FilesHandedToTheRunningQuillonOpenTranscriptWindowsAndOth
 
     const testing::ScratchDirectory scratch;
     const auto pdf = scratch / "notes.pdf";
-    QFile file(QString::fromStdString(pdf.string()));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(
-        "%PDF-1.4\n%\xe2\xe3\xcf\xd3\n1 0 obj << /Type /Catalog >> endobj\ntrailer << /Root 1 0 R "
-        ">>\n%%EOF\n");
-    file.close();
+    std::ofstream(pdf) << "%PDF-1.4\n1 0 obj << /Type /Catalog >> endobj\ntrailer << /Root 1 0 R >>\n%%EOF\n";
     const auto refused = launchAgain(home.path(), {pdf.string(), wav.string()});
     EXPECT_EQ(refused.exitCode, 1);
     EXPECT_THAT(refused.err, HasSubstr("Unsupported file type. Drop an audio or video file."));
