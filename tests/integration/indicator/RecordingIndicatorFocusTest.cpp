@@ -9,7 +9,7 @@
 namespace quillon::testing {
 namespace {
 
-class RecordingIndicatorFocus : public DesktopTest {};
+class RecordingIndicatorFocus : public DesktopWorldTest {};
 
 TEST_F(RecordingIndicatorFocus, GtkFieldKeepsTheFocusWhileThePillShowsAnimatesAndHides) {
     auto gtk = startGtk({}, "plain");
@@ -26,7 +26,7 @@ TEST_F(RecordingIndicatorFocus, GtkFieldKeepsTheFocusWhileThePillShowsAnimatesAn
     const auto framesDrawn = [&] { return indicator.framesDrawn(); };
     QWidget* pill = indicator.window();
     ASSERT_TRUE(pill);
-    EXPECT_TRUE(waitUntil([&] { return framesDrawn() >= 10; }));
+    EXPECT_TRUE(serveEventsUntil([&] { return framesDrawn() >= 10; }));
 
     const QRect screen = QGuiApplication::primaryScreen()->geometry();
     const QRect capsule = pill->geometry().adjusted(24, 24, -24, -24);
@@ -38,14 +38,15 @@ TEST_F(RecordingIndicatorFocus, GtkFieldKeepsTheFocusWhileThePillShowsAnimatesAn
     EXPECT_TRUE(world.waitForFocusedField(gtk->pid()));
 
     indicator.setMode(RecordingIndicatorMode::transcribing);
-    EXPECT_TRUE(waitUntil([&] { return indicator.shownMode() == RecordingIndicatorMode::transcribing; }));
+    EXPECT_TRUE(
+        serveEventsUntil([&] { return indicator.shownMode() == RecordingIndicatorMode::transcribing; }));
     const int frames = framesDrawn();
-    EXPECT_TRUE(waitUntil([&] { return framesDrawn() >= frames + 10; }));
+    EXPECT_TRUE(serveEventsUntil([&] { return framesDrawn() >= frames + 10; }));
 
     indicator.hide();
     indicator.hide();
     indicator.show();  // during the fade-out: lost
-    EXPECT_TRUE(waitUntil([&] { return indicator.window() == nullptr; }));
+    EXPECT_TRUE(serveEventsUntil([&] { return indicator.window() == nullptr; }));
     EXPECT_FALSE(indicator.isAnimating());
     EXPECT_FALSE(indicator.isVisible());
 
@@ -53,7 +54,7 @@ TEST_F(RecordingIndicatorFocus, GtkFieldKeepsTheFocusWhileThePillShowsAnimatesAn
     EXPECT_EQ(world.applications.frontmostProcessIdentifier(), gtk->pid());
     ASSERT_TRUE(world.waitForFocusedField(gtk->pid()));
     ASSERT_TRUE(world.keyboard.typeText("ok"));
-    EXPECT_TRUE(waitUntil([&] { return contents(*gtk, "plain") == "ok"; }));
+    EXPECT_TRUE(serveEventsUntil([&] { return contents(*gtk, "plain") == "ok"; }));
 }
 
 }  // namespace

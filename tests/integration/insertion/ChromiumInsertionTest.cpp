@@ -61,7 +61,7 @@ protected:
     // Waits until the focus the page gave reaches the browser's accessibility tree: a field of
     // `role`, or without one anything but the document, which holds the focus until then.
     bool awaitFocus(std::optional<AccessibilityRole> role) {
-        return testing::waitUntil(
+        return testing::serveEventsUntil(
             [&] {
                 const ElementRef focused = world.inserter.focusedInsertionElement();
                 if (!focused || world.accessibility.processIdentifier(focused) != browser_->pid())

@@ -12,7 +12,7 @@ namespace quillon {
 namespace {
 
 using namespace std::chrono;
-using DesktopFailureTest = testing::DesktopTest;
+using DesktopFailureTest = testing::DesktopWorldTest;
 
 TEST_F(DesktopFailureTest, ZenityEntryGetsTheTextItPrintsOnReturn) {
     auto zenity = world.launch("zenity", {"--entry", "--title=Quillon", "--text=Say something"}, false);
@@ -76,7 +76,7 @@ TEST_F(DesktopFailureTest, PasteFallBackInsertsAndGivesTheClipboardBack) {
                           world.settings,      world.log.logger(LogCategory::insertion)};
     ASSERT_TRUE(inserter.insertText("pasted 日本語"));
     EXPECT_TRUE(world.log.output.contains(LogLevel::info, "Inserted via AXPaste action"));
-    EXPECT_TRUE(testing::waitUntil([&] { return app->ask("dump hint") == "hint=pasted 日本語"; }));
+    EXPECT_TRUE(testing::serveEventsUntil([&] { return app->ask("dump hint") == "hint=pasted 日本語"; }));
 
     world.mainQueue.advance(milliseconds(100));
     EXPECT_EQ(world.pasteboard.string(), "the user's clipboard");

@@ -11,7 +11,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-using GtkInsertionTest = testing::DesktopTest;
+using GtkInsertionTest = testing::DesktopWorldTest;
 
 // Quillon's UI thread runs the default GLib main context all day, and libatspi hooks its
 // connection to each application into that context. Every answer must still reach the call on
@@ -55,7 +55,7 @@ TEST_F(GtkInsertionTest, PasswordFieldIsTypedIntoAndNeverLogged) {
     ASSERT_TRUE(app);
     ASSERT_TRUE(world.waitForFocusedField(app->pid(), AccessibilityRole::passwordField));
     ASSERT_TRUE(world.inserter.insertText("Xy"));
-    EXPECT_TRUE(testing::waitUntil([&] { return contents(*app, "secret") == "hunter2Xy"; }));
+    EXPECT_TRUE(testing::serveEventsUntil([&] { return contents(*app, "secret") == "hunter2Xy"; }));
     for (const auto& entry : world.log.output.entries()) {
         EXPECT_EQ(entry.message.find("hunter2"), std::string::npos) << entry.message;
     }
@@ -69,7 +69,7 @@ TEST_F(GtkInsertionTest, ButtonsRowsAndLabelsAreNoTextFields) {
     for (const std::string widget : {"button", "row", "label"}) {
         SCOPED_TRACE(widget);
         app->ask("focus " + widget);
-        ASSERT_TRUE(testing::waitUntil([&] {
+        ASSERT_TRUE(testing::serveEventsUntil([&] {
             const ElementRef focused = world.accessibility.systemWideFocusedElement();
             const auto role = focused ? world.accessibility.role(focused) : std::nullopt;
             return role && role != AccessibilityRole::textField;
@@ -92,20 +92,21 @@ TEST_F(GtkInsertionTest, TypedLineBreakAddsALineAndSubmitsNothing) {
     ASSERT_TRUE(world.inserter.insertText("one"));  // typed: the entry has a placeholder
     // Key events are handled in order: once the full stop is in, so is the line break.
     ASSERT_TRUE(world.keyboard.typeText("."));
-    EXPECT_TRUE(testing::waitUntil([&] { return contents(*app, "hint") == "one."; }))
+    EXPECT_TRUE(testing::serveEventsUntil([&] { return contents(*app, "hint") == "one."; }))
         << contents(*app, "hint");
 
     app->ask("focus notes");
     ASSERT_TRUE(world.waitForFocusedField(app->pid(), AccessibilityRole::textArea));
     ASSERT_TRUE(world.keyboard.typeText("two\nthree\n."));
-    EXPECT_TRUE(testing::waitUntil([&] { return contents(*app, "notes") == "two\\nthree\\n."; }))
+    EXPECT_TRUE(testing::serveEventsUntil([&] { return contents(*app, "notes") == "two\\nthree\\n."; }))
         << contents(*app, "notes");
     EXPECT_EQ(contents(*app, "button"), "0") << "a typed line break submitted the window";
 
     app->ask("focus plain");
     ASSERT_TRUE(world.waitForFocusedField(app->pid(), AccessibilityRole::textField));
     ASSERT_TRUE(world.keyboard.pressKey(SyntheticKey::returnKey));
-    EXPECT_TRUE(testing::waitUntil([&] { return contents(*app, "button") == "1"; })) << "Return submits";
+    EXPECT_TRUE(testing::serveEventsUntil([&] { return contents(*app, "button") == "1"; }))
+        << "Return submits";
 }
 
 }  // namespace

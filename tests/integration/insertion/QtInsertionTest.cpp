@@ -8,7 +8,7 @@ namespace {
 using testing::DesktopWorld;
 using testing::TestApplication;
 
-class QtInsertionTest : public testing::DesktopTest {
+class QtInsertionTest : public testing::DesktopWorldTest {
 protected:
     std::unique_ptr<TestApplication> start(const std::vector<std::string>& arguments, const std::string& focus) {
         return startFixture("quillon_qt_text_fixture", arguments, focus);
@@ -37,7 +37,7 @@ TEST_F(QtInsertionTest, EachTextWidgetTakesTheTextAtItsCaret) {
         ASSERT_TRUE(world.waitForFocusedField(app->pid()));
         world.settings.setAppendSpaceAfterInsertion(c.appendSpace);
         ASSERT_TRUE(world.inserter.insertText(c.text));
-        EXPECT_TRUE(testing::waitUntil([&] { return contents(*app, c.widget) == c.expected; }))
+        EXPECT_TRUE(testing::serveEventsUntil([&] { return contents(*app, c.widget) == c.expected; }))
             << contents(*app, c.widget);
     }
 }

@@ -58,7 +58,7 @@ TEST_F(DesktopEntryIndexTest, RunningProcessIsNamedByTheDesktopFileThatLaunchedI
     unsetenv("GIO_LAUNCHED_DESKTOP_FILE");
     ASSERT_TRUE(sleeper.started());
     // The child's environment is in place once it runs its own program.
-    ASSERT_TRUE(testing::waitUntil([&] {
+    ASSERT_TRUE(testing::serveEventsUntil([&] {
         return applications.applicationWithProcessIdentifier(sleeper.pid())->processName == "sleep";
     }));
     const auto found = applications.applicationWithProcessIdentifier(sleeper.pid());

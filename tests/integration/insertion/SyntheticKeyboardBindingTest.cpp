@@ -21,7 +21,7 @@ std::string ideographs(UChar32 first, std::size_t count) {
     return text;
 }
 
-class SyntheticKeyboardBindingTest : public testing::DesktopTest {};
+class SyntheticKeyboardBindingTest : public testing::DesktopWorldTest {};
 
 // A phrase that runs out of spare keycodes waits for one to settle; the previous phrase's
 // restoration falls due meanwhile and must leave alone the keys this phrase has just bound.
@@ -35,7 +35,7 @@ TEST_F(SyntheticKeyboardBindingTest, LastPhrasesRestorationSparesTheKeysTheNextO
     ASSERT_TRUE(keyboard.typeText(ideographs(0x4E00, spare - 2)));
     ASSERT_TRUE(keyboard.typeText(ideographs(0x5E00, 3)));  // two free keycodes, then one to take back
     EXPECT_EQ(keyboard.boundKeycodeCount(), spare) << "keys bound by the second phrase were unmapped under it";
-    EXPECT_TRUE(testing::waitUntil([&] { return keyboard.boundKeycodeCount() == 0; }));
+    EXPECT_TRUE(testing::serveEventsUntil([&] { return keyboard.boundKeycodeCount() == 0; }));
 }
 
 }  // namespace

@@ -51,7 +51,8 @@ protected:
     // Quillon, with its home in the scratch folder, started from the popover on the microphone.
     void startTranscript(const QList<std::pair<QString, QString>>& environment = {}) {
         quillon = std::make_unique<QuillonProcess>(
-            scratch.path(), QList<std::pair<QString, QString>>{{"HOME", home()}} + environment);
+            QUILLON_BINARY, scratch.path(),
+            QList<std::pair<QString, QString>>{{"HOME", home()}} + environment);
         // Started once the recogniser's model is loaded, as after a launch at login: the first
         // words are not held up behind the loading.
         ASSERT_TRUE(quillon->waitForLog("Speech recognition is ready")) << quillon->log();

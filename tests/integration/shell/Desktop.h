@@ -108,19 +108,20 @@ private:
     bool ready_ = false;
 };
 
-// The real quillon program, started as a user would start it, with its configuration in
+// The real quillon program (`binary`), started as a user would start it, with its configuration in
 // `home`/config and its runtime folder (where the running one keeps its lock) in `home`; `more`
 // sets further variables of its environment.
 class QuillonProcess : public QProcess {
 public:
-    explicit QuillonProcess(const QString& home, const QList<std::pair<QString, QString>>& more = {}) {
+    QuillonProcess(const QString& binary, const QString& home,
+                   const QList<std::pair<QString, QString>>& more = {}) {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("XDG_CONFIG_HOME", home + "/config");
         environment.insert("XDG_RUNTIME_DIR", home);
         for (const auto& [name, value] : more) environment.insert(name, value);
         setProcessEnvironment(environment);
         setProcessChannelMode(QProcess::MergedChannels);
-        start(QStringLiteral(QUILLON_BINARY), {});
+        start(binary, {});
         waitForStarted();
     }
     ~QuillonProcess() override {

@@ -59,7 +59,7 @@ TEST_F(QuillonWindows, SettingsFromTheTrayMenuStoreEachChangeAndTakeANewShortcut
     testing::TrayHost tray;
     ASSERT_TRUE(tray.ready());
     QTemporaryDir home;
-    QuillonProcess quillon(home.path());
+    QuillonProcess quillon(QUILLON_BINARY, home.path());
     const auto icon = tray.iconOf(quillon.processId());
     ASSERT_TRUE(icon) << quillon.log();
     // The tray's menu, once it is on screen: Up twice from the bottom is "Settings…", above "Quit".
@@ -116,7 +116,7 @@ TEST_F(QuillonWindows, SettingsFromTheTrayMenuStoreEachChangeAndTakeANewShortcut
 
 TEST_F(QuillonWindows, FilesHandedToTheRunningQuillonOpenTranscriptWindowsAndOthersAreRefused) {
     QTemporaryDir home;
-    QuillonProcess quillon(home.path());
+    QuillonProcess quillon(QUILLON_BINARY, home.path());
     ASSERT_TRUE(quillon.waitForLog("Quillon is starting")) << quillon.log();
     const auto wav = testing::media("call.wav");
 
