@@ -85,10 +85,6 @@ protected:
         }));
     }
 
-    bool waitForLog(std::string_view text, std::chrono::seconds timeout = 30s) {
-        return quillon_->waitForLog(text, timeout);
-    }
-
     // Plays `wav` into the virtual microphone, to its end.
     void speak(const std::filesystem::path& wav) {
         EXPECT_EQ(runProcess({"paplay", "--device=microphone", wav.string()}, soundServer_).exitCode, 0);
@@ -136,11 +132,11 @@ TEST_F(DictationProgram, HoldingOrTappingTheChordDictatesIntoTheFocusedFieldAndK
         ASSERT_EQ(field_->ask("load plain /dev/null"), "ok");
         keys_.chord(true);
         if (tapped) keys_.chord(false);
-        ASSERT_TRUE(waitForLog("Recording started ("));
+        ASSERT_TRUE(quillon_->waitForLog("Recording started ("));
         speak(speech);
         if (tapped) keys_.chord(true);
         keys_.chord(false);
-        ASSERT_TRUE(waitForLog("Transcription complete", 60s));
+        ASSERT_TRUE(quillon_->waitForLog("Transcription complete", 60s));
         // The last phrase is inserted after the transcript is complete.
         std::string heard;
         EXPECT_TRUE(pollUntil(
@@ -156,12 +152,12 @@ TEST_F(DictationProgram, HoldingOrTappingTheChordDictatesIntoTheFocusedFieldAndK
 
 TEST_F(DictationProgram, WordsThatFindNoFieldAreLeftOnTheClipboard) {
     keys_.chord(true);
-    ASSERT_TRUE(waitForLog("Recording started ("));
+    ASSERT_TRUE(quillon_->waitForLog("Recording started ("));
     // The focus moves to a button while the user speaks: the text has nowhere to go.
     ASSERT_EQ(field_->ask("focus button"), "ok");
     speak(testing::media("call.wav"));
     keys_.chord(false);
-    ASSERT_TRUE(waitForLog("Transcription complete", 60s));
+    ASSERT_TRUE(quillon_->waitForLog("Transcription complete", 60s));
     std::string clipboard;
     EXPECT_TRUE(pollUntil([&] {
         clipboard = runProcess({"xclip", "-o", "-selection", "clipboard"}).out;
@@ -201,7 +197,7 @@ TEST_F(DictationProgramOnItsOwnSoundServer, ASoundServerThatDiesMidDictationEnds
         0);
     keys_.chord(true);
     keys_.chord(false);
-    ASSERT_TRUE(waitForLog("Recording started ("));
+    ASSERT_TRUE(quillon_->waitForLog("Recording started ("));
     speak(testing::media("call.wav"));
     std::string recognised;
     ASSERT_TRUE(pollUntil(
@@ -215,7 +211,7 @@ TEST_F(DictationProgramOnItsOwnSoundServer, ASoundServerThatDiesMidDictationEnds
     speak(cutShort);
     ASSERT_TRUE(server_->kill());
     // The tray's error state, with the product's words for it.
-    EXPECT_TRUE(waitForLog("Recording error: The connection to the sound server was lost."));
+    EXPECT_TRUE(quillon_->waitForLog("Recording error: The connection to the sound server was lost."));
     // What was heard before the server went is still recognised: after the first sentence in the
     // field or, should the field not take it, on the clipboard.
     std::string field, clipboard;

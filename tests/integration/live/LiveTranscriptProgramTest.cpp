@@ -2,13 +2,13 @@
 // from the tray icon starts it, and the panel is then read and operated over the accessibility
 // bus. Speech from espeak-ng plays into the session's microphone or from an application; the
 // words are found in the panel's transcript, a correction typed into it meanwhile stays, another
-// source is chosen, the audio is recorded and saved through the file dialog, and the real
-// `codex app-server`, on a model provider served here, writes the summary and cleans the text.
+// source is chosen, and the real `codex app-server`, on a model provider served here, writes the summary and
+// cleans the text.
 //
-// What Qt exposes: the panel (a tool window) with its buttons, transcript and summary, and the
-// file dialog. What it does not: Qt::Popup windows, so neither the popover nor the source menu
-// (a QMenu) is in the tree. Both are reached by the keyboard, which is how their focus reaches a
-// screen reader too, and the choice is read back from the button it belongs to.
+// What Qt exposes: the panel (a tool window) with its buttons, transcript and summary. What it does not:
+// Qt::Popup windows, so neither the popover nor the source menu (a QMenu) is in the tree. Both are reached by
+// the keyboard, which is how their focus reaches a screen reader too, and the choice is read back from the
+// button it belongs to.
 //
 // PocketSphinx on speech played through the sound server, on a loaded machine, may miss a word:
 // a phrase counts as heard when half its words or more come in order.
@@ -45,7 +45,7 @@ protected:
                                       "string:IsEnabled", "variant:boolean:true"}));
         tray.emplace();
         ASSERT_TRUE(tray->ready());
-        ASSERT_TRUE(QDir(scratch.path()).mkpath("home/Music"));
+        ASSERT_TRUE(QDir(scratch.path()).mkpath("home"));
     }
 
     // Quillon, with its home in the scratch folder, started from the popover on the microphone.
@@ -63,24 +63,18 @@ protected:
 
     QString home() const { return scratch.filePath("home"); }
 
-    // An espeak-ng recording of `sentence`, said `times` times with a pause after each. The
-    // recogniser may miss the start of speech that follows other speech closely; the sentence
-    // said again after a pause is heard whole.
-    QString speech(const QString& sentence, int times) {
+    // Starts saying `sentence` `times` times, with a pause after each, into the session's microphone
+    // (the sink "microphone"); with `fromAnApplication`, plays it to the speakers as an application
+    // does. The recogniser may miss the start of speech that follows other speech closely; the
+    // sentence said again after a pause is heard whole.
+    std::unique_ptr<QProcess> startSaying(const QString& sentence, int times = 2,
+                                          bool fromAnApplication = false) {
         const QString wav = scratch.filePath(QString("speech-%1.wav").arg(++recordings));
         const QString ssml = (sentence + " <break time='1s'/> ").repeated(times);
         EXPECT_TRUE(run("espeak-ng", {"-m", "-v", "en-us+klatt4", "-s", "150", "-w", wav, ssml}));
-        return wav;
-    }
-
-    // Starts saying `sentence` into the session's microphone (the sink "microphone"); with
-    // `fromAnApplication`, plays it to the speakers as an application does.
-    std::unique_ptr<QProcess> startSaying(const QString& sentence, int times = 2,
-                                          bool fromAnApplication = false) {
         auto player = std::make_unique<QProcess>();
-        QStringList arguments{speech(sentence, times)};
-        if (!fromAnApplication) arguments.prepend("--device=microphone");
-        player->start("paplay", arguments);
+        player->start("paplay",
+                      fromAnApplication ? QStringList{wav} : QStringList{"--device=microphone", wav});
         EXPECT_TRUE(player->waitForStarted());
         return player;
     }
@@ -158,7 +152,7 @@ protected:
     int recordings = 0;
 };
 
-TEST_F(LiveTranscriptProgram, AScreenReaderUserFollowsCorrectsSwitchesAndRecordsTheTranscript) {
+TEST_F(LiveTranscriptProgram, AScreenReaderUserFollowsCorrectsAndSwitchesTheTranscript) {
     startTranscript();
     const QString first = "hello world. the president of the united states.";
     say(first);
@@ -195,23 +189,6 @@ TEST_F(LiveTranscriptProgram, AScreenReaderUserFollowsCorrectsSwitchesAndRecords
     EXPECT_TRUE(serveEventsUntil([&] { return source->description() == "paplay"; })) << source->description();
     EXPECT_TRUE(heard(third)) << transcript() << quillon->log();
 
-    // Its audio recorded while it plays, and saved as the file dialog suggests, in Music.
-    ASSERT_TRUE(press("Record audio"));
-    const auto recorder = node("push button", "Stop and save audio recording");
-    ASSERT_TRUE(recorder) << quillon->log();
-    const auto words = transcript().size();
-    ASSERT_TRUE(serveEventsUntil([&] { return transcript().size() > words; }))
-        << "nothing heard while recording";
-    ASSERT_TRUE(recorder->press());
-    const auto fileName = node("text", "File name:");
-    ASSERT_TRUE(fileName) << quillon->log();
-    const QString saved = home() + "/Music/" + QString::fromStdString(fileName->text());
-    EXPECT_TRUE(saved.endsWith(".m4a")) << saved.toStdString();
-    ASSERT_TRUE(press("Save Recording"));
-    ASSERT_TRUE(quillon->waitForLog("Saved live audio recording")) << quillon->log();
-    const auto probed = run(
-        "ffprobe", {"-v", "error", "-show_entries", "stream=codec_type,codec_name", "-of", "csv=p=0", saved});
-    EXPECT_EQ(probed.value_or("(not an audio file)").trimmed(), "aac,audio");
     application->kill();
     application->waitForFinished();
 

@@ -55,6 +55,18 @@ testing::ProcessResult launchAgain(const QString& home, const std::vector<std::s
                                       {"XDG_RUNTIME_DIR", home.toStdString()}});
 }
 
+// The transcript window titled `title` comes to show `expected`. Its text is found afresh at each
+// look: the page of the transcript is another while the file is transcribed.
+void expectTranscript(QuillonProcess& quillon, const std::string& title, const std::string& expected) {
+    const auto shown = [&] {
+        const auto window = waitForNode(quillon, "", title);
+        const auto node = window ? window->find("text", "Transcript") : std::nullopt;
+        return node ? node->text() : std::string();
+    };
+    serveEventsUntil([&] { return shown() == expected; });
+    EXPECT_EQ(shown(), expected) << title << "\n" << quillon.log();
+}
+
 TEST_F(QuillonWindows, SettingsFromTheTrayMenuStoreEachChangeAndTakeANewShortcutAtOnce) {
     testing::TrayHost tray;
     ASSERT_TRUE(tray.ready());
@@ -105,13 +117,7 @@ TEST_F(QuillonWindows, SettingsFromTheTrayMenuStoreEachChangeAndTakeANewShortcut
 
     // The correction applies to the next file, without a restart.
     EXPECT_EQ(launchAgain(home.path(), {testing::media("call.wav").string()}).exitCode, 0);
-    const auto shownTranscript = [&] {
-        const auto node = waitForNode(quillon, "text", "Transcript");
-        return node ? node->text() : std::string();
-    };
-    const std::string corrected = "please call Mom tomorrow morning";
-    serveEventsUntil([&] { return shownTranscript() == corrected; });
-    EXPECT_EQ(shownTranscript(), corrected);
+    expectTranscript(quillon, "call.wav", "please call Mom tomorrow morning");
 }
 
 TEST_F(QuillonWindows, FilesHandedToTheRunningQuillonOpenTranscriptWindowsAndOthersAreRefused) {
@@ -123,17 +129,8 @@ TEST_F(QuillonWindows, FilesHandedToTheRunningQuillonOpenTranscriptWindowsAndOth
     // A sound file and a video, at once: each gets a window of its own.
     const auto handedOver = launchAgain(home.path(), {wav.string(), testing::media("call.mov").string()});
     EXPECT_EQ(handedOver.exitCode, 0) << handedOver.err;
-    // Found afresh each time: the page of the transcript is another while it is transcribed.
     const std::string expected = "please call my mother tomorrow morning";
-    const auto shownTranscript = [&](const std::string& title) {
-        const auto window = waitForNode(quillon, "", title);
-        const auto node = window ? window->find("text", "Transcript") : std::nullopt;
-        return node ? node->text() : std::string();
-    };
-    for (const std::string title : {"call.wav", "call.mov"}) {
-        serveEventsUntil([&] { return shownTranscript(title) == expected; });
-        EXPECT_EQ(shownTranscript(title), expected) << title << "\n" << quillon.log();
-    }
+    for (const std::string title : {"call.wav", "call.mov"}) expectTranscript(quillon, title, expected);
     EXPECT_TRUE(waitForNode(quillon, "label", std::to_string(expected.size()) + " chars"));
     EXPECT_TRUE(waitForNode(quillon, "label", "Transcript ready to review and copy."));
     screenshot("call.wav", "transcript-window.png");
