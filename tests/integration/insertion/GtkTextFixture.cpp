@@ -1,6 +1,6 @@
 // A GTK 3 window with the text widgets dictation must handle, driven by commands on stdin so
 // tests can set it up and check its contents without going through the accessibility bus:
-//   focus NAME | caret NAME OFFSET | select NAME START END | load NAME PATH | dump NAME | quit
+//   focus NAME | caret notes OFFSET | select notes START END | load NAME PATH | dump NAME | quit
 // Widgets: "plain" (entry), "hint" (empty entry with a placeholder), "secret" (password entry),
 // "notes" (multi-line text view), "button" (the window's default button, labelled "Send"; the
 // entries activate it, as a dialog's do), "row" (a list row holding a label), "label" (a
@@ -20,7 +20,6 @@ int clicks = 0;
 
 std::string contentsOf(GtkWidget* widget) {
     if (GTK_IS_BUTTON(widget)) return std::to_string(clicks);
-    if (!GTK_IS_ENTRY(widget) && !GTK_IS_TEXT_VIEW(widget)) return "";
     if (GTK_IS_ENTRY(widget)) return gtk_entry_get_text(GTK_ENTRY(widget));
     GtkTextBuffer* buffer = gtk_text_view_get_buffer(GTK_TEXT_VIEW(widget));
     GtkTextIter start, end;
@@ -31,11 +30,16 @@ std::string contentsOf(GtkWidget* widget) {
     return result;
 }
 
-void selectRange(GtkWidget* widget, int start, int end) {
+void setText(GtkWidget* widget, const char* text) {
     if (GTK_IS_ENTRY(widget)) {
-        gtk_editable_select_region(GTK_EDITABLE(widget), start, end);
-        return;
+        gtk_entry_set_text(GTK_ENTRY(widget), text);
+    } else if (GTK_IS_TEXT_VIEW(widget)) {
+        gtk_text_buffer_set_text(gtk_text_view_get_buffer(GTK_TEXT_VIEW(widget)), text, -1);
     }
+}
+
+// In the text view, which is the only widget the tests place a caret or a selection in.
+void selectRange(GtkWidget* widget, int start, int end) {
     GtkTextBuffer* buffer = gtk_text_view_get_buffer(GTK_TEXT_VIEW(widget));
     GtkTextIter from, to;
     gtk_text_buffer_get_iter_at_offset(buffer, &from, start);
@@ -69,11 +73,7 @@ void handle(const std::string& line) {
         words >> path;
         gchar* text = nullptr;
         if (g_file_get_contents(path.c_str(), &text, nullptr, nullptr)) {
-            if (GTK_IS_ENTRY(found->second)) {
-                gtk_entry_set_text(GTK_ENTRY(found->second), text);
-            } else {
-                gtk_text_buffer_set_text(gtk_text_view_get_buffer(GTK_TEXT_VIEW(found->second)), text, -1);
-            }
+            setText(found->second, text);
             g_free(text);
         }
         std::printf("ok\n");
@@ -158,11 +158,7 @@ int main(int argc, char** argv) {
                 text += argument[j];
             }
         }
-        if (GTK_IS_ENTRY(found->second)) {
-            gtk_entry_set_text(GTK_ENTRY(found->second), text.c_str());
-        } else if (GTK_IS_TEXT_VIEW(found->second)) {
-            gtk_text_buffer_set_text(gtk_text_view_get_buffer(GTK_TEXT_VIEW(found->second)), text.c_str(), -1);
-        }
+        setText(found->second, text.c_str());
     }
 
     g_signal_connect(window, "destroy", G_CALLBACK(gtk_main_quit), nullptr);

@@ -58,7 +58,7 @@ protected:
         ASSERT_TRUE(quillon->waitForLog("Speech recognition is ready")) << quillon->log();
         ASSERT_TRUE(pressFirstPopoverButton()) << quillon->log();
         ASSERT_TRUE(quillon->waitForLog("Live transcript started")) << quillon->log();
-        ASSERT_TRUE(node("", "Live Transcript")) << quillon->log();
+        ASSERT_TRUE(waitForNode(*quillon, "", "Live Transcript")) << quillon->log();
     }
 
     QString home() const { return scratch.filePath("home"); }
@@ -96,26 +96,21 @@ protected:
         return run("xdotool", popover + QStringList{"windowfocus", "--sync", "key", "Return"}).has_value();
     }
 
-    // The node of Quillon's windows with this role and name, once it is there.
-    std::optional<AtspiNode> node(const std::string& role, const std::string& name) {
-        return waitForNode(*quillon, role, name);
-    }
-
     // Presses the button (or toggle button) of that name.
     bool press(const std::string& button) {
-        const auto found = node("", button);
+        const auto found = waitForNode(*quillon, "", button);
         return found && found->press();
     }
 
     // The transcript and the summary as drawn, read from their nodes, found once: a walk of the
     // tree at every look would load the machine the recogniser runs on.
     std::string transcript() {
-        return textOf(editor, [this] { return node("text", "Live transcript"); });
+        return textOf(editor, [this] { return waitForNode(*quillon, "text", "Live transcript"); });
     }
     std::string summary() {
         return textOf(summaryView, [this] {
             // On the sidebar's pages (a message, or the summary), below the header of that name.
-            const auto pages = node("layered pane", "");
+            const auto pages = waitForNode(*quillon, "layered pane", "");
             return pages ? pages->find("label", "Summary") : std::nullopt;
         });
     }
@@ -179,7 +174,7 @@ TEST_F(LiveTranscriptProgram, AScreenReaderUserFollowsCorrectsAndSwitchesTheTran
     ASSERT_TRUE(serveEventsUntil([] {
         return QString::fromUtf8(run("pactl", {"list", "sink-inputs"}).value_or("")).contains("\"paplay\"");
     }));
-    const auto source = node("push button", "Audio source");
+    const auto source = waitForNode(*quillon, "push button", "Audio source");
     ASSERT_TRUE(source);
     EXPECT_EQ(source->description(), "Microphone");
     const auto windows = quillon->visibleWindows();
@@ -215,7 +210,7 @@ TEST_F(LiveTranscriptProgram, CodexOnALocalModelProviderSummarisesAndCleansUpThe
     EXPECT_TRUE(heard(first)) << transcript() << quillon->log();
 
     ASSERT_TRUE(press("Running summary"));
-    const auto update = node("push button", "Update now");
+    const auto update = waitForNode(*quillon, "push button", "Update now");
     ASSERT_TRUE(update);
     ASSERT_TRUE(serveEventsUntil([&] { return update->has(ATSPI_STATE_ENABLED); }, codexTurn))
         << quillon->log();
