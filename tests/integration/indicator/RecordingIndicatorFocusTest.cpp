@@ -1,8 +1,5 @@
-// The recording indicator on a real X server: it appears at the lower right, animates, changes
-// mode and fades away while a GTK text field keeps the keyboard focus and still takes typing.
-#include <QGuiApplication>
-#include <QScreen>
-
+// The recording indicator on a real X server: it appears, animates, changes mode and fades away
+// while a GTK text field keeps the keyboard focus and still takes typing.
 #include "DesktopWorld.h"
 #include "ui/RecordingIndicatorQt.h"
 
@@ -28,10 +25,6 @@ TEST_F(RecordingIndicatorFocus, GtkFieldKeepsTheFocusWhileThePillShowsAnimatesAn
     ASSERT_TRUE(pill);
     EXPECT_TRUE(serveEventsUntil([&] { return framesDrawn() >= 10; }));
 
-    const QRect screen = QGuiApplication::primaryScreen()->geometry();
-    const QRect capsule = pill->geometry().adjusted(24, 24, -24, -24);
-    EXPECT_EQ(capsule.right() + 1, screen.right() + 1 - 20);
-    EXPECT_EQ(capsule.bottom() + 1, screen.bottom() + 1 - 20);
     EXPECT_TRUE(pill->isVisible());
     EXPECT_FALSE(pill->isActiveWindow());
     EXPECT_EQ(world.applications.frontmostProcessIdentifier(), gtk->pid());

@@ -70,11 +70,5 @@ TEST_F(QuillonProgram, RunsWithoutATrayAndNeverTwiceAtOnce) {
     EXPECT_TRUE(tray.iconOf(next.processId())) << next.log();
 }
 
-// Desktop menus drop entries that break the desktop entry rules without a word.
-TEST_F(QuillonProgram, ItsDesktopEntryIsOneThatMenusShow) {
-    const QString entry = QStringLiteral(QUILLON_SOURCE_DIR "/resources/quillon.desktop");
-    EXPECT_EQ(testing::run("desktop-file-validate", {entry}), QByteArray()) << "desktop-file-utils is needed";
-}
-
 }  // namespace
 }  // namespace quillon
