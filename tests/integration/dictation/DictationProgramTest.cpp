@@ -55,7 +55,17 @@ protected:
         // The model is read and a decoder made in the background after launch: a user may press
         // the hotkey meanwhile, but a test that does competes for the two cores with it.
         ASSERT_TRUE(quillon_->waitForLog("Speech recognition is ready", 60s));
-        focus("plain");
+
+        // The field focused, once the desktop's accessibility bus reports it so.
+        const int pid = field_->pid();
+        ASSERT_TRUE(pollUntil([&] { return applications_.activate(pid); }, 60s));
+        ASSERT_TRUE(pollUntil([&] { return applications_.frontmostProcessIdentifier() == pid; }));
+        ASSERT_EQ(field_->ask("focus plain"), "ok");
+        ASSERT_TRUE(pollUntil([&] {
+            const ElementRef application = accessibility_.applicationElement(pid);
+            const ElementRef focused = application ? accessibility_.focusedElement(application) : nullptr;
+            return focused && accessibility_.role(focused) == AccessibilityRole::textField;
+        }));
     }
 
     void TearDown() override {
@@ -71,20 +81,6 @@ protected:
     // Quillon and the test's speech use the session's sound server unless a test starts its own.
     virtual void startSoundServer() {}
 
-    // Gives the fixture's window the focus and `widget` within it, and waits until the desktop's
-    // accessibility bus reports that widget focused.
-    void focus(const std::string& widget) {
-        const int pid = field_->pid();
-        ASSERT_TRUE(pollUntil([&] { return applications_.activate(pid); }, 60s));
-        ASSERT_TRUE(pollUntil([&] { return applications_.frontmostProcessIdentifier() == pid; }));
-        ASSERT_EQ(field_->ask("focus " + widget), "ok");
-        ASSERT_TRUE(pollUntil([&] {
-            const ElementRef application = accessibility_.applicationElement(pid);
-            const ElementRef focused = application ? accessibility_.focusedElement(application) : nullptr;
-            return focused && accessibility_.role(focused) == AccessibilityRole::textField;
-        }));
-    }
-
     // Plays `wav` into the virtual microphone, to its end.
     void speak(const std::filesystem::path& wav) {
         EXPECT_EQ(runProcess({"paplay", "--device=microphone", wav.string()}, soundServer_).exitCode, 0);
@@ -97,13 +93,10 @@ protected:
         return dump.starts_with("plain=") ? dump.substr(6) : "<no field>";
     }
 
-    std::vector<std::string> recordingsLeft() const {
-        std::vector<std::string> found;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(home_.path())) {
-            const std::string name = entry.path().filename().string();
-            if (name.starts_with("recording_")) found.push_back(name);
-        }
-        return found;
+    bool noRecordingLeft() const {
+        return std::ranges::none_of(
+            std::filesystem::recursive_directory_iterator(home_.path()),
+            [](const auto& entry) { return entry.path().filename().string().starts_with("recording_"); });
     }
 
     testing::ScratchDirectory home_;
@@ -147,7 +140,7 @@ TEST_F(DictationProgram, HoldingOrTappingTheChordDictatesIntoTheFocusedFieldAndK
             10s))
             << "heard \"" << heard << "\", allowed " << reference;
     }
-    EXPECT_TRUE(pollUntil([&] { return recordingsLeft().empty(); }));
+    EXPECT_TRUE(pollUntil([&] { return noRecordingLeft(); }));
 }
 
 TEST_F(DictationProgram, WordsThatFindNoFieldAreLeftOnTheClipboard) {
@@ -165,7 +158,7 @@ TEST_F(DictationProgram, WordsThatFindNoFieldAreLeftOnTheClipboard) {
     })) << "clipboard \""
         << clipboard << "\"";
     EXPECT_EQ(fieldText(), "");
-    EXPECT_TRUE(pollUntil([&] { return recordingsLeft().empty(); }));
+    EXPECT_TRUE(pollUntil([&] { return noRecordingLeft(); }));
 }
 
 // A sound server of the test's own, its microphone fed silence all along, so that killing it
@@ -224,7 +217,7 @@ TEST_F(DictationProgramOnItsOwnSoundServer, ASoundServerThatDiesMidDictationEnds
         },
         60s))
         << "field \"" << field << "\" after \"" << recognised << "\", clipboard \"" << clipboard << "\"";
-    EXPECT_TRUE(pollUntil([&] { return recordingsLeft().empty(); }));
+    EXPECT_TRUE(pollUntil([&] { return noRecordingLeft(); }));
 
     // Still listening: the next press ends at once in the error state (no sound server; or no
     // field, should the field's application not answer in time).

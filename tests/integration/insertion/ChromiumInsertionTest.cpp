@@ -23,10 +23,6 @@ protected:
         profile_ = ::testing::TempDir() + "/quillon-chromium-" + std::to_string(::getpid());
     }
     void TearDown() override {
-        if (HasFailure()) {
-            for (const auto& entry : world.log.output.entries())
-                std::fprintf(stderr, "LOG %s\n", entry.message.c_str());
-        }
         browser_.reset();
         std::error_code error;
         std::filesystem::remove_all(profile_, error);

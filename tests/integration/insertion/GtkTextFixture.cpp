@@ -3,9 +3,9 @@
 //   focus NAME | caret notes OFFSET | select notes START END | load NAME PATH | dump NAME | quit
 // Widgets: "plain" (entry), "hint" (empty entry with a placeholder), "secret" (password entry),
 // "notes" (multi-line text view), "button" (the window's default button, labelled "Send"; the
-// entries activate it, as a dialog's do), "row" (a list row holding a label), "label" (a
-// selectable label). Replies go to stdout, one line each; "dump" prints
-// "NAME=TEXT" with line feeds written as \n, and for the button how often it was activated.
+// entries activate it, as a dialog's do), "label" (a selectable label). Replies go to stdout, one
+// line each; "dump" prints "NAME=TEXT" with line feeds written as \n, and for the button how
+// often it was activated.
 #include <gtk/gtk.h>
 
 #include <cstdio>
@@ -127,20 +127,16 @@ int main(int argc, char** argv) {
     // Counted when activated, as Return in an entry does, not when clicked: a button shows itself
     // pressed for a moment before its click.
     g_signal_connect(button, "activate", G_CALLBACK(+[](GtkButton*, gpointer) { ++clicks; }), nullptr);
-    GtkWidget* list = gtk_list_box_new();
-    GtkWidget* row = gtk_list_box_row_new();
-    gtk_container_add(GTK_CONTAINER(row), gtk_label_new("Inbox"));
-    gtk_container_add(GTK_CONTAINER(list), row);
     GtkWidget* label = gtk_label_new("Some words to read.");
     gtk_label_set_selectable(GTK_LABEL(label), TRUE);
-    for (GtkWidget* widget : {plain, hint, secret, scroller, button, list, label}) {
+    for (GtkWidget* widget : {plain, hint, secret, scroller, button, label}) {
         gtk_box_pack_start(GTK_BOX(box), widget, FALSE, TRUE, 0);
     }
     gtk_widget_set_can_default(button, TRUE);
     gtk_window_set_default(GTK_WINDOW(window), button);
     for (GtkWidget* entry : {plain, hint}) gtk_entry_set_activates_default(GTK_ENTRY(entry), TRUE);
-    widgets = {{"plain", plain}, {"hint", hint}, {"secret", secret}, {"notes", notes}, {"button", button},
-               {"row", row},     {"label", label}};
+    widgets = {{"plain", plain}, {"hint", hint},     {"secret", secret},
+               {"notes", notes}, {"button", button}, {"label", label}};
 
     // Initial contents: NAME=TEXT arguments, \n standing for a line feed.
     for (int i = 1; i < argc; ++i) {

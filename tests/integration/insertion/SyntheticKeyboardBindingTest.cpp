@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <unicode/utf8.h>
+#include <QString>
+
+#include <numeric>
 
 #include "DesktopWorld.h"
 
@@ -10,15 +12,10 @@ namespace {
 using namespace std::chrono_literals;
 
 // `count` distinct characters that are on no keyboard map (CJK ideographs from `first`).
-std::string ideographs(UChar32 first, std::size_t count) {
-    std::string text;
-    for (std::size_t i = 0; i < count; ++i) {
-        char bytes[4];
-        int32_t length = 0;
-        U8_APPEND_UNSAFE(bytes, length, first + static_cast<UChar32>(i));
-        text.append(bytes, static_cast<std::size_t>(length));
-    }
-    return text;
+std::string ideographs(char32_t first, std::size_t count) {
+    std::u32string text(count, first);
+    std::iota(text.begin(), text.end(), first);
+    return QString::fromStdU32String(text).toStdString();
 }
 
 class SyntheticKeyboardBindingTest : public testing::DesktopWorldTest {};

@@ -52,7 +52,7 @@ protected:
     void startTranscript(const QList<std::pair<QString, QString>>& environment = {}) {
         quillon = std::make_unique<QuillonProcess>(
             QUILLON_BINARY, scratch.path(),
-            QList<std::pair<QString, QString>>{{"HOME", home()}} + environment);
+            QList<std::pair<QString, QString>>{{"HOME", scratch.filePath("home")}} + environment);
         // Started once the recogniser's model is loaded, as after a launch at login: the first
         // words are not held up behind the loading.
         ASSERT_TRUE(quillon->waitForLog("Speech recognition is ready")) << quillon->log();
@@ -60,8 +60,6 @@ protected:
         ASSERT_TRUE(quillon->waitForLog("Live transcript started")) << quillon->log();
         ASSERT_TRUE(waitForNode(*quillon, "", "Live Transcript")) << quillon->log();
     }
-
-    QString home() const { return scratch.filePath("home"); }
 
     // Starts saying `sentence` `times` times, with a pause after each, into the session's microphone
     // (the sink "microphone"); with `fromAnApplication`, plays it to the speakers as an application
