@@ -173,20 +173,8 @@ TEST_F(HotkeyX11Test, TheDefaultChordHoldsThroughTypedPhrasesAndSwallowsKeysStru
     keyboard_.release(XK_Super_L);
     ASSERT_TRUE(waitForSignals("start stop"));
     keyboard_.release(XK_Control_L);
-    hotkey_.resetToIdle();
 
-    // Tap the chord in the other order: a short chord press turns into hold at the threshold and
-    // stops when the chord is let go again.
-    keyboard_.press(XK_Super_L);
-    keyboard_.press(XK_Control_L);
-    ASSERT_TRUE(waitForSignals("start stop start"));
-    keyboard_.release(XK_Control_L);
-    keyboard_.release(XK_Super_L);
-    main_.advance(400ms);
-    keyboard_.press(XK_Control_L);
-    ASSERT_TRUE(waitForSignals("start stop start stop"));
-    keyboard_.release(XK_Control_L);
-
+    // Other keys still reach the field once the chord is let go.
     keyboard_.press(XK_c);
     keyboard_.release(XK_c);
     EXPECT_TRUE(waitUntil(main_, [&] { return text(*field) == "hello there againc"; })) << text(*field);

@@ -5,15 +5,7 @@
 namespace quillon {
 namespace {
 
-using testing::DesktopWorld;
-using testing::TestApplication;
-
-class QtInsertionTest : public testing::DesktopWorldTest {
-protected:
-    std::unique_ptr<TestApplication> start(const std::vector<std::string>& arguments, const std::string& focus) {
-        return startFixture("quillon_qt_text_fixture", arguments, focus);
-    }
-};
+using QtInsertionTest = testing::DesktopWorldTest;
 
 // A line edit at its caret, a text edit in the middle of a line with the space after, and a line
 // edit with a placeholder, which is typed into.
@@ -31,7 +23,8 @@ TEST_F(QtInsertionTest, EachTextWidgetTakesTheTextAtItsCaret) {
              {"", "hint", 0, "é ß 😀", false, "é ß 😀"},
          }) {
         SCOPED_TRACE(c.widget);
-        auto app = start(c.contents.empty() ? std::vector<std::string>{} : std::vector{c.contents}, c.widget);
+        // The fixture skips an argument without a widget's name, as the empty one is.
+        auto app = startFixture("quillon_qt_text_fixture", {c.contents}, c.widget);
         ASSERT_TRUE(app);
         app->ask("caret " + c.widget + " " + std::to_string(c.caret));
         ASSERT_TRUE(world.waitForFocusedField(app->pid()));
