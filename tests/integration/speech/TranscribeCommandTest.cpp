@@ -59,28 +59,52 @@ TEST_F(TranscribeCommandTest, PrintsTheCorrectedTranscript) {
     EXPECT_EQ(std::filesystem::status(privateFolder()).permissions(), perms::owner_all);
 }
 
+// Every kind of file a user may give, typed by its content: each gives its text under its name or
+// the system's error, the others go on, and no extracted audio is left behind.
 TEST_F(TranscribeCommandTest, SeveralFilesEachUnderTheirNameAndFailuresDoNotStopTheOthers) {
+    const auto call = testing::readFile(media("call.wav"));
     const auto pdf = home_ / "report.mp3";
     std::ofstream(pdf) << "%PDF-1.4\n1 0 obj\n<< /Type /Catalog >>\nendobj\n";
+    std::ofstream(home_ / "zero.mp3").flush();
+    std::ofstream(home_ / "call.txt", std::ios::binary) << call;
+    std::ofstream(home_ / "truncated.wav", std::ios::binary) << call.substr(0, call.size() * 3 / 5);
     const auto locked = home_ / "locked.wav";
     std::filesystem::copy_file(path("call.wav"), locked);
     std::filesystem::permissions(locked, std::filesystem::perms::none);
     const bool root = ::geteuid() == 0;  // root reads every file
 
-    const auto result = run({path("call.wav"), pdf, "--", path("weather.wav"), path("absent.wav"), path("mute.mp4"),
-                             home_.path(), root ? path("absent.wav") : locked.string()});
+    const auto result =
+        run({path("call.wav"), pdf, (home_ / "zero.mp3").string(), "--", path("weather.wav"),
+             path("absent.wav"), path("mute.mp4"), home_.path(), root ? path("absent.wav") : locked.string(),
+             path("silence.wav"), (home_ / "truncated.wav").string(), (home_ / "call.txt").string(),
+             path("call.m4a"), path("call.mov")});
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.out.starts_with("==> " + path("call.wav") + " <==\nplease call my mother tomorrow morning\n\n"))
-        << result.out;
-    const std::string weather = "\n\n==> " + path("weather.wav") + " <==\n";
+    const auto under = [](const std::string& name) { return "\n\n==> " + name + " <==\n"; };
+    const std::string said = "please call my mother tomorrow morning\n";
+    EXPECT_TRUE(result.out.starts_with("==> " + path("call.wav") + " <==\n" + said)) << result.out;
+    for (const auto& [name, text] :
+         std::vector<std::pair<std::string, std::string>>{{path("silence.wav"), "\n"},
+                                                          {(home_ / "truncated.wav").string(), "please call"},
+                                                          {(home_ / "call.txt").string(), said},
+                                                          {path("call.m4a"), said},
+                                                          {path("call.mov"), said}}) {
+        EXPECT_THAT(result.out, HasSubstr(under(name) + text)) << name;
+    }
+    const std::string weather = under(path("weather.wav"));
     ASSERT_THAT(result.out, HasSubstr(weather));
     EXPECT_THAT(result.out.substr(result.out.find(weather) + weather.size()), HasSubstr("weather"));
-    EXPECT_EQ(result.err, "quillon: " + pdf.string() + ": Unsupported file type. Drop an audio or video file.\n" +
-                              "quillon: " + path("absent.wav") + ": No such file or directory\n" +
-                              "quillon: " + path("mute.mp4") + ": This file does not contain an audio track.\n" +
-                              "quillon: " + home_.path().string() + ": Is a directory\n" +
-                              (root ? "quillon: " + path("absent.wav") + ": No such file or directory\n"
-                                    : "quillon: " + locked.string() + ": Permission denied\n"));
+    std::string refusals;
+    for (const auto& [name, why] : std::vector<std::pair<std::string, std::string>>{
+             {pdf, "Unsupported file type. Drop an audio or video file."},
+             {(home_ / "zero.mp3").string(), "Failed to prepare audio for transcription."},
+             {path("absent.wav"), "No such file or directory"},
+             {path("mute.mp4"), "This file does not contain an audio track."},
+             {home_.path(), "Is a directory"},
+             {root ? path("absent.wav") : locked.string(),
+              root ? "No such file or directory" : "Permission denied"}}) {
+        refusals += "quillon: " + name + ": " + why + "\n";
+    }
+    EXPECT_EQ(result.err, refusals);
     EXPECT_THAT(testing::ScratchDirectory::entriesOf(home_ / "tmp"), ::testing::ElementsAre(privateFolder().filename()));
     EXPECT_THAT(testing::ScratchDirectory::entriesOf(privateFolder()),
                 ::testing::ElementsAre("Quillon-transcription-diagnostics.log"))
