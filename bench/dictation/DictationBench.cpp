@@ -75,12 +75,6 @@ public:
     }
     ~RecordingFileWatch() { close(fd_); }
 
-    void discard() {
-        alignas(inotify_event) char buffer[4096];
-        while (read(fd_, buffer, sizeof buffer) > 0) {
-        }
-    }
-
     // The moment a recording file was first written to, or absent after `timeout`.
     std::optional<Clock::time_point> firstWrite(Clock::duration timeout) {
         const auto deadline = Clock::now() + timeout;
@@ -185,7 +179,6 @@ public:
         field_->ask("load plain /dev/null");
         std::this_thread::sleep_for(500ms);  // a user's pause between dictations
         RecordingFileWatch watch(home_);
-        watch.discard();
         keys_.key(XK_Control_L, true);
         std::this_thread::sleep_for(30ms);  // a hand's chord, one key after the other
         keys_.key(XK_Super_L, true);
