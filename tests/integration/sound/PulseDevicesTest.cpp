@@ -31,9 +31,8 @@ bool hasDevice(const std::vector<AudioInputDevice>& devices, const std::string& 
 
 TEST(AudioDevicesPulse, ListsMicrophonesByDescriptionWithoutMonitorsAndReportsOnePluggedInAndOut) {
     QUILLON_REQUIRE_SOUND_SERVER();
-    testing::SoundLog log;
-    PulseServerConnection connection("Quillon test", log.log.logger(LogCategory::audio));
-    AudioDevicesPulse devices(connection);
+    testing::SoundServer server;
+    AudioDevicesPulse devices(server.connection);
     std::mutex mutex;
     std::condition_variable changed;
     int changes = 0;
@@ -82,9 +81,8 @@ TEST(MicrophoneAccessPulse, GrantedOnlyWhenASoundServerWithAMicrophoneAnswers) {
     for (const bool serverAnswers : {true, false}) {
         SCOPED_TRACE(serverAnswers ? "the session's server" : "no server");
         if (!serverAnswers) ::setenv("PULSE_SERVER", "unix:/nonexistent/quillon/native", 1);
-        testing::SoundLog log;
-        PulseServerConnection connection("Quillon test", log.log.logger(LogCategory::audio));
-        MicrophoneAccessPulse access(connection);
+        testing::SoundServer server;
+        MicrophoneAccessPulse access(server.connection);
         EXPECT_EQ(access.recordPermission(), RecordPermission::undetermined);
         std::promise<bool> answered;
         access.requestRecordPermission([&answered](bool granted) { answered.set_value(granted); });

@@ -69,10 +69,9 @@ private:
 // The sounds are found in the first folder that has them, and a missing one is skipped.
 TEST(SoundPlayerPulse, PlaysABundledSoundFromTheServersSampleCache) {
     QUILLON_REQUIRE_SOUND_SERVER();
-    testing::SoundLog log;
-    PulseServerConnection connection("Quillon test", log.log.logger(LogCategory::audio));
-    SoundPlayerPulse player(connection, {"/nonexistent", QUILLON_SOUNDS_DIR},
-                            log.log.logger(LogCategory::audio));
+    testing::SoundServer server;
+    SoundPlayerPulse player(server.connection, {"/nonexistent", QUILLON_SOUNDS_DIR},
+                            server.log.logger(LogCategory::audio));
     EXPECT_FALSE(player.soundResource("Start", "wav"));
     EXPECT_EQ(player.loadSound(std::filesystem::path(QUILLON_SOUNDS_DIR) / "Missing.m4a"), nullptr);
     const auto start = player.soundResource("Start", "m4a");
