@@ -46,19 +46,6 @@ protected:
     testing::ScratchDirectory home_;
 };
 
-TEST_F(TranscribeCommandTest, PrintsTheCorrectedTranscript) {
-    std::ofstream(home_ / "config" / "Quillon" / "Quillon.conf") << "[General]\ntranscriptionCorrections=my mother -> Mum\n";
-    const auto result = run({path("call.wav")});
-    EXPECT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_EQ(result.out, "please call Mum tomorrow morning\n");
-    EXPECT_EQ(result.err, "") << "no progress for a short file, and the log stays quiet";
-    using std::filesystem::perms;
-    const auto diagnostics = privateFolder() / "Quillon-transcription-diagnostics.log";
-    ASSERT_TRUE(std::filesystem::exists(diagnostics));
-    EXPECT_EQ(std::filesystem::status(diagnostics).permissions(), perms::owner_read | perms::owner_write);
-    EXPECT_EQ(std::filesystem::status(privateFolder()).permissions(), perms::owner_all);
-}
-
 // Every kind of file a user may give, typed by its content: each gives its text under its name or
 // the system's error, the others go on, and no extracted audio is left behind.
 TEST_F(TranscribeCommandTest, SeveralFilesEachUnderTheirNameAndFailuresDoNotStopTheOthers) {
@@ -124,13 +111,27 @@ TEST_F(TranscribeCommandTest, UsageAndLanguageErrors) {
     EXPECT_EQ(german.err, "quillon: " + path("call.wav") + ": On-device speech transcription does not support de_DE.\n");
 }
 
-// An hour of audio, decoded and analysed block by block: memory stays near that of a short file
-// (the decoded samples alone would take 115 MB), and progress is shown along the way. The audio is
-// digital silence so that the test stays quick; the reading path is the same as for speech.
-TEST_F(TranscribeCommandTest, HourLongFileStreamsInBoundedMemoryWithProgress) {
-    const auto longFile = home_ / "an-hour.flac";
-    testing::make({"sox", "-n", "-r", "16000", "-c", "1", "-b", "16", longFile.string(), "trim", "0", "3600"});
+// One file: its corrected text alone on standard output, the diagnostics in the user's private
+// folder. Then an hour of audio, decoded and analysed block by block: memory stays near that of
+// the short file (the decoded samples alone would take 115 MB), and progress is shown along the
+// way. The audio is digital silence so that the test stays quick; the reading path is the same as
+// for speech.
+TEST_F(TranscribeCommandTest, OneFilePrintsItsCorrectedTextAndAnHourLongOneStreamsInBoundedMemory) {
+    std::ofstream(home_ / "config" / "Quillon" / "Quillon.conf")
+        << "[General]\ntranscriptionCorrections=my mother -> Mum\n";
     const auto shortRun = run({path("call.wav")});
+    EXPECT_EQ(shortRun.exitCode, 0) << shortRun.err;
+    EXPECT_EQ(shortRun.out, "please call Mum tomorrow morning\n");
+    EXPECT_EQ(shortRun.err, "") << "no progress for a short file, and the log stays quiet";
+    using std::filesystem::perms;
+    const auto diagnostics = privateFolder() / "Quillon-transcription-diagnostics.log";
+    ASSERT_TRUE(std::filesystem::exists(diagnostics));
+    EXPECT_EQ(std::filesystem::status(diagnostics).permissions(), perms::owner_read | perms::owner_write);
+    EXPECT_EQ(std::filesystem::status(privateFolder()).permissions(), perms::owner_all);
+
+    const auto longFile = home_ / "an-hour.flac";
+    testing::make(
+        {"sox", "-n", "-r", "16000", "-c", "1", "-b", "16", longFile.string(), "trim", "0", "3600"});
     const auto result = run({longFile.string()});
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_EQ(result.out, "\n");
