@@ -11,28 +11,12 @@
 
 #include "LocalResponsesServer.h"
 #include "core/codex/CodexAppServerClient.h"
+#include "fakes/FakeHostEnvironment.h"
 #include "platform/linux/base/SerialQueue.h"
 #include "platform/linux/process/ChildProcessPosix.h"
-#include "platform/linux/process/HostEnvironmentPosix.h"
 
 namespace quillon::testing {
 namespace {
-
-// The real environment with chosen variables, where only executables below the given folders
-// count, so a Codex installed on the machine never stands in for the one under test.
-class IsolatedHost final : public HostEnvironment {
-public:
-    std::map<std::string, std::string> variables() const override { return vars; }
-    bool isExecutableFile(const std::string& path) const override {
-        for (const auto& folder : allowed) {
-            if (path.starts_with(folder)) return HostEnvironmentPosix().isExecutableFile(path);
-        }
-        return false;
-    }
-
-    std::map<std::string, std::string> vars;
-    std::vector<std::string> allowed;
-};
 
 // A fresh folder for one test, removed afterwards. Not under /tmp: there Codex declines to set up
 // its sandbox helper, so that a shell the model reached would fail by accident instead of being
@@ -91,7 +75,7 @@ protected:
         const auto home = folder.path / "home";
         std::filesystem::create_directories(home / ".codex");
         const auto workspaceParent = folder.path / "data";
-        host.allowed = {npmBin.parent_path().string()};
+        host.executables = {npmBin.string()};  // a Codex installed on the machine never stands in
         host.vars = {{"HOME", home.string()},
                      {"CODEX_HOME", (home / ".codex").string()},
                      {"XDG_DATA_HOME", workspaceParent.string()},
@@ -118,7 +102,7 @@ protected:
     }
 
     TestFolder folder;
-    IsolatedHost host;
+    FakeHostEnvironment host;
     LocalResponsesServer provider;
     SerialQueue queue{"com.lanternmoth.Quillon.codex-real"};
     std::shared_ptr<CodexAppServerClient> codex;
