@@ -8,14 +8,11 @@
 //
 //   tests/integration/desktop-session build/default/bench/audio/bench_audio
 // Without a sound server only the mixer's figures are printed.
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <mutex>
 #include <new>
 #include <string>
@@ -146,13 +143,11 @@ void delayFigures(DesktopEntryIndex& index) {
     PulseConnection connection("Quillon delay bench");
     if (!connection.connect()) return;
     struct Player {
-        PulseConnection* connection;
         pa_stream* stream = nullptr;
         long written = 0;
         std::mutex mutex;
         std::vector<Clock::time_point> handedOver;
     } player;
-    player.connection = &connection;
     SystemAudioTapPulse tap(index);
     std::mutex mutex;
     std::vector<Clock::time_point> delivered;

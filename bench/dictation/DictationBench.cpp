@@ -75,12 +75,6 @@ public:
     }
     ~RecordingFileWatch() { close(fd_); }
 
-    void discard() {
-        alignas(inotify_event) char buffer[4096];
-        while (read(fd_, buffer, sizeof buffer) > 0) {
-        }
-    }
-
     // The moment a recording file was first written to, or absent after `timeout`.
     std::optional<Clock::time_point> firstWrite(Clock::duration timeout) {
         const auto deadline = Clock::now() + timeout;
@@ -110,8 +104,7 @@ private:
 
 // One dictation's figures, in milliseconds; absent when that step did not happen.
 struct DictationTimes {
-    bool answered = false;  // the press started a recording within 5 s
-    std::optional<double> toFirstSample;
+    std::optional<double> toFirstSample;  // absent: the press started no recording within 5 s
     std::optional<double> beyondWindow;
 };
 
@@ -185,7 +178,6 @@ public:
         field_->ask("load plain /dev/null");
         std::this_thread::sleep_for(500ms);  // a user's pause between dictations
         RecordingFileWatch watch(home_);
-        watch.discard();
         keys_.key(XK_Control_L, true);
         std::this_thread::sleep_for(30ms);  // a hand's chord, one key after the other
         keys_.key(XK_Super_L, true);
@@ -198,7 +190,6 @@ public:
             quillon_->waitForLog("Transcription complete", 10s);
             return result;
         }
-        result.answered = true;
         result.toFirstSample = milliseconds(*firstSample - pressed);
 
         // The speech plays while the field is watched: the text may come before the file's
@@ -287,9 +278,12 @@ int main(int argc, char** argv) {
     std::vector<Way> ways{{true, {}, {}, {}}, {false, {}, {}, {}}};
     std::vector<double> toFirstSample, beyondWindow;
     int presses = 0, unanswered = 0;
-    const auto count = [&](const DictationTimes& times) {
+    const auto note = [&](const DictationTimes& times, std::vector<double>& toFirst,
+                          std::vector<double>& beyond) {
         ++presses;
-        if (!times.answered) ++unanswered;
+        unanswered += !times.toFirstSample;
+        if (times.toFirstSample) toFirst.push_back(*times.toFirstSample);
+        if (times.beyondWindow) beyond.push_back(*times.beyondWindow);
     };
     for (int launch = 0; launch < launches; ++launch) {
         for (Way& way : ways) {
@@ -306,18 +300,10 @@ int main(int argc, char** argv) {
                 std::this_thread::sleep_for(std::chrono::seconds(idleSeconds));
                 idleCpu = bench::cpuSeconds(bench.pid()) - before;
             }
-            const DictationTimes first = bench.dictate("answer");
-            count(first);
-            if (first.toFirstSample) way.toFirstSample.push_back(*first.toFirstSample);
-            if (first.beyondWindow) way.beyondWindow.push_back(*first.beyondWindow);
+            note(bench.dictate("answer"), way.toFirstSample, way.beyondWindow);
             // The later dictations of the product's own way.
             if (way.atLaunch && launch == 0) {
-                for (int i = 0; i < runs; ++i) {
-                    const DictationTimes later = bench.dictate("sentence");
-                    count(later);
-                    if (later.toFirstSample) toFirstSample.push_back(*later.toFirstSample);
-                    if (later.beyondWindow) beyondWindow.push_back(*later.beyondWindow);
-                }
+                for (int i = 0; i < runs; ++i) note(bench.dictate("sentence"), toFirstSample, beyondWindow);
             }
             bench.quit();
         }

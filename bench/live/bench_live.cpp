@@ -115,14 +115,10 @@ void updateAt100kChars(benchmark::State& state, std::optional<std::size_t> editA
     state.counters["transcript_chars"] = static_cast<double>(world.coordinator.model().committedText().size());
 }
 
-void BM_ApplyUpdate_100kChars_NoEdit(benchmark::State& state) { updateAt100kChars(state, std::nullopt); }
-void BM_ApplyUpdate_100kChars_EditNearStart(benchmark::State& state) { updateAt100kChars(state, 1'000); }
-void BM_ApplyUpdate_100kChars_EditNearEnd(benchmark::State& state) { updateAt100kChars(state, 99'000); }
-
 // The transcript grows by five characters per iteration: a fixed count keeps it near 100,000.
-BENCHMARK(BM_ApplyUpdate_100kChars_NoEdit)->Unit(benchmark::kMicrosecond)->Iterations(2000);
-BENCHMARK(BM_ApplyUpdate_100kChars_EditNearStart)->Unit(benchmark::kMicrosecond)->Iterations(2000);
-BENCHMARK(BM_ApplyUpdate_100kChars_EditNearEnd)->Unit(benchmark::kMicrosecond)->Iterations(2000);
+BENCHMARK_CAPTURE(updateAt100kChars, NoEdit, std::nullopt)->Unit(benchmark::kMicrosecond)->Iterations(2000);
+BENCHMARK_CAPTURE(updateAt100kChars, EditNearStart, 1'000)->Unit(benchmark::kMicrosecond)->Iterations(2000);
+BENCHMARK_CAPTURE(updateAt100kChars, EditNearEnd, 99'000)->Unit(benchmark::kMicrosecond)->Iterations(2000);
 
 }  // namespace
 }  // namespace quillon

@@ -36,8 +36,8 @@ std::vector<Subset> loadSubsets(const std::filesystem::path& directory, const st
 ErrorCount wordErrors(const std::vector<Recording>& recordings, const std::vector<std::string>& hypotheses) {
     ErrorCount count;
     for (std::size_t i = 0; i < recordings.size() && i < hypotheses.size(); ++i) {
-        count.errors += testing::wordEditDistance(recordings[i].reference, testing::words(hypotheses[i]));
-        count.words += recordings[i].reference.size();
+        count += {testing::wordEditDistance(recordings[i].reference, testing::words(hypotheses[i])),
+                  recordings[i].reference.size()};
     }
     return count;
 }

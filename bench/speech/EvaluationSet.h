@@ -28,6 +28,11 @@ struct ErrorCount {
     std::size_t errors = 0;
     std::size_t words = 0;
     double rate() const { return words ? static_cast<double>(errors) / static_cast<double>(words) : 0.0; }
+    ErrorCount& operator+=(const ErrorCount& other) {
+        errors += other.errors;
+        words += other.words;
+        return *this;
+    }
 };
 ErrorCount wordErrors(const std::vector<Recording>& recordings, const std::vector<std::string>& hypotheses);
 

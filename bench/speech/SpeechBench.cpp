@@ -8,14 +8,15 @@
 //   the first file on a cold engine, finalisation latency of the streaming session, and memory of
 //   1 and 10 sessions.
 //
-//   bench_speech [--show] [--arg NAME VALUE]...
-//     --show prints every hypothesis; --arg tries other decoder settings.
+//   bench_speech [--arg NAME VALUE]...
+//     --arg tries other decoder settings.
 #include <sys/resource.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <fstream>
+#include <functional>
 #include <future>
 #include <thread>
 
@@ -54,79 +55,24 @@ std::string finished(SpeechSession& session) {
     return text ? *text : std::string();
 }
 
-// Hypotheses of one decoder over a subset, and the CPU seconds it spent on them.
+// Hypotheses of one decoder over a subset, and the CPU seconds it spent on them (of this process,
+// or of its children).
 struct Pass {
     std::vector<std::string> texts;
     double cpu = 0;
 };
+Pass pass(const Subset& subset, const std::function<std::string(const std::filesystem::path&)>& decode,
+          int who = RUSAGE_SELF) {
+    Pass p;
+    const double before = cpuSeconds(who);
+    for (const auto& r : subset.recordings) p.texts.push_back(decode(r.file));
+    p.cpu = cpuSeconds(who) - before;
+    return p;
+}
 
-// Debian's own decoder, one process per file with the same model and its default settings.
-struct Continuous {
-    double loadCpu = 0;  // its cost of loading the model, measured on a tenth of a second
-
-    double run(const std::filesystem::path& file, std::string* out) const {
-        const double before = cpuSeconds(RUSAGE_CHILDREN);
-        const auto result = testing::referenceDecode(file);
-        if (out) *out = result.out;
-        return cpuSeconds(RUSAGE_CHILDREN) - before;
-    }
-    Pass pass(const Subset& subset) const {
-        Pass p;
-        for (const auto& r : subset.recordings) {
-            std::string out;
-            p.cpu += std::max(0.0, run(r.file, &out) - loadCpu);
-            std::string joined;
-            for (const auto& word : testing::words(out)) joined += word + " ";
-            p.texts.push_back(joined);
-        }
-        return p;
-    }
-};
-
-// Quillon's two paths on one engine: file transcription (accurate preset) and the streaming session
-// (progressive preset), fed as fast as it takes the audio, in blocks of 100 ms.
-struct Quillon {
-    testing::SpeechWorld& world;
-    TranscriptionService& service;
-    SpeechTranscriptionSessionFactory& factory;
-
-    std::string transcribe(const std::filesystem::path& file) {
-        std::promise<std::string> done;
-        auto result = done.get_future();
-        service.transcribe(file, [&](auto text) { done.set_value(text ? *text : std::string()); });
-        return result.get();
-    }
-    std::string stream(const std::filesystem::path& file) {
-        testing::Transcript transcript;
-        auto session = factory.makeSession(transcript.handlers());
-        const auto samples = testing::readWavSamples(file);
-        testing::feed(*session, samples, 0, samples.size(), 16000.0);
-        return finished(*session);
-    }
-    Pass filePass(const Subset& subset) {
-        Pass p;
-        const double before = cpuSeconds();
-        for (const auto& r : subset.recordings) p.texts.push_back(transcribe(r.file));
-        p.cpu = cpuSeconds() - before;
-        return p;
-    }
-    Pass streamPass(const Subset& subset) {
-        Pass p;
-        const double before = cpuSeconds();
-        for (const auto& r : subset.recordings) p.texts.push_back(stream(r.file));
-        p.cpu = cpuSeconds() - before;
-        return p;
-    }
-};
-
-std::string ratio(double ours, double reference) {
-    char text[32];
-    if (reference > 0) {
-        std::snprintf(text, sizeof text, "%.2f", ours / reference);
-    } else {
-        std::snprintf(text, sizeof text, "%s", ours > 0 ? "inf" : "1.00");
-    }
-    return text;
+// Our word error rate over the engine's own: 1 when both are perfect, 99 when only the engine is.
+double ratio(double ours, double reference) {
+    return reference > 0 ? ours / reference : ours > 0 ? 99.0 : 1.0;
 }
 
 // A made-up glossary of `count` terms, names and phrases no dictionary has, with `first` in front.
@@ -142,30 +88,33 @@ std::vector<std::string> madeUpGlossary(std::vector<std::string> first, std::siz
     return terms;
 }
 
-int run(bool show, PocketSphinxDecoderPool::Tuning tuning) {
+int run(PocketSphinxDecoderPool::Tuning tuning) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);  // each figure as soon as it is known
     ScratchDirectory scratch;
     const auto set = scratch / "evaluation";
     testing::make({QUILLON_EVALUATION_SET_SCRIPT, set.string()});
     const auto subsets = bench::loadSubsets(set, {"librivox", "flite", "espeak", "noisy-light", "noisy-heavy"});
     const auto glossarySet = bench::loadSubsets(set, {"glossary"}).front();
-    {
-        std::ifstream load("/proc/loadavg");
-        std::string average;
-        load >> average;
-        std::printf("Machine: %u hardware threads, load average %s at the start\n", std::thread::hardware_concurrency(),
-                    average.c_str());
-    }
+    double load = 0;
+    getloadavg(&load, 1);
+    std::printf("Machine: %u hardware threads, load average %.2f at the start\n",
+                std::thread::hardware_concurrency(), load);
     std::printf("Model: %s (pocketsphinx-en-us); endpointer silence window %d ms; decoder settings:",
                 modelDirectory.c_str(), PocketSphinxDecoderPool::endpointSilenceFrames * 10);
     if (tuning.decoderArguments.empty()) std::printf(" the engine's defaults");
     for (const auto& [name, value] : tuning.decoderArguments) std::printf(" %s %s", name.c_str(), value.c_str());
     std::printf("\n\n");
 
-    Continuous continuous;
+    // Debian's own decoder, one process per file with the same model and its default settings; its
+    // cost of loading the model, measured on a tenth of a second, is taken off its figure.
+    const auto engineDecode = [](const std::filesystem::path& file) {
+        return testing::referenceDecode(file).out;
+    };
     const auto blip = scratch / "blip.wav";
     testing::make({"sox", "-n", "-r", "16000", "-c", "1", "-b", "16", blip.string(), "trim", "0", "0.1"});
-    for (int i = 0; i < 3; ++i) continuous.loadCpu += continuous.run(blip, nullptr) / 3;
+    const Recording once{"blip", blip, {}, 0.1};
+    const Subset blips{"blip", {once, once, once}};
+    const double loadCpu = pass(blips, engineDecode, RUSAGE_CHILDREN).cpu / 3;
 
     testing::SpeechWorld world(PocketSphinxDecoderPool::ModelPaths::debianEnglish(), "en_US", tuning);
     testing::FakeWallClock clock;
@@ -176,41 +125,52 @@ int run(bool show, PocketSphinxDecoderPool::Tuning tuning) {
     TranscriptionService service(world.support, media, diagnostics, fileJobs, world.log.logger(LogCategory::transcription));
     SerialQueue sessionWorker("bench-session");
     SpeechTranscriptionSessionFactory factory(world.support, world.converters, {&sessionWorker});
-    Quillon quillon{world, service, factory};
+    // Quillon's two paths on one engine: file transcription (accurate preset) and the streaming
+    // session (progressive preset), fed as fast as it takes the audio, in blocks of 100 ms.
+    const auto transcribe = [&](const std::filesystem::path& file) {
+        std::promise<std::string> done;
+        auto result = done.get_future();
+        service.transcribe(file, [&](auto text) { done.set_value(text ? *text : std::string()); });
+        return result.get();
+    };
+    const auto stream = [&](const std::filesystem::path& file) {
+        testing::Transcript transcript;
+        auto session = factory.makeSession(transcript.handlers());
+        const auto samples = testing::readWavSamples(file);
+        testing::feed(*session, samples, 0, samples.size(), 16000.0);
+        return finished(*session);
+    };
 
     const auto coldStart = Clock::now();
-    quillon.transcribe(subsets.front().recordings.front().file);
+    transcribe(subsets.front().recordings.front().file);
     const double coldSeconds = std::chrono::duration<double>(Clock::now() - coldStart).count();
     world.engine.warmUp(TranscriberPreset::progressiveTranscription);
     while (world.engine.pool().idleCount(TranscriberPreset::progressiveTranscription) == 0) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
 
-    std::printf("Word error rate (ratio to pocketsphinx_continuous) and CPU s per audio s; continuous's model load\n"
-                "of %.2f s CPU per file is taken off its figure.\n", continuous.loadCpu);
+    std::printf(
+        "Word error rate (ratio to pocketsphinx_continuous) and CPU s per audio s; continuous's model load\n"
+        "of %.2f s CPU per file is taken off its figure.\n",
+        loadCpu);
     std::printf("%-12s %6s | %7s %14s %14s | %6s %6s %6s\n", "subset", "audio", "engine", "file", "streaming",
                 "engine", "file", "stream");
     std::vector<std::vector<std::string>> fileTexts;
     double worstRatio = 0;
     for (const auto& subset : subsets) {
-        const Pass reference = continuous.pass(subset);
-        const Pass file = quillon.filePass(subset);
-        const Pass stream = quillon.streamPass(subset);
+        const Pass reference = pass(subset, engineDecode, RUSAGE_CHILDREN);
+        const Pass file = pass(subset, transcribe);
+        const Pass streaming = pass(subset, stream);
         const double ref = bench::wordErrors(subset.recordings, reference.texts).rate();
         const double ours = bench::wordErrors(subset.recordings, file.texts).rate();
-        const double streamed = bench::wordErrors(subset.recordings, stream.texts).rate();
-        worstRatio = std::max({worstRatio, ref > 0 ? ours / ref : ours > 0 ? 99.0 : 1.0, ref > 0 ? streamed / ref : streamed > 0 ? 99.0 : 1.0});
+        const double streamed = bench::wordErrors(subset.recordings, streaming.texts).rate();
+        worstRatio = std::max({worstRatio, ratio(ours, ref), ratio(streamed, ref)});
         const double seconds = subset.seconds();
-        std::printf("%-12s %5.0fs | %6.1f%% %6.1f%% (%s) %6.1f%% (%s) | %6.3f %6.3f %6.3f\n", subset.name.c_str(), seconds,
-                    100 * ref, 100 * ours, ratio(ours, ref).c_str(), 100 * streamed, ratio(streamed, ref).c_str(),
-                    reference.cpu / seconds, file.cpu / seconds, stream.cpu / seconds);
-        if (show) {
-            for (std::size_t i = 0; i < subset.recordings.size(); ++i) {
-                std::printf("  %s\n    engine:    %s\n    file:      %s\n    streaming: %s\n",
-                            subset.recordings[i].id.c_str(), reference.texts[i].c_str(), file.texts[i].c_str(),
-                            stream.texts[i].c_str());
-            }
-        }
+        const double engineCpu =
+            std::max(0.0, reference.cpu - loadCpu * static_cast<double>(subset.recordings.size()));
+        std::printf("%-12s %5.0fs | %6.1f%% %6.1f%% (%.2f) %6.1f%% (%.2f) | %6.3f %6.3f %6.3f\n",
+                    subset.name.c_str(), seconds, 100 * ref, 100 * ours, ratio(ours, ref), 100 * streamed,
+                    ratio(streamed, ref), engineCpu / seconds, file.cpu / seconds, streaming.cpu / seconds);
         fileTexts.push_back(file.texts);
     }
     std::printf("Worst ratio to the engine's own decoder over the subsets: %.2f\n", worstRatio);
@@ -218,19 +178,20 @@ int run(bool show, PocketSphinxDecoderPool::Tuning tuning) {
     // The glossary: its own sentences without and with their terms, then a glossary of 200 terms
     // (those and made-up names) over the clean subsets, against their figures above.
     std::vector<std::string> terms;
-    {
-        std::ifstream in(set / "glossary-terms.txt");
-        for (std::string line; std::getline(in, line);) terms.push_back(line);
-    }
-    std::string glossaryText;
-    for (const auto& term : terms) glossaryText += term + "\n";
-    const Pass withoutGlossary = quillon.filePass(glossarySet);
-    world.setGlossary(glossaryText);
+    std::ifstream termsFile(set / "glossary-terms.txt");
+    for (std::string line; std::getline(termsFile, line);) terms.push_back(line);
+    const auto setGlossary = [&](const std::vector<std::string>& glossary) {
+        std::string text;
+        for (const auto& term : glossary) text += term + "\n";
+        world.setGlossary(text);
+    };
+    const Pass withoutGlossary = pass(glossarySet, transcribe);
+    setGlossary(terms);
     const auto changed = Clock::now();
-    quillon.transcribe(glossarySet.recordings.front().file);
+    transcribe(glossarySet.recordings.front().file);
     const double firstAfterChange = std::chrono::duration<double>(Clock::now() - changed).count();
-    const Pass withGlossary = quillon.filePass(glossarySet);
-    const Pass streamedWithGlossary = quillon.streamPass(glossarySet);
+    const Pass withGlossary = pass(glossarySet, transcribe);
+    const Pass streamedWithGlossary = pass(glossarySet, stream);
     std::printf("\nGlossary of %zu terms, sentences that use them (%zu files, %.0f s): word error rate %.1f%% without it, "
                 "%.1f%% with it (file), %.1f%% (streaming)\n",
                 terms.size(), glossarySet.recordings.size(), glossarySet.seconds(),
@@ -241,28 +202,20 @@ int run(bool show, PocketSphinxDecoderPool::Tuning tuning) {
     for (const auto& text : withGlossary.texts) {
         found += std::ranges::any_of(terms, [&](const auto& term) { return text.find(term) != std::string::npos; });
     }
-    std::printf("  files whose text has a term exactly as written: %zu of %zu; first file after the change: %.2f s wall\n",
-                found, glossarySet.recordings.size(), firstAfterChange);
-    if (show) {
-        for (std::size_t i = 0; i < glossarySet.recordings.size(); ++i) {
-            std::printf("  %s\n    without: %s\n    with:    %s\n", glossarySet.recordings[i].id.c_str(),
-                        withoutGlossary.texts[i].c_str(), withGlossary.texts[i].c_str());
-        }
-    }
+    std::printf(
+        "  files whose text has a term exactly as written: %zu of %zu; first file after the change: %.2f s "
+        "wall\n",
+        found, glossarySet.recordings.size(), firstAfterChange);
     const auto large = madeUpGlossary(terms, 200);
-    glossaryText.clear();
-    for (const auto& term : large) glossaryText += term + "\n";
-    world.setGlossary(glossaryText);
+    setGlossary(large);
     std::printf("Glossary of %zu terms, file transcription of the clean subsets, word error rate without -> with:\n", large.size());
     bench::ErrorCount before, after;
     for (std::size_t s = 0; s < 3; ++s) {
-        const Pass with = quillon.filePass(subsets[s]);
+        const Pass with = pass(subsets[s], transcribe);
         const auto without = bench::wordErrors(subsets[s].recordings, fileTexts[s]);
         const auto withTerms = bench::wordErrors(subsets[s].recordings, with.texts);
-        before.errors += without.errors;
-        before.words += without.words;
-        after.errors += withTerms.errors;
-        after.words += withTerms.words;
+        before += without;
+        after += withTerms;
         std::printf("  %-10s %5.1f%% -> %5.1f%% (%+.1f points), %.3f CPU s per audio s\n", subsets[s].name.c_str(),
                     100 * without.rate(), 100 * withTerms.rate(), 100 * (withTerms.rate() - without.rate()),
                     with.cpu / subsets[s].seconds());
@@ -361,19 +314,13 @@ int main(int argc, char** argv) {
     if (argc == 3 && std::string(argv[1]) == "--memory-sessions") {
         return quillon::measureSessions(static_cast<std::size_t>(std::stoul(argv[2])));
     }
-    bool show = false;
     quillon::PocketSphinxDecoderPool::Tuning tuning;
-    for (int i = 1; i < argc; ++i) {
-        const std::string option = argv[i];
-        if (option == "--show") {
-            show = true;
-        } else if (option == "--arg" && i + 2 < argc) {
-            tuning.decoderArguments.emplace_back(argv[i + 1], argv[i + 2]);
-            i += 2;
-        } else {
-            std::fprintf(stderr, "usage: bench_speech [--show] [--arg NAME VALUE]...\n");
+    for (int i = 1; i < argc; i += 3) {
+        if (std::string(argv[i]) != "--arg" || i + 2 >= argc) {
+            std::fprintf(stderr, "usage: bench_speech [--arg NAME VALUE]...\n");
             return 2;
         }
+        tuning.decoderArguments.emplace_back(argv[i + 1], argv[i + 2]);
     }
-    return quillon::run(show, std::move(tuning));
+    return quillon::run(std::move(tuning));
 }

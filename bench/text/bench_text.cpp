@@ -82,33 +82,26 @@ std::string transcript(bool mixed) {
     return text;
 }
 
-void graphemeCount(benchmark::State& state, const std::string& text) {
+void graphemeCount(benchmark::State& state, bool mixed) {
+    const std::string text = transcript(mixed);
     for (auto _ : state) benchmark::DoNotOptimize(unicode::graphemeCount(text));
     state.counters["chars"] = static_cast<double>(unicode::graphemeCount(text));
     state.counters["bytes"] = static_cast<double>(text.size());
 }
-void BM_GraphemeCount_Ascii100k(benchmark::State& state) { graphemeCount(state, transcript(false)); }
-void BM_GraphemeCount_Mixed100k(benchmark::State& state) { graphemeCount(state, transcript(true)); }
-BENCHMARK(BM_GraphemeCount_Ascii100k)->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_GraphemeCount_Mixed100k)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(graphemeCount, Ascii100k, false)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(graphemeCount, Mixed100k, true)->Unit(benchmark::kMicrosecond);
 
 // Two versions of a transcript that differ only at the very end, so the whole text is compared.
 // In mixed scripts the difference is a skin tone added to the last emoji: the last common bytes
 // end inside a cluster, and the result backs off to the cluster's start.
-void commonPrefix(benchmark::State& state, const std::string& a, const std::string& b) {
+void commonPrefix(benchmark::State& state, bool mixed) {
+    const std::string a = mixed ? transcript(true) + "👍" : transcript(false);
+    const std::string b = mixed ? a + "\xF0\x9F\x8F\xBD" : a.substr(0, a.size() - 1) + "!";
     for (auto _ : state) benchmark::DoNotOptimize(unicode::commonPrefixLength(a, b));
     state.counters["backed_off_bytes"] = static_cast<double>(a.size() - unicode::commonPrefixLength(a, b));
 }
-void BM_CommonPrefix_Ascii100k(benchmark::State& state) {
-    const std::string a = transcript(false);
-    commonPrefix(state, a, a.substr(0, a.size() - 1) + "!");
-}
-void BM_CommonPrefix_Mixed100k(benchmark::State& state) {
-    const std::string a = transcript(true) + "👍";
-    commonPrefix(state, a, a + "\xF0\x9F\x8F\xBD");
-}
-BENCHMARK(BM_CommonPrefix_Ascii100k)->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_CommonPrefix_Mixed100k)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(commonPrefix, Ascii100k, false)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(commonPrefix, Mixed100k, true)->Unit(benchmark::kMicrosecond);
 
 // One recogniser update of a live transcript of 100,000 characters whose user fixed a word near
 // the start: the edit is carried over to the grown text.

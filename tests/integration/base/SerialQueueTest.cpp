@@ -17,13 +17,6 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 
-// Waits until every task posted to `queue` before now has run.
-void settle(SerialQueue& queue) {
-    std::promise<void> done;
-    queue.post([&done] { done.set_value(); });
-    done.get_future().wait();
-}
-
 TEST(SerialQueue, TasksRunInDueOrderAndACancelledTimerNever) {
     SerialQueue queue("test-order");
     std::mutex mutex;
@@ -121,7 +114,9 @@ TEST(SerialQueue, WakeupSignalsMergeAndASignalDuringTheRunAsksForOneMore) {
     other.join();
     release.set_value();
     secondRan.get_future().wait();
-    settle(queue);
+    std::promise<void> settled;  // due after a third run, were one asked for
+    queue.post([&settled] { settled.set_value(); });
+    settled.get_future().wait();
     EXPECT_EQ(runs, 2) << "two signals during the first run ask for one more, not two";
 }
 

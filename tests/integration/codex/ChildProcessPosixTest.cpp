@@ -24,7 +24,9 @@ using namespace std::chrono_literals;
 // The limit only keeps a hang (the fault these tests look for) from stalling the suite.
 constexpr auto hangLimit = 60s;
 
-// A real child under a shell command, with what it writes and its end kept for the test.
+// A real child under a shell command, with what it writes and its end kept for the test; the
+// standard error it wrote is taken as it was when the end was reported, since the client words its
+// failure from that.
 struct Child {
     void launch(const std::string& command) {
         auto launched = process->launch({"/bin/sh", {"-c", command}, {{"PATH", "/usr/bin:/bin"}}},
@@ -33,7 +35,15 @@ struct Child {
                                              output += bytes;
                                              if (onOutput) onOutput();
                                          },
-                                         nullptr, [this] { ended.set_value(); }});
+                                         [this](std::string bytes) {
+                                             std::lock_guard lock(mutex);
+                                             errors += bytes;
+                                         },
+                                         [this] {
+                                             std::lock_guard lock(mutex);
+                                             errorsAtEnd = errors;
+                                             ended.set_value();
+                                         }});
         EXPECT_TRUE(launched) << launched.error();
     }
     std::string outputSoFar() {
@@ -44,7 +54,7 @@ struct Child {
 
     std::unique_ptr<ChildProcess> process = std::make_unique<ChildProcessPosix>();
     std::mutex mutex;
-    std::string output;
+    std::string output, errors, errorsAtEnd;
     std::function<void()> onOutput;
     std::promise<void> ended;
     std::future<void> endedFuture = ended.get_future();
@@ -66,10 +76,11 @@ void expectReturns(std::function<void()> step, const char* fault) {
 
 TEST(ChildProcessPosixTest, WritesNeverBlockAndArriveInOrderOnceTheChildReads) {
     // The child reads nothing until a file appears; far more than a pipe holds is written meanwhile.
+    // Its last words on standard error, just before it exits, arrive before its end.
     const std::string flag = ::testing::TempDir() + "quillon-child-go-" + std::to_string(::getpid());
     std::filesystem::remove(flag);
     Child child;
-    child.launch("while [ ! -e '" + flag + "' ]; do sleep 0.01; done; cat");
+    child.launch("while [ ! -e '" + flag + "' ]; do sleep 0.01; done; cat; echo panicked >&2");
     std::string sent;
     for (int block = 0; block < 64; ++block) sent += std::string(16 * 1024, static_cast<char>('a' + block % 26)) + "\n";
     expectReturns(
@@ -83,6 +94,7 @@ TEST(ChildProcessPosixTest, WritesNeverBlockAndArriveInOrderOnceTheChildReads) {
     std::ofstream(flag) << "go";
     ASSERT_TRUE(child.waitForEnd());
     EXPECT_EQ(child.outputSoFar(), sent);
+    EXPECT_EQ(child.errorsAtEnd, "panicked\n");
     std::filesystem::remove(flag);
     EXPECT_FALSE(child.process->write("late"));
 }

@@ -1,7 +1,6 @@
 #include "LocalResponsesServer.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -13,11 +12,6 @@
 namespace quillon::testing {
 
 namespace {
-
-bool waitReadable(int fd, int milliseconds) {
-    pollfd entry{fd, POLLIN, 0};
-    return ::poll(&entry, 1, milliseconds) > 0;
-}
 
 void sendAll(int fd, const std::string& bytes) {
     std::size_t sent = 0;
@@ -42,7 +36,6 @@ LocalResponsesServer::LocalResponsesServer() {
     socklen_t length = sizeof address;
     ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
     port_ = ntohs(address.sin_port);
-    if (::pipe2(wake_, O_CLOEXEC) != 0) throw std::runtime_error("cannot make a pipe");
     thread_ = std::jthread([this](std::stop_token stop) { serve(stop); });
 }
 
@@ -53,11 +46,9 @@ LocalResponsesServer::~LocalResponsesServer() {
     }
     released_.notify_all();
     thread_.request_stop();
-    (void)::write(wake_[1], "x", 1);
+    ::shutdown(listener_, SHUT_RDWR);  // wakes the poll for the listener
     thread_.join();
     ::close(listener_);
-    ::close(wake_[0]);
-    ::close(wake_[1]);
 }
 
 void LocalResponsesServer::setReply(std::string text) {
@@ -96,9 +87,9 @@ std::vector<std::string> LocalResponsesServer::requestBodies() const {
 
 void LocalResponsesServer::serve(std::stop_token stop) {
     while (!stop.stop_requested()) {
-        pollfd fds[2] = {{listener_, POLLIN, 0}, {wake_[0], POLLIN, 0}};
-        if (::poll(fds, 2, -1) <= 0) continue;
-        if (fds[1].revents != 0) return;
+        pollfd listening{listener_, POLLIN, 0};
+        if (::poll(&listening, 1, -1) <= 0) continue;
+        if (stop.stop_requested()) return;
         const int connection = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
         if (connection < 0) continue;
         answer(connection);
@@ -113,7 +104,7 @@ void LocalResponsesServer::answer(int connection) {
     std::size_t contentLength = 0;
     char buffer[65536];
     while (headerEnd == std::string::npos || request.size() < headerEnd + 4 + contentLength) {
-        if (!waitReadable(connection, 5000)) return;
+        if (pollfd readable{connection, POLLIN, 0}; ::poll(&readable, 1, 5000) <= 0) return;
         const ssize_t count = ::recv(connection, buffer, sizeof buffer, 0);
         if (count <= 0) return;
         request.append(buffer, static_cast<std::size_t>(count));

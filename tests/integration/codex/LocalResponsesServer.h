@@ -36,7 +36,6 @@ private:
     std::string eventStream();
 
     int listener_ = -1;
-    int wake_[2] = {-1, -1};
     int port_ = 0;
     mutable std::mutex mutex_;  // guards reply_, failure_, queued_, bodies_, held_ and stopping_
     std::string reply_ = R"({"markdown":"# Local summary"})";

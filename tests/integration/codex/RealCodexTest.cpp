@@ -1,16 +1,66 @@
+#include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <set>
 
-#include "CodexIntegrationSupport.h"
 #include "LocalResponsesServer.h"
+#include "core/codex/CodexAppServerClient.h"
+#include "fakes/FakeHostEnvironment.h"
+#include "platform/linux/base/SerialQueue.h"
+#include "platform/linux/process/ChildProcessPosix.h"
 
 namespace quillon::testing {
 namespace {
+
+// A fresh folder for one test, removed afterwards. Not under /tmp: there Codex declines to set up
+// its sandbox helper, so that a shell the model reached would fail by accident instead of being
+// refused. A child that is still shutting down may write while the folder goes; what it leaves is
+// removed by the next run.
+struct TestFolder {
+    TestFolder() {
+        const std::string test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+        path = std::filesystem::path(QUILLON_TEST_SCRATCH) / ("quillon-codex-" + test);
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+        std::filesystem::create_directories(path);
+    }
+    ~TestFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+    std::filesystem::path path;
+};
+
+// Calls `operation` with a completion and waits for it (the event, not a clock; the limit only
+// keeps a broken build from hanging).
+template <class T, class Operation>
+CodexResult<T> await(Operation operation) {
+    auto promise = std::make_shared<std::promise<CodexResult<T>>>();
+    auto future = promise->get_future();
+    operation([promise](CodexResult<T> result) { promise->set_value(std::move(result)); });
+    if (future.wait_for(std::chrono::seconds(120)) != std::future_status::ready) {
+        ADD_FAILURE() << "no answer within 120 s";
+        return std::unexpected(CodexFailure::system("no answer"));
+    }
+    return future.get();
+}
+
+// Waits until everything posted to `queue` so far has run.
+void drain(Scheduler& queue) {
+    std::promise<void> done;
+    queue.post([&] { done.set_value(); });
+    done.get_future().wait();
+}
+
+std::string failureText(const auto& r) {
+    return r ? "(success)" : r.error().description();
+}
 
 // The real `codex app-server` from npm, for a made-up user (HOME and CODEX_HOME of the test's
 // own), with no network but the loopback: either OpenAI's provider (nothing reachable, signed out)
@@ -25,7 +75,7 @@ protected:
         const auto home = folder.path / "home";
         std::filesystem::create_directories(home / ".codex");
         const auto workspaceParent = folder.path / "data";
-        host.allowed = {npmBin.parent_path().string()};
+        host.executables = {npmBin.string()};  // a Codex installed on the machine never stands in
         host.vars = {{"HOME", home.string()},
                      {"CODEX_HOME", (home / ".codex").string()},
                      {"XDG_DATA_HOME", workspaceParent.string()},
@@ -51,10 +101,8 @@ protected:
         drain(queue);
     }
 
-    // Not under /tmp: there Codex declines to set up its sandbox helper, so that a shell the model
-    // reached would fail by accident instead of being refused.
-    TestFolder folder{QUILLON_TEST_SCRATCH};
-    IsolatedHost host;
+    TestFolder folder;
+    FakeHostEnvironment host;
     LocalResponsesServer provider;
     SerialQueue queue{"com.lanternmoth.Quillon.codex-real"};
     std::shared_ptr<CodexAppServerClient> codex;

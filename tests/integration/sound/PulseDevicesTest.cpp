@@ -29,21 +29,10 @@ bool hasDevice(const std::vector<AudioInputDevice>& devices, const std::string& 
     return std::ranges::any_of(devices, [&](const auto& device) { return device.uid == uid; });
 }
 
-TEST(AudioDevicesPulse, ListsMicrophonesByDescriptionWithoutMonitors) {
+TEST(AudioDevicesPulse, ListsMicrophonesByDescriptionWithoutMonitorsAndReportsOnePluggedInAndOut) {
     QUILLON_REQUIRE_SOUND_SERVER();
-    testing::SoundLog log;
-    PulseServerConnection connection("Quillon test", log.log.logger(LogCategory::audio));
-    AudioDevicesPulse devices(connection);
-    const auto listed = listNow(devices);
-    EXPECT_NE(std::ranges::find(listed, AudioInputDevice{"mic", "Test-Microphone"}), listed.end());
-    for (const auto& device : listed) EXPECT_FALSE(device.uid.ends_with(".monitor")) << device.uid;
-}
-
-TEST(AudioDevicesPulse, ReportsAMicrophonePluggedInAndOut) {
-    QUILLON_REQUIRE_SOUND_SERVER();
-    testing::SoundLog log;
-    PulseServerConnection connection("Quillon test", log.log.logger(LogCategory::audio));
-    AudioDevicesPulse devices(connection);
+    testing::SoundServer server;
+    AudioDevicesPulse devices(server.connection);
     std::mutex mutex;
     std::condition_variable changed;
     int changes = 0;
@@ -52,7 +41,10 @@ TEST(AudioDevicesPulse, ReportsAMicrophonePluggedInAndOut) {
         ++changes;
         changed.notify_all();
     });
-    ASSERT_FALSE(hasDevice(listNow(devices), "usbmic"));  // connected and subscribed from here
+    const auto listed = listNow(devices);  // connected and subscribed from here
+    EXPECT_NE(std::ranges::find(listed, AudioInputDevice{"mic", "Test-Microphone"}), listed.end());
+    for (const auto& device : listed) EXPECT_FALSE(device.uid.ends_with(".monitor")) << device.uid;
+    ASSERT_FALSE(hasDevice(listed, "usbmic"));
 
     // Waits for change reports until the list says what is expected.
     const auto waitUntil = [&](bool present) {
@@ -89,9 +81,8 @@ TEST(MicrophoneAccessPulse, GrantedOnlyWhenASoundServerWithAMicrophoneAnswers) {
     for (const bool serverAnswers : {true, false}) {
         SCOPED_TRACE(serverAnswers ? "the session's server" : "no server");
         if (!serverAnswers) ::setenv("PULSE_SERVER", "unix:/nonexistent/quillon/native", 1);
-        testing::SoundLog log;
-        PulseServerConnection connection("Quillon test", log.log.logger(LogCategory::audio));
-        MicrophoneAccessPulse access(connection);
+        testing::SoundServer server;
+        MicrophoneAccessPulse access(server.connection);
         EXPECT_EQ(access.recordPermission(), RecordPermission::undetermined);
         std::promise<bool> answered;
         access.requestRecordPermission([&answered](bool granted) { answered.set_value(granted); });

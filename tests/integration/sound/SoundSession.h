@@ -12,6 +12,7 @@
 #include "DesktopSession.h"
 #include "core/base/ManualScheduler.h"
 #include "fakes/TestLog.h"
+#include "platform/linux/sound/PulseServerConnection.h"
 
 namespace quillon::testing {
 
@@ -32,9 +33,11 @@ inline std::string run(const std::string& command) {
     return output;
 }
 
-struct SoundLog {
+// A connection to the sound server (PULSE_SERVER's when it is made), its log kept in memory.
+struct SoundServer {
     quillon::ManualScheduler ring;
     TestLog log{ring};
+    PulseServerConnection connection{"Quillon test", log.logger(LogCategory::audio)};
 };
 
 }  // namespace quillon::testing
