@@ -12,7 +12,6 @@ namespace {
 
 using testing::FakeRealFFT;
 using testing::FakeWallClock;
-using std::chrono::milliseconds;
 
 struct MeterWorld {
     MeterWorld() { clock.set(std::chrono::system_clock::time_point{}); }
@@ -51,44 +50,6 @@ TEST(LevelMeter, SpectralBandsMatchHandComputedEdges) {
         const auto bands = world.meter.spectralBandLevels(samples, c.sampleRate, 0.8f);
         for (std::size_t i = 0; i < 5; ++i) EXPECT_NEAR(bands[i], c.expected[i], 2e-5f) << "band " << i;
     }
-}
-
-TEST(LevelMeter, SmallBlocksAreGatheredIntoWholeWindows) {
-    MeterWorld world;
-    std::vector<std::int16_t> block(480);
-    int transforms = 0;
-    for (int i = 0; i < 10; ++i) {
-        std::ranges::fill(block, static_cast<std::int16_t>(i));
-        world.meter.accumulateAudioLevels(block, 48000.0f);
-        if (world.fft.lastInput.empty()) continue;
-        ++transforms;
-        world.fft.lastInput.clear();
-    }
-    EXPECT_EQ(transforms, 4);  // 4800 samples make four windows of 1024
-}
-
-TEST(LevelMeter, SmoothingAttacksFastReleasesSlowlyAndStopsWithItsTimer) {
-    MeterWorld world;
-    world.fft.spectrum.assign(512, 1.0f);
-    const std::vector<float> loud(1024, 1.0f);  // 0 dB: overall 1, every band 1
-    world.meter.startSmoothingTimer();
-    world.meter.updateAudioLevels(loud, 16000.0f);
-    world.main.advance(LevelMeter::smoothingInterval);
-    const float afterAttack = world.meter.smoothedLevels().levels[0];
-    EXPECT_NEAR(afterAttack, 0.43528187f, 1e-6f);
-    EXPECT_NEAR(world.meter.smoothedLevels().peak, 0.43528187f, 1e-6f);
-
-    world.fft.spectrum.assign(512, 0.0f);
-    const std::vector<float> silence(1024, 0.0f);
-    world.meter.updateAudioLevels(silence, 16000.0f);
-    world.main.advance(LevelMeter::smoothingInterval);
-    EXPECT_NEAR(world.meter.smoothedLevels().levels[4], afterAttack * (1.0f - 0.1353708f), 1e-6f);
-
-    world.meter.stopSmoothingTimer();
-    const auto stopped = world.meter.smoothedLevels();
-    world.main.advance(milliseconds(500));
-    EXPECT_EQ(world.meter.smoothedLevels(), stopped);
-    EXPECT_EQ(world.main.pendingCount(), 0u);
 }
 
 // At any date the idle shimmer stays at most 0.023: the bars never rise more than a third of a point.

@@ -45,7 +45,6 @@ struct Case {
     // One letter per key event: S swallowed, P passed.
     std::string answers;
     HotkeyState finalState;
-    double threshold = 0.3;
     bool learnMode = false;
 };
 
@@ -73,9 +72,6 @@ std::vector<Case> cases() {
         {.name = "PressesWhileTranscribingAreSwallowedAndIgnored",
          .steps = {down(keyF5), wait(400ms), up(keyF5), down(keyF5), wait(400ms), up(keyF5)},
          .signals = "start stop", .answers = "SSSS", .finalState = transcribing},
-        {.name = "AShorterThresholdMakesAFifthOfASecondAHold",
-         .steps = {down(keyF5), wait(200ms), up(keyF5)},
-         .signals = "start stop", .answers = "SS", .finalState = transcribing, .threshold = 0.1},
         {.name = "ThresholdPassingWithTheKeyUpKeepsTapToToggle",
          .steps = {down(keyF5), wait(100ms), up(keyF5), wait(400ms)},
          .signals = "start tap", .answers = "SS", .finalState = undecided},
@@ -173,7 +169,6 @@ TEST_F(HotkeyManagerTest, FollowsEveryTransitionAndEdgeCase) {
         hotkey_.resetToIdle();
         signals_.clear();
         configure(test.mode, test.keyCode, test.modifiers);
-        store_.seed("doubleTapThreshold", test.threshold);
         settings_.setLearnModeActive(test.learnMode);
         hotkey_.start();
 
