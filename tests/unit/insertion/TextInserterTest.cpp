@@ -2,12 +2,13 @@
 #include <gtest/gtest.h>
 
 #include "InsertionWorld.h"
-#include "core/insertion/BackgroundTextInserter.h"
+#include "core/insertion/AccessibilityPermission.h"
+#include "core/insertion/GhostText.h"
+#include "fakes/FakeUrlOpener.h"
 
 namespace quillon {
 namespace {
 
-using namespace std::chrono_literals;
 using testing::FakeElement;
 using testing::InsertionWorld;
 using Role = AccessibilityRole;
@@ -73,7 +74,6 @@ TEST_F(TextInserterTest, RefusedSelectedTextFallsBackToTheWholeValue) {
     ASSERT_TRUE(world.inserter.insertText("two "));
     EXPECT_EQ(field->value, "one two three");
     EXPECT_EQ(field->selection, (TextRange{8, 0}));
-    EXPECT_THAT(world.accessibility.writes, ElementsAre("setSelectedText field", "setValue field", "setRange field 8"));
 }
 
 TEST_F(TextInserterTest, LastResortActivatesFocusesPressesAndTypes) {
@@ -90,8 +90,6 @@ TEST_F(TextInserterTest, LastResortActivatesFocusesPressesAndTypes) {
     ASSERT_TRUE(world.inserter.insertText("d"));
     EXPECT_EQ(field->value, "abcd");
     EXPECT_THAT(world.applications.activated, ElementsAre(100));
-    EXPECT_THAT(world.accessibility.writes,
-                ElementsAre("setSelectedText field", "setValue field", "setRange field 4", "focus field", "press field"));
     EXPECT_THAT(world.keyboard.events, ElementsAre("type d"));
 }
 
@@ -120,6 +118,7 @@ TEST_F(TextInserterTest, VerificationAllowsOneSwallowedCharacter) {
 
 // --- Choosing the path ---
 
+// A field with a placeholder, typed into, is the GTK test's.
 TEST_F(TextInserterTest, EventPathIsChosenForPlaceholdersWebAreasGroupsAndListedApps) {
     struct Case {
         std::string name;
@@ -128,7 +127,6 @@ TEST_F(TextInserterTest, EventPathIsChosenForPlaceholdersWebAreasGroupsAndListed
     };
     const std::vector<Case> cases{
         {"plain field", [](InsertionWorld&, FakeElement&) {}, false},
-        {"placeholder", [](InsertionWorld&, FakeElement& f) { f.placeholder = "Message"; }, true},
         {"empty placeholder", [](InsertionWorld&, FakeElement& f) { f.placeholder = ""; }, false},
         {"web area", [](InsertionWorld&, FakeElement& f) { f.role = Role::webArea; }, true},
         {"group", [](InsertionWorld&, FakeElement& f) { f.role = Role::group; }, true},
@@ -164,10 +162,9 @@ TEST_F(TextInserterTest, SelectionIsCollapsedBeforeTyping) {
     field->selection = TextRange{1, 3};
     ASSERT_TRUE(world.inserter.insertText("X"));
     EXPECT_THAT(world.keyboard.events, ElementsAre("key right", "type X"));
-    EXPECT_THAT(world.pacer.pauses, ElementsAre(20ms));
 }
 
-TEST_F(TextInserterTest, PerCharacterTypingSendsGraphemesAtItsPaceAndSubmitsWithReturn) {
+TEST_F(TextInserterTest, PerCharacterTypingSendsGraphemesAndSubmitsWithReturn) {
     world.applications.applications[100].localizedName = "Discord";
     world.application->processIdentifier = 100;
     world.settings.setAppendSpaceAfterInsertion(true);
@@ -175,7 +172,139 @@ TEST_F(TextInserterTest, PerCharacterTypingSendsGraphemesAtItsPaceAndSubmitsWith
     focusField("", Role::group);
     ASSERT_TRUE(world.inserter.insertText("hé👍🏽"));
     EXPECT_THAT(world.keyboard.events, ElementsAre("type h", "type é", "type 👍🏽", "type  ", "key return"));
-    EXPECT_THAT(world.pacer.pauses, ElementsAre(6ms, 6ms, 6ms, 6ms, 30ms));
+}
+
+TEST(GhostTextTest, PlaceholderEchoesAreRecognised) {
+    struct Case {
+        std::string value, placeholder;
+        bool ghost;
+    };
+    const std::vector<Case> cases{
+        {"\u200BMessage\u200D #general\uFEFF \n", "Message #general", true},
+        {"Message #general and my words", "Message #general", true},  // mistaken for ghost text
+        {"\u200B", "\u200B", true},   // equal before normalising
+        {"\u200B ", "\u200B", false},  // both empty once normalised
+        {"Messages", "Message #general", false},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(GhostText::isLikelyGhostText(c.value, c.placeholder), c.ghost) << c.value << " / " << c.placeholder;
+    }
+    EXPECT_EQ(GhostText::normalizePlaceholderComparisonText("\u00A0\u200B Search\u200C …\t\n"), "Search …");
+}
+
+TEST(AccessibilityPermissionTest, OpeningSettingsSwitchesTheServiceOnElseOpensTheDesktopsPage) {
+    struct Case {
+        const char* name;
+        std::optional<std::string> enableFailure;
+        bool enableSwitchesOn;
+        bool granted;
+        std::vector<std::string> opened;
+    };
+    const std::vector<Case> cases{
+        {"no bus to ask", "The accessibility bus could not be reached", true, false, {"settings://accessibility"}},
+        {"switched on but still refused", std::nullopt, false, false, {"settings://accessibility"}},
+    };
+    for (const Case& c : cases) {
+        testing::InsertionWorld world;
+        testing::FakeUrlOpener urls;
+        world.accessibility.trusted = false;
+        world.accessibility.enableFailure = c.enableFailure;
+        world.accessibility.enableSwitchesOn = c.enableSwitchesOn;
+        AccessibilityPermission permission(world.accessibility, urls, world.log.logger(LogCategory::app));
+        std::vector<bool> published;
+        permission.onChange = [&](bool granted) { published.push_back(granted); };
+        permission.openSystemSettings();
+        EXPECT_EQ(permission.accessibilityPermissionGranted(), c.granted) << c.name;
+        EXPECT_EQ(urls.opened, c.opened) << c.name;
+        EXPECT_EQ(published, c.granted ? std::vector<bool>{true} : std::vector<bool>{}) << c.name;
+    }
+}
+
+std::shared_ptr<FakeElement> container(std::string id, std::optional<Role> role, std::vector<ElementRef> children = {}) {
+    auto element = std::make_shared<FakeElement>(std::move(id), role);
+    element->children = std::move(children);
+    return element;
+}
+
+std::string idOf(const ElementRef& element) { return element ? testing::FakeAccessibility::of(element).id : "<null>"; }
+
+class FocusedElementSearchTest : public ::testing::Test {
+protected:
+    InsertionWorld world;
+    FocusedElementSearch search{world.accessibility, world.applications};
+};
+
+TEST_F(FocusedElementSearchTest, FocusResolvesToTheFieldItHoldsOrStandsFor) {
+    auto editableGroup = container("group", Role::group, {container("label", Role::other), FakeElement::textField("area", "", Role::textArea)});
+    editableGroup->value = "";
+    auto anonymous = std::make_shared<FakeElement>("anonymous");  // role unreadable, value readable
+    anonymous->value = "text";
+    const std::vector<std::pair<std::shared_ptr<FakeElement>, std::string>> cases{
+        {editableGroup, "area"},
+        {container("window", Role::window, {container("panel", Role::group, {FakeElement::textField("entry", "")})}), "entry"},
+        {anonymous, "anonymous"},
+    };
+    for (const auto& [focus, expected] : cases) {
+        world.focus(focus);
+        EXPECT_EQ(idOf(search.focusedInsertionElement()), expected);
+        EXPECT_EQ(idOf(search.resolveInsertionElement()), expected);
+    }
+}
+
+TEST_F(FocusedElementSearchTest, FailedSystemWideReadFallsBackToTheFocusedApplication) {
+    world.focus(FakeElement::textField("entry", ""));
+    world.accessibility.systemFocus = nullptr;
+    EXPECT_EQ(idOf(search.focusedInsertionElement()), "entry");
+    world.accessibility.focusedApp = nullptr;
+    EXPECT_EQ(search.focusedInsertionElement(), nullptr);
+}
+
+TEST_F(FocusedElementSearchTest, ElementListedAsChildAndContentIsWalkedOnce) {
+    auto shared = container("shared", Role::other);
+    auto root = container("root", Role::other, {shared});
+    root->contents = std::vector<ElementRef>{shared};
+    FocusedElementSearch::VisitedSet visited;
+    EXPECT_EQ(search.findEditableElementInTree(root, visited), nullptr);
+    EXPECT_EQ(world.accessibility.valueReads["shared"], 1);
+}
+
+TEST_F(FocusedElementSearchTest, CaptureNeedsPermissionAndAProcess) {
+    auto entry = FakeElement::textField("entry", "");
+    world.focus(entry);
+    for (std::optional<int> pid : {std::optional<int>(0), std::optional<int>(-3), std::optional<int>()}) {
+        entry->processIdentifier = pid;
+        EXPECT_EQ(world.inserter.captureFocusedTextTarget().error(), TextInsertionError::noFocusedElement);
+    }
+
+    entry->processIdentifier = 4242;
+    const auto target = world.inserter.captureFocusedTextTarget();
+    ASSERT_TRUE(target);
+    EXPECT_EQ(target->processIdentifier, 4242);
+    EXPECT_TRUE(world.inserter.isSameElement(target->element, world.inserter.focusedInsertionElement()));
+
+    world.accessibility.trusted = false;
+    EXPECT_EQ(world.inserter.captureFocusedTextTarget().error(), TextInsertionError::accessibilityNotGranted);
+}
+
+// Text bound to a field at the start goes in only while that field of that process has the focus.
+TEST_F(FocusedElementSearchTest, TheBoundFieldHasTheFocusOnlyAsTheSameElementOfTheSameProcess) {
+    world.focus(FakeElement::textField("entry", ""));
+    const auto target = world.inserter.captureFocusedTextTarget();
+    ASSERT_TRUE(target);
+    struct Case {
+        const char* id;
+        std::optional<int> process;  // absent: it can no longer be read (it quit)
+        bool focus;
+    };
+    for (const auto& c : {Case{"entry", 100, true}, Case{"search", 100, false}, Case{"entry", 999, false},
+                          Case{"entry", std::nullopt, false}}) {
+        auto focused = FakeElement::textField(c.id, "");  // another reference, made anew
+        focused->processIdentifier = c.process;
+        world.focus(focused);
+        EXPECT_EQ(world.inserter.hasFocus(*target), c.focus) << c.id << " of " << c.process.value_or(-1);
+    }
+    world.focus(nullptr);
+    EXPECT_FALSE(world.inserter.hasFocus(*target));
 }
 
 }  // namespace

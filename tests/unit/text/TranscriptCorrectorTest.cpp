@@ -4,10 +4,15 @@
 
 #include <algorithm>
 #include <atomic>
+#include <optional>
 #include <thread>
 #include <vector>
 
 #include "core/base/ManualScheduler.h"
+#include "core/text/GlossaryContext.h"
+#include "core/text/GlossaryCorrection.h"
+#include "core/text/GlossaryCorrectionEntry.h"
+#include "core/text/TranscriptJoining.h"
 #include "fakes/FakeKeyValueStore.h"
 #include "fakes/FakeLoginItem.h"
 #include "fakes/TestLog.h"
@@ -90,6 +95,85 @@ TEST_F(TranscriptCorrectorTest, CallsFromSeveralThreadsShareTheCompiledRules) {
         }
     }
     EXPECT_EQ(wrong.load(), 0);
+}
+
+TEST(GlossaryCorrectionTest, SettingSplitsAtEveryLineBreakCharacterIntoNonEmptyLines) {
+    const std::vector<std::pair<std::string, std::vector<std::string_view>>> cases{
+        {"", {}},
+        {"\n\na\r\nb\rc\vd\fe\n", {"a", "b", "c", "d", "e"}},
+        {"a\xC2\x85" "b\xE2\x80\xA8" "c\xE2\x80\xA9" "d", {"a", "b", "c", "d"}},  // NEL, line and paragraph separators
+        {"  \n b ", {"  ", " b "}},                                                // blank is not empty: callers trim
+        {"\xC2\xA0x\xE2\x80\xA6", {"\xC2\xA0x\xE2\x80\xA6"}},  // no-break space and ellipsis share lead bytes with breaks
+    };
+    for (const auto& [text, lines] : cases) EXPECT_EQ(splitSettingLines(text), lines) << text;
+}
+
+TEST(GlossaryCorrectionTest, LineParsesAtItsOneSeparatorWithTwoNonEmptySides) {
+    EXPECT_EQ(GlossaryCorrection::parse("  \t kube  →  Kubernetes \t"), (GlossaryCorrection{"kube", "Kubernetes"}));
+    EXPECT_EQ(GlossaryCorrection::parse("open ai->OpenAI"), (GlossaryCorrection{"open ai", "OpenAI"}));
+    // With "->" present an arrow is plain text.
+    EXPECT_EQ(GlossaryCorrection::parse("x → y -> z"), (GlossaryCorrection{"x → y", "z"}));
+    EXPECT_EQ(GlossaryCorrection::parse("a --> b"), (GlossaryCorrection{"a -", "b"}));
+    for (const char* line : {"x -> y -> z", "x → y → z", "no separator", "   -> y", "nothing after → ", "a - > b"}) {
+        EXPECT_EQ(GlossaryCorrection::parse(line), std::nullopt) << line;
+    }
+}
+
+TEST(GlossaryCorrectionTest, EditorRowsKeepHalfRulesButTheSettingGetsOnlyWholeOnes) {
+    auto rows = GlossaryCorrectionEntry::parse("open ai -> OpenAI\r\n -> lonely\nnot a rule\nx → y → z\nkube→ ");
+    ASSERT_EQ(rows.size(), 3u);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        EXPECT_EQ(rows[i].source + "|" + rows[i].replacement, (std::vector<std::string>{"open ai|OpenAI", "|lonely", "kube|"})[i]);
+    }
+    EXPECT_EQ(GlossaryCorrectionEntry::serialize(rows), "open ai → OpenAI");
+
+    for (std::string_view nothing : {"", "just words"}) {
+        auto blank = GlossaryCorrectionEntry::parse(nothing);
+        ASSERT_EQ(blank.size(), 1u) << "one blank row to type in";
+        EXPECT_TRUE(blank[0].source.empty() && blank[0].replacement.empty() && blank[0].id != Uuid{});
+        EXPECT_EQ(GlossaryCorrectionEntry::serialize(blank), "");
+    }
+    const std::vector<GlossaryCorrectionEntry> edited{
+        {Uuid::random(), " open ai ", "OpenAI "}, {Uuid::random(), "half", "  "}, {Uuid::random(), "x -> y", "z"}};
+    EXPECT_EQ(GlossaryCorrectionEntry::serialize(edited), "open ai → OpenAI\nx -> y → z");
+}
+
+TEST(GlossaryCorrectionTest, GlossaryTermsAreTrimmedKeptInOrderAndNotDeduplicated) {
+    auto context = analysisContext("  Quillon \r\nPocketSphinx\n\n\xE2\x80\xA8Quillon\n \t \n");
+    EXPECT_EQ(context.contextualStrings,
+              (std::map<std::string, std::vector<std::string>>{{"general", {"Quillon", "PocketSphinx", "Quillon"}}}));
+    EXPECT_TRUE(analysisContext(" \n \t\r\n\xE3\x80\x80").contextualStrings.empty()) << "blank lines set nothing";
+}
+
+struct JoinCase {
+    std::string receiver;
+    std::string piece;
+    std::string joined;  // by appendingTranscript
+    std::string joinedAsSuffix;
+};
+
+TEST(TranscriptJoiningTest, OneBlankSeparatesPiecesUnlessWhiteSpaceOrClosingPunctuationIsThere) {
+    const std::vector<JoinCase> cases{
+        {"Hello", "world", "Hello world", "Hello world"},
+        {"Hello ", "world", "Hello world", "Hello world"},
+        {"x\xE3\x80\x80", "y", "x\xE3\x80\x80y", "x\xE3\x80\x80y"},     // ideographic space is white space
+        {"Hello", " world ", "Hello world", "Hello world "},              // a suffix keeps its own spacing
+        {"Hello", "   ", "Hello", "Hello   "},
+        {"", "  bare text \n", "bare text", "  bare text \n"},
+        {"Done", "  !", "Done!", "Done  !"},
+        {"(", "x", "( x", "( x"},                                         // an opening bracket gets nothing special
+        {"a", "-b", "a -b", "a -b"},
+        {"a", "\"b\"", "a \"b\"", "a \"b\""},
+        {"a", ".\xCC\x81x", "a .\xCC\x81x", "a .\xCC\x81x"},              // a full stop with an accent is another character
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(appendingTranscript(c.receiver, c.piece), c.joined) << "\"" << c.receiver << "\" + \"" << c.piece << "\"";
+        EXPECT_EQ(appendingTranscriptSuffix(c.piece, c.receiver), c.joinedAsSuffix) << c.receiver << " + " << c.piece;
+    }
+    for (std::string mark : {",", ".", "...", "!", "?", ";", ":", ")", "\xE2\x80\xA6"}) {
+        EXPECT_EQ(appendingTranscript("a", mark + "b"), "a" + mark + "b") << mark;
+        EXPECT_EQ(appendingTranscriptSuffix(mark + "b", "a"), "a" + mark + "b") << mark;
+    }
 }
 
 }  // namespace
