@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <numeric>
 #include <vector>
@@ -140,22 +141,15 @@ TEST(PCM16LiveMixerTest, StartUpWaitsForBothSourcesOrFiveTicksWithOne) {
         {"neither", {}, 0, 0},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         const auto perTick = runTicks(10, c.deliveries);
-        int first = 0;
-        for (int i = 0; i < 10; ++i) {
-            if (!perTick[static_cast<std::size_t>(i)].empty()) {
-                first = i + 1;
-                break;
-            }
-        }
-        EXPECT_EQ(first, c.firstEmittingTick) << c.name;
-        if (first == 0) continue;
-        EXPECT_EQ(perTick[static_cast<std::size_t>(first - 1)], std::vector<std::int16_t>(960, c.firstValue)) << c.name;
+        const auto first = std::ranges::find_if(perTick, [](const auto& block) { return !block.empty(); });
+        EXPECT_EQ(first == perTick.end() ? 0 : first - perTick.begin() + 1, c.firstEmittingTick);
+        if (first == perTick.end()) continue;
+        EXPECT_EQ(*first, std::vector<std::int16_t>(960, c.firstValue));
         // From then on every tick emits, silence once the FIFOs are empty.
-        for (int i = first; i < 10; ++i) {
-            EXPECT_EQ(perTick[static_cast<std::size_t>(i)].size(), 960u) << c.name << " tick " << i + 1;
-        }
-        EXPECT_EQ(perTick[9], std::vector<std::int16_t>(960, 0)) << c.name;
+        EXPECT_TRUE(std::all_of(first, perTick.end(), [](const auto& block) { return block.size() == 960; }));
+        EXPECT_EQ(perTick.back(), std::vector<std::int16_t>(960, 0));
     }
 }
 

@@ -66,15 +66,9 @@ std::string randomText(std::mt19937& random, std::size_t pieces) {
 }
 
 TEST(UnicodeTest, ClustersAgreeWithIcuOnChosenAndRandomTexts) {
-    std::vector<std::string> texts{
-        "",
-        "a\r\nb",                                                 // CR LF is one character
-        "\xF0\x9F\x91\xA9\xE2\x80\x8D\xF0\x9F\x92\xBB",          // woman technologist (ZWJ)
-        "\xF0\x9F\x87\xAB\xF0\x9F\x87\xB7\xF0\x9F\x87\xA9",      // flag FR then a lone indicator
-        "#\xEF\xB8\x8F\xE2\x83\xA3",                              // keycap number sign
-        "\xE1\x84\x80\xE1\x85\xA1\xE1\x86\xA8",                   // Hangul jamo L V T
-        "\xE0\xA4\x95\xE0\xA5\x8D\xE0\xA4\xB7",                   // Devanagari conjunct
-    };
+    // The chosen pieces meet every rule in random order: sequences such as a ZWJ emoji, a keycap,
+    // a flag, Hangul L V T or a Devanagari conjunct all come up.
+    std::vector<std::string> texts{""};
     std::mt19937 random(20261122);
     for (int round = 0; round < 2000; ++round) texts.push_back(randomText(random, 1 + round % 40));
     for (const auto& text : texts) {
