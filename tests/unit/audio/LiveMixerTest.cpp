@@ -5,11 +5,14 @@
 #include <numeric>
 #include <vector>
 
+#include "core/audio/LevelMeter.h"
 #include "core/audio/LiveAudioCaptureController.h"
 #include "core/audio/PCM16LiveMixer.h"
 #include "core/audio/SampleFIFO.h"
 #include "core/base/ManualScheduler.h"
 #include "fakes/FakeAudioCapture.h"
+#include "fakes/FakeRealFFT.h"
+#include "fakes/FakeWallClock.h"
 
 namespace quillon {
 namespace {
@@ -313,6 +316,38 @@ TEST(LiveAudioCaptureControllerTest, RunTimeErrorsReachTheMainQueueOncePerCaptur
     world.microphone.fail(lost);
     world.main.runUntilIdle();
     EXPECT_EQ(errors.size(), 2u);
+}
+
+// A band whose mean squared magnitude is 1 sits at 0 dB: 0.9 before the overall mix, and with an
+// overall level of 0.8 the mix gives (0.9 + 0.08 - 0.08) / 0.92 = 0.978261, to the power 1.45.
+constexpr float fullBand = 0.968633f;
+
+// At 16 kHz the bands span bins [5,13) [12,29) [28,69) [68,162) [161,385); at 8 kHz the range
+// ends at the Nyquist frequency and the last band is [234,512).
+TEST(LevelMeter, SpectralBandsMatchHandComputedEdges) {
+    struct Case {
+        const char* name;
+        float sampleRate;
+        std::size_t bin;  // the one bin that carries energy
+        float energy;     // spread over the band it falls in
+        std::array<float, 5> expected;
+    };
+    const Case cases[] = {
+        {"lowest", 16000.0f, 8, 8.0f, {fullBand, 0, 0, 0, 0}},
+        {"overlapping edge bin counts in both", 16000.0f, 12, 1.7f, {0.836642f, 0.774616f, 0, 0, 0}},
+        {"bin zero is never used", 16000.0f, 0, 1e6f, {0, 0, 0, 0, 0}},
+        {"top band reaches Nyquist at 8 kHz", 8000.0f, 511, 278.0f, {0, 0, 0, 0, fullBand}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        testing::FakeRealFFT fft;
+        ManualScheduler queue;
+        testing::FakeWallClock clock;
+        LevelMeter meter{fft, queue, clock};
+        fft.spectrum[c.bin] = c.energy;
+        const auto bands = meter.spectralBandLevels(std::vector<float>(1024, 0.25f), c.sampleRate, 0.8f);
+        for (std::size_t i = 0; i < 5; ++i) EXPECT_NEAR(bands[i], c.expected[i], 2e-5f) << "band " << i;
+    }
 }
 
 }  // namespace
