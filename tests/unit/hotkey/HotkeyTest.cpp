@@ -281,11 +281,9 @@ TEST_F(HotkeyManagerTest, FollowsEveryTransitionAndEdgeCase) {
     }
 }
 
-// Taking the keys again for a changed hotkey, and the words a failure is told in, are the X11
-// test's: here what is not tried again.
+// Taking the keys again for a changed hotkey, and a failure told and stopping the hotkey, are the
+// X11 test's: here what is not tried again.
 TEST_F(HotkeyManagerTest, TakesItsKeysOnceAndAgainOnlyWhenTheyChangeWhileStarted) {
-    bool told = false;
-    hotkey_.onHotkeyUnavailable = [&](const std::string&) { told = true; };
     hotkey_.start();
     hotkey_.start();
     main_.runUntilIdle();
@@ -300,8 +298,6 @@ TEST_F(HotkeyManagerTest, TakesItsKeysOnceAndAgainOnlyWhenTheyChangeWhileStarted
 
     source_.fail("Caps Lock is held by another program.");
     main_.runUntilIdle();
-    EXPECT_TRUE(told);
-    EXPECT_FALSE(hotkey_.isStarted());
     EXPECT_FALSE(source_.swallowed);
     hotkey_.settingsDidChange();
     EXPECT_EQ(source_.starts, 2) << "the same keys are not tried again by themselves";

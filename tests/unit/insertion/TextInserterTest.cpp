@@ -34,7 +34,6 @@ struct InsertionWorld {
         keyboard.onType = [this](const std::string& text) {
             if (typingTarget) typingTarget->typeAtCaret(text);
         };
-        accessibility.pasteSource = [this] { return pasteboard.text.value_or(""); };
         settings.setAppendSpaceAfterInsertion(false);
     }
 
