@@ -31,7 +31,6 @@ struct FakeElement final : quillon::AccessibilityElement {
     quillon::ElementRef focusedElement;  // for application elements
 
     bool selectedTextSettable = false;
-    bool acceptsSelectedText = true;  // a settable write may still be refused
     // Writes report success but leave the text as it was (an application that ignores them).
     bool ignoresWrites = false;
 
@@ -99,7 +98,7 @@ public:
     bool isSelectedTextSettable(const Ref& element) override { return of(element).selectedTextSettable; }
     bool setSelectedText(const Ref& element, const std::string& newText) override {
         FakeElement& e = record("setSelectedText", element);
-        if (!e.selectedTextSettable || !e.acceptsSelectedText) return false;
+        if (!e.selectedTextSettable) return false;
         if (!e.ignoresWrites) e.typeAtCaret(newText);
         return true;
     }

@@ -138,13 +138,6 @@ struct WriterWorld {
     WAVWriter writer{std::make_unique<FakeWritableFile>(contents)};
 };
 
-TEST(WAVWriter, NothingWrittenLeavesAnEmptyFile) {
-    WriterWorld world;
-    EXPECT_TRUE(world.writer.finalize());
-    EXPECT_TRUE(world.contents->bytes.empty());
-    EXPECT_FALSE(world.contents->closed);
-}
-
 // A failed header is written again with the next block; a failed block counts in no size.
 TEST(WAVWriter, SizesCountOnlyWhatWasWrittenInFull) {
     WriterWorld world;
@@ -159,7 +152,6 @@ TEST(WAVWriter, SizesCountOnlyWhatWasWrittenInFull) {
     ASSERT_TRUE(world.writer.finalize());
 
     const auto& bytes = world.contents->bytes;
-    EXPECT_EQ(world.writer.dataSize(), 8u);
     EXPECT_EQ(bytes.size(), 44u + 8u);
     EXPECT_EQ(readU32(bytes, 4), bytes.size() - 8);
     EXPECT_EQ(readU32(bytes, 40), bytes.size() - 44);

@@ -356,7 +356,6 @@ TEST_F(HotkeyCaptureTest, CapturedKeysShowAsTheyArePressedAndApplyAsShown) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.shown);
         capture_.startCapturing();
-        EXPECT_EQ(capture_.displayText(), "No key");
         press(c.events);
         EXPECT_EQ(capture_.displayText(), c.shown);
 
