@@ -120,7 +120,8 @@ public:
         return of(element).actions.contains(action);
     }
     bool performAction(const Ref& element, quillon::ElementAction action) override {
-        return record(action == quillon::ElementAction::paste ? "paste" : "press", element).actions.contains(action);
+        const bool paste = action == quillon::ElementAction::paste;
+        return record(paste ? "paste" : "press", element).actions.contains(action);
     }
     std::optional<int> processIdentifier(const Ref& element) override { return of(element).processIdentifier; }
     std::string identity(const Ref& element) override { return of(element).id; }
