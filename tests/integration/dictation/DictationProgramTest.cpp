@@ -55,7 +55,17 @@ protected:
         // The model is read and a decoder made in the background after launch: a user may press
         // the hotkey meanwhile, but a test that does competes for the two cores with it.
         ASSERT_TRUE(quillon_->waitForLog("Speech recognition is ready", 60s));
-        focus("plain");
+
+        // The field focused, once the desktop's accessibility bus reports it so.
+        const int pid = field_->pid();
+        ASSERT_TRUE(pollUntil([&] { return applications_.activate(pid); }, 60s));
+        ASSERT_TRUE(pollUntil([&] { return applications_.frontmostProcessIdentifier() == pid; }));
+        ASSERT_EQ(field_->ask("focus plain"), "ok");
+        ASSERT_TRUE(pollUntil([&] {
+            const ElementRef application = accessibility_.applicationElement(pid);
+            const ElementRef focused = application ? accessibility_.focusedElement(application) : nullptr;
+            return focused && accessibility_.role(focused) == AccessibilityRole::textField;
+        }));
     }
 
     void TearDown() override {
@@ -71,24 +81,6 @@ protected:
     // Quillon and the test's speech use the session's sound server unless a test starts its own.
     virtual void startSoundServer() {}
 
-    // Gives the fixture's window the focus and `widget` within it, and waits until the desktop's
-    // accessibility bus reports that widget focused.
-    void focus(const std::string& widget) {
-        const int pid = field_->pid();
-        ASSERT_TRUE(pollUntil([&] { return applications_.activate(pid); }, 60s));
-        ASSERT_TRUE(pollUntil([&] { return applications_.frontmostProcessIdentifier() == pid; }));
-        ASSERT_EQ(field_->ask("focus " + widget), "ok");
-        ASSERT_TRUE(pollUntil([&] {
-            const ElementRef application = accessibility_.applicationElement(pid);
-            const ElementRef focused = application ? accessibility_.focusedElement(application) : nullptr;
-            return focused && accessibility_.role(focused) == AccessibilityRole::textField;
-        }));
-    }
-
-    bool waitForLog(std::string_view text, std::chrono::seconds timeout = 30s) {
-        return quillon_->waitForLog(text, timeout);
-    }
-
     // Plays `wav` into the virtual microphone, to its end.
     void speak(const std::filesystem::path& wav) {
         EXPECT_EQ(runProcess({"paplay", "--device=microphone", wav.string()}, soundServer_).exitCode, 0);
@@ -101,13 +93,10 @@ protected:
         return dump.starts_with("plain=") ? dump.substr(6) : "<no field>";
     }
 
-    std::vector<std::string> recordingsLeft() const {
-        std::vector<std::string> found;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(home_.path())) {
-            const std::string name = entry.path().filename().string();
-            if (name.starts_with("recording_")) found.push_back(name);
-        }
-        return found;
+    bool noRecordingLeft() const {
+        return std::ranges::none_of(
+            std::filesystem::recursive_directory_iterator(home_.path()),
+            [](const auto& entry) { return entry.path().filename().string().starts_with("recording_"); });
     }
 
     testing::ScratchDirectory home_;
@@ -136,11 +125,11 @@ TEST_F(DictationProgram, HoldingOrTappingTheChordDictatesIntoTheFocusedFieldAndK
         ASSERT_EQ(field_->ask("load plain /dev/null"), "ok");
         keys_.chord(true);
         if (tapped) keys_.chord(false);
-        ASSERT_TRUE(waitForLog("Recording started ("));
+        ASSERT_TRUE(quillon_->waitForLog("Recording started ("));
         speak(speech);
         if (tapped) keys_.chord(true);
         keys_.chord(false);
-        ASSERT_TRUE(waitForLog("Transcription complete", 60s));
+        ASSERT_TRUE(quillon_->waitForLog("Transcription complete", 60s));
         // The last phrase is inserted after the transcript is complete.
         std::string heard;
         EXPECT_TRUE(pollUntil(
@@ -151,17 +140,17 @@ TEST_F(DictationProgram, HoldingOrTappingTheChordDictatesIntoTheFocusedFieldAndK
             10s))
             << "heard \"" << heard << "\", allowed " << reference;
     }
-    EXPECT_TRUE(pollUntil([&] { return recordingsLeft().empty(); }));
+    EXPECT_TRUE(pollUntil([&] { return noRecordingLeft(); }));
 }
 
 TEST_F(DictationProgram, WordsThatFindNoFieldAreLeftOnTheClipboard) {
     keys_.chord(true);
-    ASSERT_TRUE(waitForLog("Recording started ("));
+    ASSERT_TRUE(quillon_->waitForLog("Recording started ("));
     // The focus moves to a button while the user speaks: the text has nowhere to go.
     ASSERT_EQ(field_->ask("focus button"), "ok");
     speak(testing::media("call.wav"));
     keys_.chord(false);
-    ASSERT_TRUE(waitForLog("Transcription complete", 60s));
+    ASSERT_TRUE(quillon_->waitForLog("Transcription complete", 60s));
     std::string clipboard;
     EXPECT_TRUE(pollUntil([&] {
         clipboard = runProcess({"xclip", "-o", "-selection", "clipboard"}).out;
@@ -169,7 +158,7 @@ TEST_F(DictationProgram, WordsThatFindNoFieldAreLeftOnTheClipboard) {
     })) << "clipboard \""
         << clipboard << "\"";
     EXPECT_EQ(fieldText(), "");
-    EXPECT_TRUE(pollUntil([&] { return recordingsLeft().empty(); }));
+    EXPECT_TRUE(pollUntil([&] { return noRecordingLeft(); }));
 }
 
 // A sound server of the test's own, its microphone fed silence all along, so that killing it
@@ -201,7 +190,7 @@ TEST_F(DictationProgramOnItsOwnSoundServer, ASoundServerThatDiesMidDictationEnds
         0);
     keys_.chord(true);
     keys_.chord(false);
-    ASSERT_TRUE(waitForLog("Recording started ("));
+    ASSERT_TRUE(quillon_->waitForLog("Recording started ("));
     speak(testing::media("call.wav"));
     std::string recognised;
     ASSERT_TRUE(pollUntil(
@@ -215,7 +204,7 @@ TEST_F(DictationProgramOnItsOwnSoundServer, ASoundServerThatDiesMidDictationEnds
     speak(cutShort);
     ASSERT_TRUE(server_->kill());
     // The tray's error state, with the product's words for it.
-    EXPECT_TRUE(waitForLog("Recording error: The connection to the sound server was lost."));
+    EXPECT_TRUE(quillon_->waitForLog("Recording error: The connection to the sound server was lost."));
     // What was heard before the server went is still recognised: after the first sentence in the
     // field or, should the field not take it, on the clipboard.
     std::string field, clipboard;
@@ -228,7 +217,7 @@ TEST_F(DictationProgramOnItsOwnSoundServer, ASoundServerThatDiesMidDictationEnds
         },
         60s))
         << "field \"" << field << "\" after \"" << recognised << "\", clipboard \"" << clipboard << "\"";
-    EXPECT_TRUE(pollUntil([&] { return recordingsLeft().empty(); }));
+    EXPECT_TRUE(pollUntil([&] { return noRecordingLeft(); }));
 
     // Still listening: the next press ends at once in the error state (no sound server; or no
     // field, should the field's application not answer in time).

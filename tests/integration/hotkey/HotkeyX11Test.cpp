@@ -12,22 +12,18 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 
 #include "DesktopPrograms.h"
 #include "DesktopSession.h"
 #include "SpeechTestFiles.h"
 #include "XTestKeys.h"
 #include "core/base/ManualScheduler.h"
-#include "core/hotkey/CapsLockRemapManager.h"
 #include "core/hotkey/HotkeyManager.h"
 #include "fakes/FakeKeyValueStore.h"
 #include "fakes/FakeLoginItem.h"
 #include "fakes/TestLog.h"
 #include "platform/linux/apps/RunningApplicationsX11.h"
 #include "platform/linux/hotkey/HotkeysX11.h"
-#include "platform/linux/hotkey/KeyboardMappingX11.h"
-#include "platform/linux/hotkey/SessionEventsLogind.h"
 #include "platform/linux/keyboard/SyntheticKeyboardXTest.h"
 
 namespace quillon {
@@ -41,14 +37,12 @@ constexpr KeyCode capsLockKeycode = 66;  // evdev KEY_CAPSLOCK + 8
 // Checks `condition` until it holds, running `main`'s due tasks meanwhile; for other processes'
 // events and the adapters' threads.
 bool waitUntil(ManualScheduler& main, const std::function<bool()>& condition, std::chrono::seconds timeout = 10s) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (std::chrono::steady_clock::now() < deadline) {
-        main.runUntilIdle();
-        if (condition()) return true;
-        std::this_thread::sleep_for(5ms);
-    }
-    main.runUntilIdle();
-    return condition();
+    return testing::pollUntil(
+        [&] {
+            main.runUntilIdle();
+            return condition();
+        },
+        timeout);
 }
 
 bool run(const std::string& command) { return std::system(command.c_str()) == 0; }
@@ -81,11 +75,10 @@ public:
         return (state.locked_mods & LockMask) != 0;
     }
     // Holds `keycode` with no modifiers as another program would, so that no one else can grab it.
-    bool grabAsAnotherProgram(KeySym symbol) {
+    void grabAsAnotherProgram(KeySym symbol) {
         XGrabKey(display(), XKeysymToKeycode(display(), symbol), 0, DefaultRootWindow(display()), False, GrabModeAsync,
                  GrabModeAsync);
         XSync(display(), False);
-        return true;
     }
 };
 
@@ -157,40 +150,6 @@ protected:
     int events_ = 0;
 };
 
-TEST_F(HotkeyX11Test, AKeyHotkeyHoldsAndTogglesWhileTextTypedMeanwhileReachesTheField) {
-    auto field = focusedField();
-    ASSERT_TRUE(field);
-    settings_.setHotkeyKeyCode(45);  // the X key: were it not swallowed, an "x" would appear
-    settings_.setHotkeyModifiers(0);
-    startHotkey();
-    SyntheticKeyboardXTest typist;
-
-    // Hold: phrases typed while the hotkey is held go to the field, not to the grab.
-    keyboard_.press(XK_x);
-    ASSERT_TRUE(waitForSignals("start"));
-    main_.advance(400ms);
-    ASSERT_TRUE(typist.typeText("hello"));
-    EXPECT_TRUE(waitUntil(main_, [&] { return text(*field) == "hello"; })) << text(*field);
-    keyboard_.release(XK_x);
-    ASSERT_TRUE(waitForSignals("start stop"));
-    hotkey_.resetToIdle();
-
-    // Tap-to-toggle: a short press, then the next press stops.
-    keyboard_.press(XK_x);
-    keyboard_.release(XK_x);
-    ASSERT_TRUE(waitForSignals("start stop start tap"));
-    keyboard_.press(XK_x);
-    keyboard_.release(XK_x);
-    ASSERT_TRUE(waitForSignals("start stop start tap stop"));
-
-    // Other keys still reach the field, and the hotkey's X never did.
-    keyboard_.press(XK_a);
-    keyboard_.release(XK_a);
-    EXPECT_TRUE(waitUntil(main_, [&] { return text(*field) == "helloa"; })) << text(*field);
-    main_.runUntilIdle();
-    EXPECT_TRUE(log_.output.contains(LogLevel::info, "Hotkey matched! keyCode=45, modifiers=0"));
-}
-
 // Dictation types phrases while the chord is still held: the typing lifts Control and Super for
 // its keys and presses them again after, which must neither turn the letters into shortcuts nor
 // look like the user letting go. A key struck with the whole chord held is the hotkey's.
@@ -214,27 +173,17 @@ TEST_F(HotkeyX11Test, TheDefaultChordHoldsThroughTypedPhrasesAndSwallowsKeysStru
     keyboard_.release(XK_Super_L);
     ASSERT_TRUE(waitForSignals("start stop"));
     keyboard_.release(XK_Control_L);
-    hotkey_.resetToIdle();
 
-    // Tap the chord in the other order: a short chord press turns into hold at the threshold and
-    // stops when the chord is let go again.
-    keyboard_.press(XK_Super_L);
-    keyboard_.press(XK_Control_L);
-    ASSERT_TRUE(waitForSignals("start stop start"));
-    keyboard_.release(XK_Control_L);
-    keyboard_.release(XK_Super_L);
-    main_.advance(400ms);
-    keyboard_.press(XK_Control_L);
-    ASSERT_TRUE(waitForSignals("start stop start stop"));
-    keyboard_.release(XK_Control_L);
-
+    // Other keys still reach the field once the chord is let go.
     keyboard_.press(XK_c);
     keyboard_.release(XK_c);
     EXPECT_TRUE(waitUntil(main_, [&] { return text(*field) == "hello there againc"; })) << text(*field);
 }
 
-TEST_F(HotkeyX11Test, AKeyAnotherProgramHoldsIsReportedAndAChangedHotkeyIsTakenWithoutARestart) {
-    ASSERT_TRUE(keyboard_.grabAsAnotherProgram(XK_F7));
+// A plain key is grabbed and tapped; one another program holds is refused in the user's words. A
+// new hotkey taken without a restart is the settings window's test.
+TEST_F(HotkeyX11Test, AKeyAnotherProgramHoldsIsReported) {
+    keyboard_.grabAsAnotherProgram(XK_F7);
     settings_.setHotkeyKeyCode(66);  // F8
     settings_.setHotkeyModifiers(0);
     startHotkey();
@@ -246,82 +195,36 @@ TEST_F(HotkeyX11Test, AKeyAnotherProgramHoldsIsReportedAndAChangedHotkeyIsTakenW
     hotkey_.settingsDidChange();
     ASSERT_TRUE(waitUntil(main_, [&] { return !unavailable_.empty(); }));
     EXPECT_EQ(unavailable_, "The hotkey cannot be used: F7 is taken by another program.");
-    EXPECT_TRUE(log_.output.contains(LogLevel::error,
-                                     "Failed to create event tap. Accessibility permission may be required. "
-                                     "(F7 is taken by another program.)"));
     EXPECT_FALSE(hotkey_.isStarted());
-
-    settings_.setHotkeyKeyCode(67);  // F9
-    hotkey_.resetToIdle();
-    startHotkey();
-    keyboard_.press(XK_F9);
-    keyboard_.release(XK_F9);
-    EXPECT_TRUE(waitForSignals("start tap start tap")) << signals_;
 }
 
-TEST_F(HotkeyX11Test, CapsLockModeReportsF18KeepsTheLockOffRefusesAUsersMappingAndHealsSetxkbmap) {
-    KeyboardMappingX11 mapping(main_, log_.logger(LogCategory::hotkey));
-    SessionEventsLogind sessionEvents(main_, log_.logger(LogCategory::hotkey));
-    CapsLockRemapManager remap(mapping, sessionEvents, settings_, log_.logger(LogCategory::hotkey));
-    settings_.setHotkeyModeRawValue("capsLock");
-
-    ASSERT_TRUE(remap.ensureRemapEnabled());
+// Pressed through Quillon, the key never latches Caps Lock; the user's setxkbmap puts Caps Lock
+// back and the remap heals itself; the session's quit (SIGTERM, which takes the same way out as
+// the other signals) gives the key back.
+TEST_F(HotkeyX11Test, QuillonInCapsLockModeRemapsWhileItRunsHealsSetxkbmapAndRestoresOnQuitBySignal) {
+    testing::ScratchDirectory home;
+    testing::QuillonRun quillon(QUILLON_BINARY, home.path(), "hotkeyMode=capsLock\n");
+    const auto log = [&] { return ::testing::PrintToString(quillon.log()); };
+    ASSERT_TRUE(quillon.waitForLog("Hotkey manager started with hotkey: mode=capsLock")) << log();
     EXPECT_EQ(keyboard_.capsLockKeySymbol(), XK_F18);
-    EXPECT_FALSE(keyboard_.capsLockKeyIsLock());
-    EXPECT_TRUE(remap.ensureRemapEnabled()) << "again: nothing to change";
-
-    startHotkey();
-    keyboard_.send(capsLockKeycode, true);
-    ASSERT_TRUE(waitForSignals("start"));
-    main_.advance(400ms);
-    keyboard_.send(capsLockKeycode, false);
-    ASSERT_TRUE(waitForSignals("start stop"));
+    // Its keyboard thread may still be starting: tap until a tap is seen.
+    bool tapped = false;
+    for (int attempt = 0; attempt < 100 && !tapped; ++attempt) {
+        keyboard_.send(capsLockKeycode, true);
+        keyboard_.send(capsLockKeycode, false);
+        tapped = quillon.waitForLog("Short press released; continuing in tap-to-toggle mode", 100ms);
+    }
+    EXPECT_TRUE(tapped) << log();
     EXPECT_FALSE(keyboard_.capsLockIsLatched());
 
-    // The user's setxkbmap puts Caps Lock back; the remap heals itself.
     ASSERT_TRUE(run("setxkbmap -layout us"));
-    EXPECT_TRUE(waitUntil(main_, [&] { return keyboard_.capsLockKeySymbol() == XK_F18; }));
+    EXPECT_TRUE(waitUntil(main_, [&] { return keyboard_.capsLockKeySymbol() == XK_F18; })) << log();
     EXPECT_TRUE(waitUntil(main_, [&] { return !keyboard_.capsLockKeyIsLock(); }));
 
-    ASSERT_TRUE(remap.removeManagedRemap());
+    quillon.process().signal(SIGTERM);
+    EXPECT_EQ(quillon.process().waitForExit(30s), 0);
     EXPECT_EQ(keyboard_.capsLockKeySymbol(), XK_Caps_Lock);
     EXPECT_TRUE(keyboard_.capsLockKeyIsLock());
-
-    // A user's own Caps Lock mapping is refused and survives both calls.
-    settings_.setHotkeyModeRawValue("standard");
-    ASSERT_TRUE(run("setxkbmap -layout us -option ctrl:nocaps"));
-    main_.runUntilIdle();
-    EXPECT_FALSE(remap.ensureRemapEnabled());
-    EXPECT_TRUE(remap.removeManagedRemap());
-    EXPECT_EQ(keyboard_.capsLockKeySymbol(), XK_Control_L);
-    main_.runUntilIdle();
-    EXPECT_TRUE(log_.output.contains(LogLevel::error, "Refusing to override an existing Caps Lock key mapping"));
-}
-
-TEST_F(HotkeyX11Test, QuillonInCapsLockModeRemapsWhileItRunsAndRestoresOnQuitBySignal) {
-    testing::ScratchDirectory home;
-    for (int number : {SIGTERM, SIGINT}) {
-        SCOPED_TRACE(sigabbrev_np(number));
-        testing::QuillonRun quillon(QUILLON_BINARY, home.path(), "hotkeyMode=capsLock\n");
-        const auto log = [&] { return ::testing::PrintToString(quillon.log()); };
-        ASSERT_TRUE(quillon.waitForLog("Hotkey manager started with hotkey: mode=capsLock")) << log();
-        EXPECT_EQ(keyboard_.capsLockKeySymbol(), XK_F18);
-        EXPECT_FALSE(keyboard_.capsLockKeyIsLock());
-        // Its keyboard thread may still be starting: tap until a tap is seen.
-        bool tapped = false;
-        for (int attempt = 0; attempt < 100 && !tapped; ++attempt) {
-            keyboard_.send(capsLockKeycode, true);
-            keyboard_.send(capsLockKeycode, false);
-            tapped = quillon.waitForLog("Short press released; continuing in tap-to-toggle mode", 100ms);
-        }
-        EXPECT_TRUE(tapped) << log();
-        EXPECT_FALSE(keyboard_.capsLockIsLatched());
-
-        quillon.process().signal(number);
-        EXPECT_EQ(quillon.process().waitForExit(30s), 0);
-        EXPECT_EQ(keyboard_.capsLockKeySymbol(), XK_Caps_Lock);
-        EXPECT_TRUE(keyboard_.capsLockKeyIsLock());
-    }
 }
 
 }  // namespace

@@ -1,18 +1,15 @@
-// The recording indicator on a real X server: it appears at the lower right, animates, changes
-// mode and fades away while a GTK text field keeps the keyboard focus and still takes typing.
-#include <QGuiApplication>
-#include <QScreen>
-
+// The recording indicator on a real X server: it appears, animates, changes mode and fades away
+// while a GTK text field keeps the keyboard focus and still takes typing.
 #include "DesktopWorld.h"
 #include "ui/RecordingIndicatorQt.h"
 
 namespace quillon::testing {
 namespace {
 
-class RecordingIndicatorFocus : public DesktopTest {};
+class RecordingIndicatorFocus : public DesktopWorldTest {};
 
 TEST_F(RecordingIndicatorFocus, GtkFieldKeepsTheFocusWhileThePillShowsAnimatesAndHides) {
-    auto gtk = startFixture("quillon_gtk_text_fixture", {}, "plain");
+    auto gtk = startGtk({}, "plain");
     ASSERT_TRUE(gtk);
     ASSERT_TRUE(world.waitForFocusedField(gtk->pid()));
 
@@ -26,29 +23,23 @@ TEST_F(RecordingIndicatorFocus, GtkFieldKeepsTheFocusWhileThePillShowsAnimatesAn
     const auto framesDrawn = [&] { return indicator.framesDrawn(); };
     QWidget* pill = indicator.window();
     ASSERT_TRUE(pill);
-    EXPECT_TRUE(waitUntil([&] { return framesDrawn() >= 10; }));
+    EXPECT_TRUE(serveEventsUntil([&] { return framesDrawn() >= 10; }));
 
-    const QRect screen = QGuiApplication::primaryScreen()->geometry();
-    const QRect capsule = pill->geometry().adjusted(24, 24, -24, -24);
-    EXPECT_EQ(capsule.right() + 1, screen.right() + 1 - 20);
-    EXPECT_EQ(capsule.bottom() + 1, screen.bottom() + 1 - 20);
-    EXPECT_EQ(capsule.size(), QSize(56, 30));
     EXPECT_TRUE(pill->isVisible());
-    EXPECT_TRUE(pill->testAttribute(Qt::WA_ShowWithoutActivating));
-    EXPECT_TRUE(pill->windowFlags().testFlag(Qt::WindowTransparentForInput));
     EXPECT_FALSE(pill->isActiveWindow());
     EXPECT_EQ(world.applications.frontmostProcessIdentifier(), gtk->pid());
     EXPECT_TRUE(world.waitForFocusedField(gtk->pid()));
 
     indicator.setMode(RecordingIndicatorMode::transcribing);
-    EXPECT_TRUE(waitUntil([&] { return indicator.shownMode() == RecordingIndicatorMode::transcribing; }));
+    EXPECT_TRUE(
+        serveEventsUntil([&] { return indicator.shownMode() == RecordingIndicatorMode::transcribing; }));
     const int frames = framesDrawn();
-    EXPECT_TRUE(waitUntil([&] { return framesDrawn() >= frames + 10; }));
+    EXPECT_TRUE(serveEventsUntil([&] { return framesDrawn() >= frames + 10; }));
 
     indicator.hide();
     indicator.hide();
     indicator.show();  // during the fade-out: lost
-    EXPECT_TRUE(waitUntil([&] { return indicator.window() == nullptr; }));
+    EXPECT_TRUE(serveEventsUntil([&] { return indicator.window() == nullptr; }));
     EXPECT_FALSE(indicator.isAnimating());
     EXPECT_FALSE(indicator.isVisible());
 
@@ -56,7 +47,7 @@ TEST_F(RecordingIndicatorFocus, GtkFieldKeepsTheFocusWhileThePillShowsAnimatesAn
     EXPECT_EQ(world.applications.frontmostProcessIdentifier(), gtk->pid());
     ASSERT_TRUE(world.waitForFocusedField(gtk->pid()));
     ASSERT_TRUE(world.keyboard.typeText("ok"));
-    EXPECT_TRUE(waitUntil([&] { return contents(*gtk, "plain") == "ok"; }));
+    EXPECT_TRUE(serveEventsUntil([&] { return contents(*gtk, "plain") == "ok"; }));
 }
 
 }  // namespace

@@ -23,10 +23,6 @@ protected:
         profile_ = ::testing::TempDir() + "/quillon-chromium-" + std::to_string(::getpid());
     }
     void TearDown() override {
-        if (HasFailure()) {
-            for (const auto& entry : world.log.output.entries())
-                std::fprintf(stderr, "LOG %s\n", entry.message.c_str());
-        }
         browser_.reset();
         std::error_code error;
         std::filesystem::remove_all(profile_, error);
@@ -61,7 +57,7 @@ protected:
     // Waits until the focus the page gave reaches the browser's accessibility tree: a field of
     // `role`, or without one anything but the document, which holds the focus until then.
     bool awaitFocus(std::optional<AccessibilityRole> role) {
-        return testing::waitUntil(
+        return testing::serveEventsUntil(
             [&] {
                 const ElementRef focused = world.inserter.focusedInsertionElement();
                 if (!focused || world.accessibility.processIdentifier(focused) != browser_->pid())
@@ -78,28 +74,22 @@ protected:
     std::string lastValue_;  // the page's last report, for failure messages
 };
 
-// A text area and a search field through the accessibility path, keys of any script typed into
-// the text area, and an editable block, which must get the text once.
+// A text area through the accessibility path and an editable block, which must get the text once.
 TEST_F(ChromiumInsertionTest, EachEditableElementOfThePageTakesTheText) {
     struct Case {
         std::string element;
         std::optional<AccessibilityRole> role;
-        bool typed;
         std::string text, json;
     };
     for (const auto& c : std::vector<Case>{
-             {"notes", AccessibilityRole::textField, false, "wörld, Straße, 日本語 😀",
+             {"notes", AccessibilityRole::textField, "wörld, Straße, 日本語 😀",
               "\"Hello wörld, Straße, 日本語 😀\""},
-             {"search", AccessibilityRole::textField, false, "日本語 café", "\"日本語 café\""},
-             {"notes", AccessibilityRole::textField, true, "é ß 日本語 😀!", "\"Hello é ß 日本語 😀!\""},
-             {"editable", std::nullopt, false, "Grüße 日本語", "\"Draft:Grüße 日本語\""},
+             {"editable", std::nullopt, "Grüße 日本語", "\"Draft:Grüße 日本語\""},
          }) {
-        SCOPED_TRACE(c.element + (c.typed ? ", typed" : ""));
+        SCOPED_TRACE(c.element);
         ASSERT_TRUE(open(c.element));
         ASSERT_TRUE(awaitFocus(c.role));
-        if (c.typed) {
-            EXPECT_TRUE(world.keyboard.typeText(c.text));
-        } else if (!world.inserter.insertText(c.text)) {
+        if (!world.inserter.insertText(c.text)) {
             // Chromium gives its fields no editable-text interface, so of the inserter's methods
             // only the last, typing, writes; the page takes typed keys in its own time, on a loaded
             // machine later than the read-back a quarter of a second after them. The inserter then

@@ -3,24 +3,13 @@
 #include <gtest/gtest.h>
 
 #include "DesktopWorld.h"
-#include "core/insertion/AccessibilityPermission.h"
 #include "fakes/FakeSyntheticKeyboard.h"
-#include "fakes/FakeUrlOpener.h"
-#include "platform/linux/accessibility/AccessibilityBusStatus.h"
 
 namespace quillon {
 namespace {
 
 using namespace std::chrono;
-using testing::DesktopWorld;
-using testing::TestApplication;
-
-class DesktopFailureTest : public testing::DesktopTest {
-protected:
-    std::unique_ptr<TestApplication> startGtk(const std::string& focus, const std::vector<std::string>& arguments = {}) {
-        return startFixture("quillon_gtk_text_fixture", arguments, focus);
-    }
-};
+using DesktopFailureTest = testing::DesktopWorldTest;
 
 TEST_F(DesktopFailureTest, ZenityEntryGetsTheTextItPrintsOnReturn) {
     auto zenity = world.launch("zenity", {"--entry", "--title=Quillon", "--text=Say something"}, false);
@@ -31,48 +20,10 @@ TEST_F(DesktopFailureTest, ZenityEntryGetsTheTextItPrintsOnReturn) {
     EXPECT_EQ(zenity->readLine(seconds(10)), "Grüße aus 日本");
 }
 
-TEST_F(DesktopFailureTest, AccessibilitySwitchedOffRefusesAndGrantingSwitchesItOn) {
-    auto app = startGtk("plain");
-    ASSERT_TRUE(app);
-    ASSERT_TRUE(world.waitForFocusedField(app->pid()));
-    testing::FakeUrlOpener settingsPages;
-    AccessibilityPermission permission(world.accessibility, settingsPages, world.log.logger(LogCategory::app));
-
-    ASSERT_EQ(AccessibilityBusStatus::setEnabled(false), std::nullopt);
-    permission.checkAccessibilityPermission();
-    EXPECT_FALSE(permission.accessibilityPermissionGranted());
-    const auto refused = world.inserter.insertText("x");
-    ASSERT_FALSE(refused);
-    EXPECT_EQ(refused.error(), TextInsertionError::accessibilityNotGranted);
-    EXPECT_EQ(world.inserter.captureFocusedTextTarget().error(), TextInsertionError::accessibilityNotGranted);
-
-    permission.openSystemSettings();
-    EXPECT_TRUE(permission.accessibilityPermissionGranted());
-    EXPECT_TRUE(settingsPages.opened.empty()) << "switching the service on was enough";
-    EXPECT_TRUE(world.inserter.insertText("x"));
-}
-
-// With its application gone nothing has the focus: the insertion finds no element.
-TEST_F(DesktopFailureTest, TargetKilledAfterCaptureFailsWithoutHarm) {
-    auto app = startGtk("plain");
-    ASSERT_TRUE(app);
-    ASSERT_TRUE(world.waitForFocusedField(app->pid()));
-    const auto target = world.inserter.captureFocusedTextTarget();
-    ASSERT_TRUE(target);
-
-    app->signal(SIGKILL);
-    ASSERT_TRUE(app->waitForExit(seconds(5)));
-    EXPECT_FALSE(world.accessibility.value(target->element));
-    EXPECT_FALSE(world.inserter.isSameElement(target->element, world.inserter.focusedInsertionElement()));
-    const auto inserted = world.inserter.insertText("into the void");
-    ASSERT_FALSE(inserted);
-    EXPECT_EQ(inserted.error(), TextInsertionError::noFocusedElement);
-}
-
 // What the time-outs cost is measured by bench/insertion; here, that a hung application fails
 // the insertion and is then skipped.
 TEST_F(DesktopFailureTest, HungApplicationFailsTheInsertionAndIsSkippedAfterwards) {
-    auto app = startGtk("plain");
+    auto app = startGtk({}, "plain");
     ASSERT_TRUE(app);
     ASSERT_TRUE(world.waitForFocusedField(app->pid()));
     const auto target = world.inserter.captureFocusedTextTarget();
@@ -88,7 +39,7 @@ TEST_F(DesktopFailureTest, HungApplicationFailsTheInsertionAndIsSkippedAfterward
 }
 
 TEST_F(DesktopFailureTest, PasteFallBackInsertsAndGivesTheClipboardBack) {
-    auto app = startGtk("hint");
+    auto app = startGtk({}, "hint");
     ASSERT_TRUE(app);
     ASSERT_TRUE(world.waitForFocusedField(app->pid()));
     ASSERT_TRUE(world.pasteboard.setString("the user's clipboard"));
@@ -101,7 +52,7 @@ TEST_F(DesktopFailureTest, PasteFallBackInsertsAndGivesTheClipboardBack) {
                           world.settings,      world.log.logger(LogCategory::insertion)};
     ASSERT_TRUE(inserter.insertText("pasted 日本語"));
     EXPECT_TRUE(world.log.output.contains(LogLevel::info, "Inserted via AXPaste action"));
-    EXPECT_TRUE(testing::waitUntil([&] { return app->ask("dump hint") == "hint=pasted 日本語"; }));
+    EXPECT_TRUE(testing::serveEventsUntil([&] { return app->ask("dump hint") == "hint=pasted 日本語"; }));
 
     world.mainQueue.advance(milliseconds(100));
     EXPECT_EQ(world.pasteboard.string(), "the user's clipboard");

@@ -5,12 +5,11 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include <QCoreApplication>
 #include <gtest/gtest.h>
 
+#include "Desktop.h"
 #include "DesktopSession.h"
 #include "TestApplication.h"
 #include "core/base/ManualScheduler.h"
@@ -26,19 +25,6 @@
 #include "platform/linux/keyboard/SyntheticKeyboardXTest.h"
 
 namespace quillon::testing {
-
-// Polls `condition` until it holds or `timeout` passes; for events of other processes.
-inline bool waitUntil(const std::function<bool()>& condition,
-                      std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (std::chrono::steady_clock::now() < deadline) {
-        if (condition()) return true;
-        // Serve the clipboard and other requests of other programs meanwhile.
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return condition();
-}
 
 // Why the desktop session cannot run these tests, or empty when it can.
 inline std::string missingDesktop() { return sessionLacks({"X server", "accessibility", "session bus"}); }
@@ -57,16 +43,18 @@ struct DesktopWorld {
         if (!application->started()) return nullptr;
         if (waitForReady && application->readLine(std::chrono::seconds(60)) != "ready") return nullptr;
         const int pid = application->pid();
-        if (!waitUntil([&] { return applications.activate(pid); }, std::chrono::seconds(60))) return nullptr;
-        if (!waitUntil([&] { return applications.frontmostProcessIdentifier() == pid; })) return nullptr;
+        if (!serveEventsUntil([&] { return applications.activate(pid); }, std::chrono::seconds(60)))
+            return nullptr;
+        if (!serveEventsUntil([&] { return applications.frontmostProcessIdentifier() == pid; }))
+            return nullptr;
         return application;
     }
 
     // Waits until the focused insertion element belongs to `pid` and has `role`.
     ElementRef waitForFocusedField(int pid, std::optional<AccessibilityRole> role = std::nullopt,
-                                   std::chrono::milliseconds timeout = std::chrono::seconds(15)) {
+                                   std::chrono::seconds timeout = std::chrono::seconds(15)) {
         ElementRef found;
-        waitUntil(
+        serveEventsUntil(
             [&] {
                 found = inserter.focusedInsertionElement();
                 if (!found || accessibility.processIdentifier(found) != pid) return false;
@@ -96,7 +84,7 @@ struct DesktopWorld {
 };
 
 // Base of the tests that drive real applications on the session's desktop.
-class DesktopTest : public ::testing::Test {
+class DesktopWorldTest : public ::testing::Test {
 protected:
     void SetUp() override {
         if (const auto missing = missingDesktop(); !missing.empty()) GTEST_SKIP() << missing;
@@ -108,6 +96,10 @@ protected:
         auto application = world.launch(DesktopWorld::fixture(fixture.c_str()), arguments);
         if (application) application->ask("focus " + focus);
         return application;
+    }
+    std::unique_ptr<TestApplication> startGtk(const std::vector<std::string>& arguments,
+                                              const std::string& focus) {
+        return startFixture("quillon_gtk_text_fixture", arguments, focus);
     }
 
     // What a fixture's widget holds now.

@@ -1,11 +1,11 @@
 // A GTK 3 window with the text widgets dictation must handle, driven by commands on stdin so
 // tests can set it up and check its contents without going through the accessibility bus:
-//   focus NAME | caret NAME OFFSET | select NAME START END | load NAME PATH | dump NAME | quit
+//   focus NAME | caret notes OFFSET | select notes START END | load NAME PATH | dump NAME | quit
 // Widgets: "plain" (entry), "hint" (empty entry with a placeholder), "secret" (password entry),
 // "notes" (multi-line text view), "button" (the window's default button, labelled "Send"; the
-// entries activate it, as a dialog's do), "row" (a list row holding a label), "label" (a
-// selectable label). Replies go to stdout, one line each; "dump" prints
-// "NAME=TEXT" with line feeds written as \n, and for the button how often it was activated.
+// entries activate it, as a dialog's do), "label" (a selectable label). Replies go to stdout, one
+// line each; "dump" prints "NAME=TEXT" with line feeds written as \n, and for the button how
+// often it was activated.
 #include <gtk/gtk.h>
 
 #include <cstdio>
@@ -20,7 +20,6 @@ int clicks = 0;
 
 std::string contentsOf(GtkWidget* widget) {
     if (GTK_IS_BUTTON(widget)) return std::to_string(clicks);
-    if (!GTK_IS_ENTRY(widget) && !GTK_IS_TEXT_VIEW(widget)) return "";
     if (GTK_IS_ENTRY(widget)) return gtk_entry_get_text(GTK_ENTRY(widget));
     GtkTextBuffer* buffer = gtk_text_view_get_buffer(GTK_TEXT_VIEW(widget));
     GtkTextIter start, end;
@@ -31,11 +30,16 @@ std::string contentsOf(GtkWidget* widget) {
     return result;
 }
 
-void selectRange(GtkWidget* widget, int start, int end) {
+void setText(GtkWidget* widget, const char* text) {
     if (GTK_IS_ENTRY(widget)) {
-        gtk_editable_select_region(GTK_EDITABLE(widget), start, end);
-        return;
+        gtk_entry_set_text(GTK_ENTRY(widget), text);
+    } else if (GTK_IS_TEXT_VIEW(widget)) {
+        gtk_text_buffer_set_text(gtk_text_view_get_buffer(GTK_TEXT_VIEW(widget)), text, -1);
     }
+}
+
+// In the text view, which is the only widget the tests place a caret or a selection in.
+void selectRange(GtkWidget* widget, int start, int end) {
     GtkTextBuffer* buffer = gtk_text_view_get_buffer(GTK_TEXT_VIEW(widget));
     GtkTextIter from, to;
     gtk_text_buffer_get_iter_at_offset(buffer, &from, start);
@@ -69,11 +73,7 @@ void handle(const std::string& line) {
         words >> path;
         gchar* text = nullptr;
         if (g_file_get_contents(path.c_str(), &text, nullptr, nullptr)) {
-            if (GTK_IS_ENTRY(found->second)) {
-                gtk_entry_set_text(GTK_ENTRY(found->second), text);
-            } else {
-                gtk_text_buffer_set_text(gtk_text_view_get_buffer(GTK_TEXT_VIEW(found->second)), text, -1);
-            }
+            setText(found->second, text);
             g_free(text);
         }
         std::printf("ok\n");
@@ -127,20 +127,16 @@ int main(int argc, char** argv) {
     // Counted when activated, as Return in an entry does, not when clicked: a button shows itself
     // pressed for a moment before its click.
     g_signal_connect(button, "activate", G_CALLBACK(+[](GtkButton*, gpointer) { ++clicks; }), nullptr);
-    GtkWidget* list = gtk_list_box_new();
-    GtkWidget* row = gtk_list_box_row_new();
-    gtk_container_add(GTK_CONTAINER(row), gtk_label_new("Inbox"));
-    gtk_container_add(GTK_CONTAINER(list), row);
     GtkWidget* label = gtk_label_new("Some words to read.");
     gtk_label_set_selectable(GTK_LABEL(label), TRUE);
-    for (GtkWidget* widget : {plain, hint, secret, scroller, button, list, label}) {
+    for (GtkWidget* widget : {plain, hint, secret, scroller, button, label}) {
         gtk_box_pack_start(GTK_BOX(box), widget, FALSE, TRUE, 0);
     }
     gtk_widget_set_can_default(button, TRUE);
     gtk_window_set_default(GTK_WINDOW(window), button);
     for (GtkWidget* entry : {plain, hint}) gtk_entry_set_activates_default(GTK_ENTRY(entry), TRUE);
-    widgets = {{"plain", plain}, {"hint", hint}, {"secret", secret}, {"notes", notes}, {"button", button},
-               {"row", row},     {"label", label}};
+    widgets = {{"plain", plain}, {"hint", hint},     {"secret", secret},
+               {"notes", notes}, {"button", button}, {"label", label}};
 
     // Initial contents: NAME=TEXT arguments, \n standing for a line feed.
     for (int i = 1; i < argc; ++i) {
@@ -158,11 +154,7 @@ int main(int argc, char** argv) {
                 text += argument[j];
             }
         }
-        if (GTK_IS_ENTRY(found->second)) {
-            gtk_entry_set_text(GTK_ENTRY(found->second), text.c_str());
-        } else if (GTK_IS_TEXT_VIEW(found->second)) {
-            gtk_text_buffer_set_text(gtk_text_view_get_buffer(GTK_TEXT_VIEW(found->second)), text.c_str(), -1);
-        }
+        setText(found->second, text.c_str());
     }
 
     g_signal_connect(window, "destroy", G_CALLBACK(gtk_main_quit), nullptr);

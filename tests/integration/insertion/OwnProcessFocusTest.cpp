@@ -39,7 +39,7 @@ TEST(OwnProcessFocusTest, AFocusedFieldOfThisProcessIsNeverAsked) {
     field.activateWindow();
     field.setFocus();
     const int self = static_cast<int>(::getpid());
-    ASSERT_TRUE(testing::waitUntil([&] {
+    ASSERT_TRUE(testing::serveEventsUntil([&] {
         world.applications.activate(self);
         return world.applications.frontmostProcessIdentifier() == self && field.hasFocus();
     })) << "the test's window never became the active one";
@@ -57,7 +57,7 @@ TEST(OwnProcessFocusTest, AFocusedFieldOfThisProcessIsNeverAsked) {
             return focused && atspi_accessible_get_role(focused.get(), nullptr) == ATSPI_ROLE_TEXT;
         });
     };
-    const bool onTheBus = testing::waitUntil([&] { return askWhileServing(fieldIsOnTheBus); });
+    const bool onTheBus = testing::serveEventsUntil([&] { return askWhileServing(fieldIsOnTheBus); });
     ASSERT_TRUE(onTheBus) << "the test's own field never showed on the accessibility bus";
 
     // Asked as Quillon asks, from the thread that serves Qt: nothing, and at once.

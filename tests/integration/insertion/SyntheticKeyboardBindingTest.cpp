@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <unicode/utf8.h>
+#include <QString>
+
+#include <numeric>
 
 #include "DesktopWorld.h"
 
@@ -10,18 +12,13 @@ namespace {
 using namespace std::chrono_literals;
 
 // `count` distinct characters that are on no keyboard map (CJK ideographs from `first`).
-std::string ideographs(UChar32 first, std::size_t count) {
-    std::string text;
-    for (std::size_t i = 0; i < count; ++i) {
-        char bytes[4];
-        int32_t length = 0;
-        U8_APPEND_UNSAFE(bytes, length, first + static_cast<UChar32>(i));
-        text.append(bytes, static_cast<std::size_t>(length));
-    }
-    return text;
+std::string ideographs(char32_t first, std::size_t count) {
+    std::u32string text(count, first);
+    std::iota(text.begin(), text.end(), first);
+    return QString::fromStdU32String(text).toStdString();
 }
 
-class SyntheticKeyboardBindingTest : public testing::DesktopTest {};
+class SyntheticKeyboardBindingTest : public testing::DesktopWorldTest {};
 
 // A phrase that runs out of spare keycodes waits for one to settle; the previous phrase's
 // restoration falls due meanwhile and must leave alone the keys this phrase has just bound.
@@ -35,7 +32,7 @@ TEST_F(SyntheticKeyboardBindingTest, LastPhrasesRestorationSparesTheKeysTheNextO
     ASSERT_TRUE(keyboard.typeText(ideographs(0x4E00, spare - 2)));
     ASSERT_TRUE(keyboard.typeText(ideographs(0x5E00, 3)));  // two free keycodes, then one to take back
     EXPECT_EQ(keyboard.boundKeycodeCount(), spare) << "keys bound by the second phrase were unmapped under it";
-    EXPECT_TRUE(testing::waitUntil([&] { return keyboard.boundKeycodeCount() == 0; }));
+    EXPECT_TRUE(testing::serveEventsUntil([&] { return keyboard.boundKeycodeCount() == 0; }));
 }
 
 }  // namespace

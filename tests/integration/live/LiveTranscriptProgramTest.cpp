@@ -2,13 +2,13 @@
 // from the tray icon starts it, and the panel is then read and operated over the accessibility
 // bus. Speech from espeak-ng plays into the session's microphone or from an application; the
 // words are found in the panel's transcript, a correction typed into it meanwhile stays, another
-// source is chosen, the audio is recorded and saved through the file dialog, and the real
-// `codex app-server`, on a model provider served here, writes the summary and cleans the text.
+// source is chosen, and the real `codex app-server`, on a model provider served here, writes the summary and
+// cleans the text.
 //
-// What Qt exposes: the panel (a tool window) with its buttons, transcript and summary, and the
-// file dialog. What it does not: Qt::Popup windows, so neither the popover nor the source menu
-// (a QMenu) is in the tree. Both are reached by the keyboard, which is how their focus reaches a
-// screen reader too, and the choice is read back from the button it belongs to.
+// What Qt exposes: the panel (a tool window) with its buttons, transcript and summary. What it does not:
+// Qt::Popup windows, so neither the popover nor the source menu (a QMenu) is in the tree. Both are reached by
+// the keyboard, which is how their focus reaches a screen reader too, and the choice is read back from the
+// button it belongs to.
 //
 // PocketSphinx on speech played through the sound server, on a loaded machine, may miss a word:
 // a phrase counts as heard when half its words or more come in order.
@@ -45,41 +45,34 @@ protected:
                                       "string:IsEnabled", "variant:boolean:true"}));
         tray.emplace();
         ASSERT_TRUE(tray->ready());
-        ASSERT_TRUE(QDir(scratch.path()).mkpath("home/Music"));
+        ASSERT_TRUE(QDir(scratch.path()).mkpath("home"));
     }
 
     // Quillon, with its home in the scratch folder, started from the popover on the microphone.
     void startTranscript(const QList<std::pair<QString, QString>>& environment = {}) {
         quillon = std::make_unique<QuillonProcess>(
-            scratch.path(), QList<std::pair<QString, QString>>{{"HOME", home()}} + environment);
+            QUILLON_BINARY, scratch.path(),
+            QList<std::pair<QString, QString>>{{"HOME", scratch.filePath("home")}} + environment);
         // Started once the recogniser's model is loaded, as after a launch at login: the first
         // words are not held up behind the loading.
         ASSERT_TRUE(quillon->waitForLog("Speech recognition is ready")) << quillon->log();
         ASSERT_TRUE(pressFirstPopoverButton()) << quillon->log();
         ASSERT_TRUE(quillon->waitForLog("Live transcript started")) << quillon->log();
-        ASSERT_TRUE(node("", "Live Transcript")) << quillon->log();
+        ASSERT_TRUE(waitForNode(*quillon, "", "Live Transcript")) << quillon->log();
     }
 
-    QString home() const { return scratch.filePath("home"); }
-
-    // An espeak-ng recording of `sentence`, said `times` times with a pause after each. The
-    // recogniser may miss the start of speech that follows other speech closely; the sentence
-    // said again after a pause is heard whole.
-    QString speech(const QString& sentence, int times) {
+    // Starts saying `sentence` `times` times, with a pause after each, into the session's microphone
+    // (the sink "microphone"); with `fromAnApplication`, plays it to the speakers as an application
+    // does. The recogniser may miss the start of speech that follows other speech closely; the
+    // sentence said again after a pause is heard whole.
+    std::unique_ptr<QProcess> startSaying(const QString& sentence, int times = 2,
+                                          bool fromAnApplication = false) {
         const QString wav = scratch.filePath(QString("speech-%1.wav").arg(++recordings));
         const QString ssml = (sentence + " <break time='1s'/> ").repeated(times);
         EXPECT_TRUE(run("espeak-ng", {"-m", "-v", "en-us+klatt4", "-s", "150", "-w", wav, ssml}));
-        return wav;
-    }
-
-    // Starts saying `sentence` into the session's microphone (the sink "microphone"); with
-    // `fromAnApplication`, plays it to the speakers as an application does.
-    std::unique_ptr<QProcess> startSaying(const QString& sentence, int times = 2,
-                                          bool fromAnApplication = false) {
         auto player = std::make_unique<QProcess>();
-        QStringList arguments{speech(sentence, times)};
-        if (!fromAnApplication) arguments.prepend("--device=microphone");
-        player->start("paplay", arguments);
+        player->start("paplay",
+                      fromAnApplication ? QStringList{wav} : QStringList{"--device=microphone", wav});
         EXPECT_TRUE(player->waitForStarted());
         return player;
     }
@@ -101,26 +94,21 @@ protected:
         return run("xdotool", popover + QStringList{"windowfocus", "--sync", "key", "Return"}).has_value();
     }
 
-    // The node of Quillon's windows with this role and name, once it is there.
-    std::optional<AtspiNode> node(const std::string& role, const std::string& name) {
-        return waitForNode(*quillon, role, name);
-    }
-
     // Presses the button (or toggle button) of that name.
     bool press(const std::string& button) {
-        const auto found = node("", button);
+        const auto found = waitForNode(*quillon, "", button);
         return found && found->press();
     }
 
     // The transcript and the summary as drawn, read from their nodes, found once: a walk of the
     // tree at every look would load the machine the recogniser runs on.
     std::string transcript() {
-        return textOf(editor, [this] { return node("text", "Live transcript"); });
+        return textOf(editor, [this] { return waitForNode(*quillon, "text", "Live transcript"); });
     }
     std::string summary() {
         return textOf(summaryView, [this] {
             // On the sidebar's pages (a message, or the summary), below the header of that name.
-            const auto pages = node("layered pane", "");
+            const auto pages = waitForNode(*quillon, "layered pane", "");
             return pages ? pages->find("label", "Summary") : std::nullopt;
         });
     }
@@ -157,7 +145,7 @@ protected:
     int recordings = 0;
 };
 
-TEST_F(LiveTranscriptProgram, AScreenReaderUserFollowsCorrectsSwitchesAndRecordsTheTranscript) {
+TEST_F(LiveTranscriptProgram, AScreenReaderUserFollowsCorrectsAndSwitchesTheTranscript) {
     startTranscript();
     const QString first = "hello world. the president of the united states.";
     say(first);
@@ -184,7 +172,7 @@ TEST_F(LiveTranscriptProgram, AScreenReaderUserFollowsCorrectsSwitchesAndRecords
     ASSERT_TRUE(serveEventsUntil([] {
         return QString::fromUtf8(run("pactl", {"list", "sink-inputs"}).value_or("")).contains("\"paplay\"");
     }));
-    const auto source = node("push button", "Audio source");
+    const auto source = waitForNode(*quillon, "push button", "Audio source");
     ASSERT_TRUE(source);
     EXPECT_EQ(source->description(), "Microphone");
     const auto windows = quillon->visibleWindows();
@@ -194,23 +182,6 @@ TEST_F(LiveTranscriptProgram, AScreenReaderUserFollowsCorrectsSwitchesAndRecords
     EXPECT_TRUE(serveEventsUntil([&] { return source->description() == "paplay"; })) << source->description();
     EXPECT_TRUE(heard(third)) << transcript() << quillon->log();
 
-    // Its audio recorded while it plays, and saved as the file dialog suggests, in Music.
-    ASSERT_TRUE(press("Record audio"));
-    const auto recorder = node("push button", "Stop and save audio recording");
-    ASSERT_TRUE(recorder) << quillon->log();
-    const auto words = transcript().size();
-    ASSERT_TRUE(serveEventsUntil([&] { return transcript().size() > words; }))
-        << "nothing heard while recording";
-    ASSERT_TRUE(recorder->press());
-    const auto fileName = node("text", "File name:");
-    ASSERT_TRUE(fileName) << quillon->log();
-    const QString saved = home() + "/Music/" + QString::fromStdString(fileName->text());
-    EXPECT_TRUE(saved.endsWith(".m4a")) << saved.toStdString();
-    ASSERT_TRUE(press("Save Recording"));
-    ASSERT_TRUE(quillon->waitForLog("Saved live audio recording")) << quillon->log();
-    const auto probed = run(
-        "ffprobe", {"-v", "error", "-show_entries", "stream=codec_type,codec_name", "-of", "csv=p=0", saved});
-    EXPECT_EQ(probed.value_or("(not an audio file)").trimmed(), "aac,audio");
     application->kill();
     application->waitForFinished();
 
@@ -237,7 +208,7 @@ TEST_F(LiveTranscriptProgram, CodexOnALocalModelProviderSummarisesAndCleansUpThe
     EXPECT_TRUE(heard(first)) << transcript() << quillon->log();
 
     ASSERT_TRUE(press("Running summary"));
-    const auto update = node("push button", "Update now");
+    const auto update = waitForNode(*quillon, "push button", "Update now");
     ASSERT_TRUE(update);
     ASSERT_TRUE(serveEventsUntil([&] { return update->has(ATSPI_STATE_ENABLED); }, codexTurn))
         << quillon->log();

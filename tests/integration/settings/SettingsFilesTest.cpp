@@ -10,12 +10,10 @@
 #include <fstream>
 #include <functional>
 #include <limits>
-#include <sstream>
 
 #include "SpeechTestFiles.h"
 #include "core/base/ManualScheduler.h"
 #include "core/settings/SettingsManager.h"
-#include "fakes/FakeKeyValueStore.h"
 #include "fakes/FakeLoginItem.h"
 #include "fakes/TestLog.h"
 #include "platform/linux/settings/KeyValueStoreQSettings.h"
@@ -49,16 +47,6 @@ protected:
     testing::FakeLoginItem loginItem_;
 };
 
-TEST_F(SettingsFilesTest, TheDefaultsAreNeverWrittenOnlyWhatTheUserChanged) {
-    auto store = openStore();
-    SettingsManager settings(store, loginItem_, log_.logger(LogCategory::settings));
-    EXPECT_EQ(settings.inputDeviceUID(), "System Default");
-    EXPECT_FALSE(std::filesystem::exists(file_.parent_path()));
-    settings.setHotkeyKeyCode(30);
-    EXPECT_EQ(readFile(file_), "[General]\nhotkeyKeyCode=30\n");
-    EXPECT_TRUE(errors().empty());
-}
-
 // Written by one run of the program, read by the next: INI text keeps no types, so text that
 // looks like a number or a flag must not come back as one.
 TEST_F(SettingsFilesTest, ValuesComeBackWithTheirTypeAfterARestart) {
@@ -88,7 +76,6 @@ TEST_F(SettingsFilesTest, AnUnreadableOrCorruptSettingsFileIsNeverOverwritten) {
         [&] { writeFile(file_, "hotkeyKeyCode=30\ntranscriptionGlossary=caf\xe9\n"); },  // not UTF-8
         [&] { writeFile(file_, "hotkeyKeyCode=30\nThese are not settings at all.\n"); },
         [&] { writeFile(file_, "[General\nhotkeyKeyCode=30\n"); },
-        [&] { std::filesystem::create_directories(file_ / "inside"); },
         [&] { ::mkfifo(file_.c_str(), 0600); },  // would block whoever opens it to read
     };
     for (std::size_t index = 0; index < cases.size(); ++index) {
@@ -153,22 +140,6 @@ TEST_F(SettingsFilesTest, TurningAutostartOnWritesAValidEntryThatStartsQuillonAn
         writeFile(entry_, "[Desktop Entry]\nType=Application\nName=Quillon\nExec=quillon\n" + tail);
         EXPECT_EQ(loginItem.isEnabled(), enabled) << tail;
     }
-}
-
-// When the entry cannot be written or removed, the toggle shows what the desktop will really do.
-TEST_F(SettingsFilesTest, AFailedAutostartChangeIsReportedAndTheToggleFallsBackToTheTruth) {
-    LoginItemXdgAutostart loginItem(configHome_, "/usr/bin/quillon");
-    testing::FakeKeyValueStore store;
-    SettingsManager settings(store, loginItem, log_.logger(LogCategory::settings));
-    writeFile(entry_.parent_path(), "a file where the autostart folder belongs");
-    settings.setOpenAtLogin(true);
-    EXPECT_FALSE(settings.openAtLogin());
-    std::filesystem::remove(entry_.parent_path());
-    std::filesystem::create_directories(entry_ / "a folder where the entry belongs");
-    settings.setOpenAtLogin(false);
-    ASSERT_EQ(errors().size(), 2u);
-    for (const auto& error : errors())
-        EXPECT_EQ(error.rfind("Failed to update login item: ", 0), 0u) << error;
 }
 
 }  // namespace

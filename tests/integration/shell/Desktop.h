@@ -17,17 +17,15 @@
 #include <optional>
 #include <utility>
 
+#include "DesktopSession.h"
+
 namespace quillon::testing {
 
 // Every test here needs the desktop session's X server; without one it skips and says why.
 class DesktopTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (qobject_cast<QApplication*>(QCoreApplication::instance()) != nullptr) return;
-        const char* missing = std::getenv("QUILLON_SESSION_MISSING");
-        GTEST_SKIP() << "no X server in this session ("
-                     << (missing != nullptr ? missing : "run inside tests/integration/desktop-session")
-                     << ")";
+        if (const auto why = sessionLacks({"X server"}); !why.empty()) GTEST_SKIP() << why;
     }
 };
 
@@ -89,10 +87,11 @@ public:
         std::optional<QString> icon;
         serveEventsUntil([&] {
             QStringList inPanel;  // xwininfo starts each line of the tree with a window's id
-            for (const QString& line : lines("xwininfo", {"-int", "-tree", "-id", panel()})) {
+            const QString panel = lines("xdotool", {"search", "--classname", "^panel$"}).value(0);
+            for (const QString& line : lines("xwininfo", {"-int", "-tree", "-id", panel})) {
                 inPanel << line.trimmed().section(u' ', 0, 0);
             }
-            for (const QString& window : windowsOf(pid)) {
+            for (const QString& window : lines("xdotool", {"search", "--pid", QString::number(pid)})) {
                 if (inPanel.contains(window)) icon = window;
             }
             return icon.has_value();
@@ -101,26 +100,23 @@ public:
     }
 
 private:
-    static QStringList windowsOf(qint64 pid) {
-        return lines("xdotool", {"search", "--pid", QString::number(pid)});
-    }
-    static QString panel() { return lines("xdotool", {"search", "--classname", "^panel$"}).value(0); }
     bool ready_ = false;
 };
 
-// The real quillon program, started as a user would start it, with its configuration in
+// The real quillon program (`binary`), started as a user would start it, with its configuration in
 // `home`/config and its runtime folder (where the running one keeps its lock) in `home`; `more`
 // sets further variables of its environment.
 class QuillonProcess : public QProcess {
 public:
-    explicit QuillonProcess(const QString& home, const QList<std::pair<QString, QString>>& more = {}) {
+    QuillonProcess(const QString& binary, const QString& home,
+                   const QList<std::pair<QString, QString>>& more = {}) {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("XDG_CONFIG_HOME", home + "/config");
         environment.insert("XDG_RUNTIME_DIR", home);
         for (const auto& [name, value] : more) environment.insert(name, value);
         setProcessEnvironment(environment);
         setProcessChannelMode(QProcess::MergedChannels);
-        start(QStringLiteral(QUILLON_BINARY), {});
+        start(binary, {});
         waitForStarted();
     }
     ~QuillonProcess() override {

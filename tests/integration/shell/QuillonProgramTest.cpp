@@ -26,7 +26,7 @@ TEST_F(QuillonProgram, ShowsItsIconInTheTrayAndQuitsCleanlyFromItsMenuOrBySignal
     QTemporaryDir home;
     for (int number : {0, SIGTERM, SIGINT, SIGHUP}) {
         SCOPED_TRACE(number == 0 ? "Quit" : sigabbrev_np(number));
-        QuillonProcess quillon(home.path());
+        QuillonProcess quillon(QUILLON_BINARY, home.path());
         const auto icon = tray.iconOf(quillon.processId());
         ASSERT_TRUE(icon) << quillon.log();
         if (number == 0) {
@@ -49,14 +49,14 @@ TEST_F(QuillonProgram, ShowsItsIconInTheTrayAndQuitsCleanlyFromItsMenuOrBySignal
 
 TEST_F(QuillonProgram, RunsWithoutATrayAndNeverTwiceAtOnce) {
     QTemporaryDir home;
-    QuillonProcess first(home.path());
+    QuillonProcess first(QUILLON_BINARY, home.path());
     ASSERT_TRUE(first.waitForLog("No system tray is available")) << first.log();
     // A panel that starts after Quillon (both from the session's autostart) gets the icon.
     TrayHost tray;
     ASSERT_TRUE(tray.ready());
     ASSERT_TRUE(tray.iconOf(first.processId()));
     {
-        QuillonProcess second(home.path());
+        QuillonProcess second(QUILLON_BINARY, home.path());
         EXPECT_EQ(second.waitForExit(), 0);
         EXPECT_THAT(second.log(), AllOf(HasSubstr("already running"), Not(HasSubstr("Quillon is starting"))));
     }
@@ -66,14 +66,8 @@ TEST_F(QuillonProgram, RunsWithoutATrayAndNeverTwiceAtOnce) {
     // A Quillon that crashed leaves its lock behind; the next launch runs all the same.
     ::kill(static_cast<pid_t>(first.processId()), SIGKILL);
     EXPECT_EQ(first.waitForExit(), std::nullopt);
-    QuillonProcess next(home.path());
+    QuillonProcess next(QUILLON_BINARY, home.path());
     EXPECT_TRUE(tray.iconOf(next.processId())) << next.log();
-}
-
-// Desktop menus drop entries that break the desktop entry rules without a word.
-TEST_F(QuillonProgram, ItsDesktopEntryIsOneThatMenusShow) {
-    const QString entry = QStringLiteral(QUILLON_SOURCE_DIR "/resources/quillon.desktop");
-    EXPECT_EQ(testing::run("desktop-file-validate", {entry}), QByteArray()) << "desktop-file-utils is needed";
 }
 
 }  // namespace

@@ -82,7 +82,7 @@ TEST_F(EditableLiveTranscriptViewTest, BoundaryCountsUtf16UnitsAndTheModelsEchoC
     EXPECT_EQ(view.textCursor().position(), 3);
 }
 
-TEST_F(EditableLiveTranscriptViewTest, SelectionSurvivesUpdatesAndIsClippedWhenTheTextShrinks) {
+TEST_F(EditableLiveTranscriptViewTest, SelectionSurvivesUpdatesAndEscapeResumesFollowing) {
     view.update("one two three", "four");
     placeCaret(7, 4);  // "two", inside the committed text
     view.update("one two three four", "");
@@ -95,10 +95,8 @@ TEST_F(EditableLiveTranscriptViewTest, SelectionSurvivesUpdatesAndIsClippedWhenT
     view.update("one", "");
     EXPECT_EQ(view.textCursor().selectionStart(), 3);
     EXPECT_EQ(view.textCursor().selectionEnd(), 3);
-}
 
-TEST_F(EditableLiveTranscriptViewTest, EscapeWhilePausedResumesFollowingAndGivesUpTheFocus) {
-    view.update("one two", "");
+    // Escape while paused resumes following and gives up the focus.
     placeCaret(1);
     ASSERT_FALSE(view.isFollowing());
     QTest::keyClick(&view, Qt::Key_Escape);

@@ -1,12 +1,10 @@
 // The live transcript window's own behaviour: which controls are enabled and what they say,
-// following the end of the text, the summary's states and the sidebar's geometry.
+// and following the end of the text.
 // First, before Qt defines its `emit` keyword, which the Codex fake uses as a name.
 #include "../../unit/live/LiveTranscriptCoordinatorFixture.h"
 
 #include <QAbstractButton>
-#include <QAccessible>
 #include <QApplication>
-#include <QLabel>
 #include <QScrollBar>
 #include <QTest>
 
@@ -19,11 +17,9 @@
 #include "ui/TranscriptCleanupButton.h"
 #include "ui/live/ClearTranscriptConfirmation.h"
 #include "ui/live/EditableLiveTranscriptView.h"
-#include "ui/live/LiveSummarySidebar.h"
 #include "ui/live/LiveTranscriptPane.h"
 #include "ui/live/LiveTranscriptPanelQt.h"
 #include "ui/live/LiveTranscriptTitlebar.h"
-#include "ui/live/SummarySidebarGeometry.h"
 
 namespace quillon::testing {
 namespace {
@@ -117,41 +113,6 @@ TEST_F(LiveTranscriptPanelTest, TheTranscriptFollowsTheEndUntilTheUserScrollsAwa
     settle();
     EXPECT_TRUE(editor->isFollowing());
     EXPECT_TRUE(editor->isAtBottom());
-}
-
-TEST_F(LiveTranscriptPanelTest, TheSidebarShowsTheSummaryStateAndTheWindowGrowsForIt) {
-    const int collapsed = panel().width();
-    QTest::mouseClick(titlebar().summaryButton(), Qt::LeftButton);
-    settle();
-    EXPECT_EQ(panel().width(), std::max(collapsed + 330, 660));
-    auto& sidebar = *panel().summarySidebar();
-    EXPECT_TRUE(sidebar.isVisible());
-    EXPECT_FALSE(sidebar.copyButton()->isEnabled()) << "no summary yet";
-
-    // A failure is shown in its own words over the old summary, which stays to be copied. The
-    // summary drawn is what the live transcript program test reads.
-    coordinator().model().setSummaryState(LiveSummaryState::failed("Codex is rate limited."));
-    coordinator().model().setSummaryMarkdown("# Old");
-    settle();
-    EXPECT_EQ(sidebar.bodyText(), "Codex is rate limited.");
-    EXPECT_TRUE(sidebar.copyButton()->isEnabled());
-
-    // Closed by a screen reader's toggle action, which changes the check state without a click.
-    QAccessible::queryAccessibleInterface(titlebar().summaryButton())
-        ->actionInterface()
-        ->doAction(QAccessibleActionInterface::toggleAction());
-    settle();
-    EXPECT_EQ(panel().width(), collapsed) << "closing gives back exactly the old width";
-    EXPECT_FALSE(sidebar.isVisible());
-}
-
-TEST(SummarySidebarGeometryTest, TheStoredWidthIsClampedToTheWindowAndTheWindowGrowsOnScreen) {
-    using G = SummarySidebarGeometry;
-    EXPECT_EQ(G::shownWidth(900, 700), 700 - 280 - 24 - 12);
-    EXPECT_EQ(G::shownWidth(900, 2000), 900) << "a wider window brings the stored width back";
-    EXPECT_EQ(G::shownWidth(330, 500), 250) << "the sidebar keeps its minimum in a narrow window";
-    EXPECT_EQ(G::shiftedLeft(1500, 500, 330, 0, 1920), 1170) << "moves left at the right edge";
-    EXPECT_EQ(G::shiftedLeft(100, 1800, 330, 50, 1920), 50) << "never past the left edge";
 }
 
 }  // namespace

@@ -80,23 +80,6 @@ QString pngDataUrl() {
 }
 
 const Case cases[] = {
-    {"Headings", "# Title\n\n###### Smallest\n\nBody",
-     [](const Rendered& r) {
-         EXPECT_EQ(r.block("Title").blockFormat().headingLevel(), 1);
-         EXPECT_EQ(r.block("Smallest").blockFormat().headingLevel(), 6);
-         EXPECT_EQ(r.block("Body").blockFormat().headingLevel(), 0);
-         EXPECT_GT(r.formatOf("Title").font().pointSizeF(), r.formatOf("Body").font().pointSizeF());
-         EXPECT_EQ(r.blocks.size(), 3u) << "no empty block before the first heading";
-     }},
-    {"InlineStyles", "plain *slanted* **heavy** ~~gone~~ `code` end",
-     [](const Rendered& r) {
-         EXPECT_TRUE(r.formatOf("slanted").fontItalic());
-         EXPECT_EQ(r.formatOf("heavy").fontWeight(), QFont::Bold);
-         EXPECT_TRUE(r.formatOf("gone").fontStrikeOut());
-         EXPECT_TRUE(r.formatOf("code").fontFixedPitch());
-         EXPECT_FALSE(r.formatOf("plain").fontItalic());
-         EXPECT_EQ(r.blocks.front().text(), "plain slanted heavy gone code end");
-     }},
     {"NestedBulletAndOrderedLists", "- one\n- two\n  - inner\n\n1. first\n2. second",
      [](const Rendered& r) {
          QTextList* outer = r.block("one").textList();
@@ -111,13 +94,6 @@ const Case cases[] = {
          ASSERT_NE(ordered, nullptr);
          EXPECT_EQ(ordered->format().style(), QTextListFormat::ListDecimal);
          EXPECT_EQ(ordered->count(), 2);
-     }},
-    {"TaskList", "- [ ] open task\n- [x] done task\n- plain item",
-     [](const Rendered& r) {
-         EXPECT_EQ(r.block("open task").blockFormat().marker(), QTextBlockFormat::MarkerType::Unchecked);
-         EXPECT_EQ(r.block("done task").blockFormat().marker(), QTextBlockFormat::MarkerType::Checked);
-         EXPECT_EQ(r.block("plain item").blockFormat().marker(), QTextBlockFormat::MarkerType::NoMarker);
-         EXPECT_NE(r.block("open task").textList(), nullptr);
      }},
     {"TableWithHeaderAndAlignment",
      "Before\n\n| Name | Count |\n|:-----|------:|\n| apples | 3 |\n| pears | 12 |\n\nAfter",
@@ -136,13 +112,6 @@ const Case cases[] = {
          EXPECT_TRUE(r.block("12").blockFormat().alignment() & Qt::AlignRight);
          QTextCursor after(r.block("After"));
          EXPECT_EQ(after.currentTable(), nullptr) << "text after the table is outside it";
-     }},
-    {"CodeBlockKeepsItsLines", "```cpp\nint x = 1;\n  return x;\n```",
-     [](const Rendered& r) {
-         ASSERT_EQ(r.blocks.size(), 1u);
-         EXPECT_EQ(r.blocks[0].text(), QStringLiteral("int x = 1;") + QChar::LineSeparator + "  return x;");
-         EXPECT_TRUE(r.formatOf("return").fontFixedPitch());
-         EXPECT_TRUE(r.blocks[0].blockFormat().nonBreakableLines());
      }},
     {"LinksAndAutolinks", "see [the notes](https://example.com/notes \"Notes\") or www.example.org today",
      [](const Rendered& r) {
@@ -165,22 +134,6 @@ const Case cases[] = {
 
 INSTANTIATE_TEST_SUITE_P(Corpus, MarkdownCorpus, ::testing::ValuesIn(cases),
                          [](const auto& param) { return std::string(param.param.name); });
-
-TEST(MarkdownImages, DataImageIsDrawnAndCachedAndRenderingReplacesTheDocument) {
-    MarkdownImageCache images;
-    Rendered rendered;
-    const QString url = pngDataUrl();
-    render("![red](" + url.toStdString() + ")", rendered, images);
-    QTextCursor cursor(rendered.blocks.front());
-    cursor.setPosition(rendered.blocks.front().position() + 1);
-    ASSERT_TRUE(cursor.charFormat().isImageFormat());
-    EXPECT_EQ(cursor.charFormat().toImageFormat().name(), url);
-    EXPECT_EQ(images.image(url)->size(), QSize(3, 2));
-
-    render("just text", rendered, images);
-    ASSERT_EQ(rendered.blocks.size(), 1u);
-    EXPECT_EQ(rendered.blocks.front().text(), "just text");
-}
 
 TEST(MarkdownImages, CacheDropsTheLeastRecentlyUsedPastItsCapacity) {
     QImage image(10, 10, QImage::Format_RGB32);

@@ -62,21 +62,6 @@ TEST_F(CodexTransportTest, ARequestTimesOutAfterTwentySecondsAndItsLateAnswerIsI
     EXPECT_TRUE(next.arrived() && next.value->has_value()) << "the child keeps serving";
 }
 
-TEST_F(CodexTransportTest, AStoppedClientFailsItsWaitersAndWritesNothingMore) {
-    Outcome<std::optional<std::string>> outcome;
-    askAccount(outcome);
-    client->stop();
-    scheduler.runUntilIdle();
-    EXPECT_EQ(outcome.failureText(), "Codex App Server stopped unexpectedly.");
-
-    Outcome<std::optional<std::string>> refused;
-    const auto written = server.received.size();
-    client->accountType(false, refused.sink());
-    scheduler.runUntilIdle();
-    EXPECT_EQ(refused.failureText(), "Codex App Server stopped unexpectedly.");
-    EXPECT_EQ(server.received.size(), written);
-}
-
 TEST_F(CodexTransportTest, ChildDeathFailsEveryWaiterWithTheTailOfStandardError) {
     const std::string prefix = "Codex App Server stopped unexpectedly";
     struct Case {
@@ -116,16 +101,6 @@ TEST_F(CodexTransportTest, ALateEndOfAnEarlierChildDoesNotTouchTheNextOne) {
     Outcome<std::optional<std::string>> account;
     askAccount(account);
     EXPECT_FALSE(account.arrived()) << "the new child's request still waits for its answer";
-}
-
-TEST_F(CodexClientFixture, ASilentChildTimesOutTheHandshakeAndIsStopped) {
-    server.silence("initialize");
-    auto client = makeClient();
-    Outcome<void> started;
-    client->start(started.sink());
-    scheduler.advance(20s);
-    EXPECT_EQ(started.failureText(), "Codex timed out while waiting for initialize.");
-    EXPECT_TRUE(server.child().terminated);
 }
 
 }  // namespace

@@ -31,15 +31,9 @@ protected:
         server.answeringHandshake();
     }
 
-    std::shared_ptr<CodexAppServerClient> makeClient() {
-        auto made = CodexAppServerClient::make({scheduler, server.factory(), host});
-        EXPECT_TRUE(made.has_value());
-        return *made;
-    }
-
     // A client that has done its handshake.
     std::shared_ptr<CodexAppServerClient> startedClient() {
-        auto client = makeClient();
+        auto client = *CodexAppServerClient::make({scheduler, server.factory(), host});
         Outcome<void> started;
         client->start(started.sink());
         scheduler.runUntilIdle();

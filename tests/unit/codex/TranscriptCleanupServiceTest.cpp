@@ -34,12 +34,6 @@ TEST_F(TranscriptCleanupServiceTest, ACleanupIsOneTurnOfItsOwnChildAndFailuresRe
     EXPECT_TRUE(server.child().terminated && server.child().destroyed) << "the child is ended before the answer";
     provider.reset();
 
-    server.withAccount("chatgpt").completingTurnsWith(R"({"transcript":" \n "})");
-    Outcome<std::string> empty;
-    service.clean("t", "", empty.sink());
-    scheduler.runUntilIdle();
-    EXPECT_EQ(empty.failureText(), "Codex returned an unexpected response: cleaned transcript was empty");
-
     // Every outcome comes later on the executor, a missing executable too.
     host.executables.clear();
     Outcome<std::string> missing;

@@ -24,30 +24,6 @@ protected:
     InsertionDeliveryQueue queue{main, insertion, pasteboard, *menu, log.logger(LogCategory::app)};
 };
 
-// Which focus counts as the bound field is the inserter's own test.
-TEST_F(InsertionDeliveryQueueTest, WhileRecordingTextGoesOnlyIntoTheBoundField) {
-    struct Case {
-        const char* name;
-        std::shared_ptr<testing::FakeTextElement> focused;
-        bool inserted;
-    };
-    const std::vector<Case> cases = {
-        {"another reference to the same field", testing::FakeTextInsertion::field("editor", 100), true},
-        {"same process, another field", testing::FakeTextInsertion::field("search", 100), false},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        insertion.insertions.clear();
-        const Uuid id = begin(editor);
-        insertion.focused = c.focused;
-        say(id, "words");
-        EXPECT_EQ(insertion.insertions.size(), c.inserted ? 1u : 0u);
-        EXPECT_EQ(queue.delivery(id)->pendingText, c.inserted ? "" : "words");
-        queue.discard(id);
-        advance(1s);  // lets a running monitor see that nothing waits any more
-    }
-}
-
 TEST_F(InsertionDeliveryQueueTest, WaitingTextLandsOldestFirstInOnePieceWithinAQuarterSecondOfTheFocus) {
     const Uuid older = begin(editor);
     const Uuid newer = begin(editor);

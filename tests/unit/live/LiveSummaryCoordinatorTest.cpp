@@ -21,12 +21,6 @@ protected:
         model.setSummaryVisible(true);
     }
 
-    LiveSummaryCoordinator::ClientFactory factory() {
-        return [this]() -> std::expected<std::shared_ptr<CodexAppServerClient>, CodexAppServerError> {
-            return CodexAppServerClient::make({scheduler, server.factory(), host, provider});
-        };
-    }
-
     void switchOn() {
         coordinator.prepare();
         scheduler.runUntilIdle();
@@ -45,7 +39,12 @@ protected:
     std::optional<std::string> provider;  // a local model provider
     LiveTranscriptModel model;
     FakeUrlOpener urls;
-    LiveSummaryCoordinator coordinator{model, scheduler, factory(), urls};
+    LiveSummaryCoordinator coordinator{
+        model, scheduler,
+        [this] {
+            return CodexAppServerClient::make({scheduler, server.factory(), host, provider});
+        },
+        urls};
 };
 
 TEST_F(LiveSummaryCoordinatorTest, SwitchingOnEndsInTheStateOfTheAccountOrSaysWhyNot) {

@@ -37,7 +37,8 @@ public:
     }
 };
 
-TEST_F(LiveAudioRecordingTest, ARecordingStartsOnlyDuringARunAndIsOfferedUnderATimeStampedName) {
+// Saving where the user chose is the live transcript program test's.
+TEST_F(LiveAudioRecordingTest, ARecordingIsOfferedUnderALocalTimeStampedNameAndDecliningDeletesIt) {
     coordinator().startAudioRecording();
     EXPECT_FALSE(model().isRecordingAudio()) << "no run, no recording";
 
@@ -45,23 +46,13 @@ TEST_F(LiveAudioRecordingTest, ARecordingStartsOnlyDuringARunAndIsOfferedUnderAT
               std::chrono::minutes{5});
     clock.setUtcOffset(std::chrono::hours{2});
     listen();
-    const auto temporary = recordAndFinish();
-    ASSERT_EQ(saveDialog.requests.size(), 1u) << "the second press did nothing";
-    const auto& request = saveDialog.requests[0];
-    EXPECT_EQ(request.suggestedName, "Quillon Recording 2026-03-10 01.05.00.m4a") << "local time";
-    EXPECT_TRUE(request.attachToTranscriptWindow);
-
-    answer("/home/ada/Music/talk.m4a");
-    EXPECT_EQ(fileMover.moves, (decltype(fileMover.moves){{temporary, "/home/ada/Music/talk.m4a"}}));
-    EXPECT_FALSE(model().errorMessage());
-    EXPECT_TRUE(model().isListening()) << "the run goes on";
-}
-
-TEST_F(LiveAudioRecordingTest, DecliningDeletesTheFileAndAFailedSaveKeepsItAndSaysWhere) {
-    listen();
     const auto declined = recordAndFinish();
+    ASSERT_EQ(saveDialog.requests.size(), 1u) << "the second press did nothing";
+    EXPECT_EQ(saveDialog.requests[0].suggestedName, "Quillon Recording 2026-03-10 01.05.00.m4a");
+    EXPECT_TRUE(saveDialog.requests[0].attachToTranscriptWindow);
     answer(std::nullopt);
     EXPECT_EQ(fileMover.removed, std::vector<std::filesystem::path>{declined});
+    EXPECT_TRUE(model().isListening()) << "the run goes on";
 
     const auto kept = recordAndFinish();
     fileMover.failure = "Permission denied";
@@ -117,46 +108,30 @@ public:
     std::string sent;
 };
 
-// A world of its own for each case of a table.
-struct CleanupWorld final : LiveTranscriptCleanupTest {
-    void TestBody() override {}
-};
+// What arrived while the cleanup ran stays: an edit inside the sent text and the speech after it.
+// A new run meanwhile takes the transcript away from the cleanup.
+TEST_F(LiveTranscriptCleanupTest, TheCleanedTextKeepsWhatArrivedMeanwhile) {
+    listen();
+    update(last(), "hello ada", "and");
+    coordinator().cleanupTranscript();
+    main.runUntilIdle();
+    EXPECT_TRUE(model().isCleaningTranscript());
+    EXPECT_NE(sent.find("hello ada"), std::string::npos);
+    EXPECT_EQ(sent.find("hello ada and"), std::string::npos) << "the provisional tail is never sent";
+    coordinator().cleanupTranscript();  // a second press while running
+    coordinator().editCommittedTranscript("hello ADA");
+    update(last(), "hello ada, then", "");
+    cleanupReturns("Hello, Ada.");
+    EXPECT_EQ(model().committedText(), "Hello, Ada., then");
+    EXPECT_FALSE(model().isCleaningTranscript());
+    EXPECT_EQ(server.requests("turn/start").size(), 1u);
 
-TEST(LiveTranscriptCleanupTable, TheCleanedTextKeepsWhatArrivedMeanwhile) {
-    struct Case {
-        const char* name;
-        std::function<void(CleanupWorld&)> meanwhile;
-        std::string expected;
-        std::optional<std::string> error;
-    };
-    const std::vector<Case> cases = {
-        {"nothing", [](auto&) {}, "Hello, Ada.", std::nullopt},
-        {"an edit inside the sent text, then speech",
-         [](auto& t) {
-             t.coordinator().editCommittedTranscript("hello ADA");
-             t.update(t.last(), "hello ada, then", "");
-         },
-         "Hello, Ada., then", std::nullopt},
-        {"a new run", [](auto& t) { t.update(t.last(), "", ""); }, "",
-         std::string(LiveTranscriptCoordinator::cleanupConflictMessage)},
-    };
-    for (const auto& c : cases) {
-        CleanupWorld t;
-        t.listen();
-        t.update(t.last(), "hello ada", "and");
-        t.coordinator().cleanupTranscript();
-        t.main.runUntilIdle();
-        EXPECT_TRUE(t.model().isCleaningTranscript()) << c.name;
-        EXPECT_NE(t.sent.find("hello ada"), std::string::npos) << c.name;
-        EXPECT_EQ(t.sent.find("hello ada and"), std::string::npos) << "the provisional tail is never sent";
-        t.coordinator().cleanupTranscript();  // a second press while running
-        c.meanwhile(t);
-        t.cleanupReturns("Hello, Ada.");
-        EXPECT_EQ(t.model().committedText(), c.expected) << c.name;
-        EXPECT_EQ(t.model().cleanupErrorMessage(), c.error) << c.name;
-        EXPECT_FALSE(t.model().isCleaningTranscript()) << c.name;
-        EXPECT_EQ(t.server.requests("turn/start").size(), 1u) << c.name;
-    }
+    coordinator().cleanupTranscript();
+    main.runUntilIdle();
+    update(last(), "", "");
+    cleanupReturns("Hello, Ada.");
+    EXPECT_EQ(model().committedText(), "");
+    EXPECT_EQ(model().cleanupErrorMessage(), std::string(LiveTranscriptCoordinator::cleanupConflictMessage));
 }
 
 TEST_F(LiveTranscriptCleanupTest, AClearCancelsTheCleanupAndAFailureIsShownInItsOwnWords) {

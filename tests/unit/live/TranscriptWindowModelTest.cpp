@@ -48,18 +48,12 @@ TEST_F(TranscriptWindowModelTest, CleanupRunsOnlyOnACompleteTranscriptAndOnceAtA
     model.showFailure("This file does not contain an audio track.", "talk.wav");
     model.cleanupTranscript("ctx");
     EXPECT_TRUE(cleanups_.empty()) << "nothing to clean while transcribing or after a failure";
-    EXPECT_FALSE(model.canCopy());
 
     model.show("  \n ", "talk.wav");
     model.cleanupTranscript("ctx");
     EXPECT_TRUE(cleanups_.empty()) << "an empty transcript";
-    EXPECT_FALSE(model.copyToClipboard());
-    EXPECT_EQ(pasteboard_.writes, 0);
 
     model.show(" hello ada \n", "talk.wav");
-    EXPECT_TRUE(model.copyToClipboard());
-    EXPECT_EQ(pasteboard_.text, "hello ada");
-
     model.cleanupTranscript("Names: Ada");
     model.cleanupTranscript("Names: Ada");
     ASSERT_EQ(cleanups_.size(), 1u) << "a second press does nothing";
@@ -74,9 +68,6 @@ TEST_F(TranscriptWindowModelTest, CleanupRunsOnlyOnACompleteTranscriptAndOnceAtA
     EXPECT_EQ(model.cleanupErrorMessage(),
               "AI cleanup failed: " + std::string(TranscriptCleanupService::notSignedInText));
     EXPECT_EQ(model.transcript(), "Hello, Ada.");
-    // The next cleanup clears the error as it starts.
-    model.cleanupTranscript("");
-    EXPECT_EQ(model.cleanupErrorMessage(), std::nullopt);
 }
 
 TEST_F(TranscriptWindowModelTest, ANewTranscriptOrClosingTheWindowDropsTheCleanupsResult) {

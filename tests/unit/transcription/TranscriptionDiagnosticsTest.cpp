@@ -26,20 +26,6 @@ protected:
     const std::string prefix_ = "[2026-11-22T04:39:41Z] [" + run_.toString() + "] ";
 };
 
-TEST_F(TranscriptionDiagnosticsTest, RecordsOfEveryRunAndLaunchAppendToOneFile) {
-    TranscriptionDiagnostics diagnostics(files_, clock_);
-    diagnostics.append(run_, "BEGIN file=" + TranscriptionDiagnostics::quoted("/home/me/talk.mov"));
-    clock_.advance(2s);
-    const Uuid second = Uuid::random();
-    TranscriptionDiagnostics(files_, clock_).append(second, "END");  // a later launch
-    EXPECT_EQ(log(), prefix_ + "BEGIN file=\"/home/me/talk.mov\"\n[2026-11-22T04:39:43Z] [" + second.toString() + "] END\n");
-
-    files_.failure = std::make_error_code(std::errc::no_space_on_device);
-    diagnostics.append(run_, "lost");  // silently
-    files_.failure.reset();
-    EXPECT_EQ(log().find("lost"), std::string::npos);
-}
-
 TEST_F(TranscriptionDiagnosticsTest, TheOldestRecordsGoOnceTheCapIsPassed) {
     const std::size_t record = prefix_.size() + 10 + 1;  // "message-NN" and the line break
     TranscriptionDiagnostics diagnostics(files_, clock_, 8 * record);

@@ -10,8 +10,6 @@
 namespace quillon {
 namespace {
 
-using Appearances = std::vector<StatusItemAppearance>;
-
 class MenuBarControllerTest : public ::testing::Test {
 protected:
     MenuBarControllerTest() { controller->setup(); }
@@ -24,32 +22,6 @@ protected:
     std::unique_ptr<MenuBarController> controller =
         std::make_unique<MenuBarController>(main, statusItem, pasteboard, log.logger(LogCategory::app));
 };
-
-// How each state looks is the tray icon's own test.
-TEST_F(MenuBarControllerTest, StatesTakeEffectOnTheMainQueueInOrder) {
-    int notifications = 0;
-    controller->onStateChanged = [&] { ++notifications; };
-    controller->updateState(AppState::recording());
-    controller->updateState(AppState::idle());
-    EXPECT_EQ(statusItem.appearances.size(), 1u) << "only the idle icon shown at setup";
-    main.runUntilIdle();
-    ASSERT_EQ(statusItem.appearances.size(), 3u);
-    EXPECT_EQ(statusItem.appearances[1].icon, StatusIcon::recording);
-    EXPECT_EQ(statusItem.appearances[2].icon, StatusIcon::idle);
-    EXPECT_EQ(notifications, 2);
-}
-
-TEST_F(MenuBarControllerTest, IconAppearsOnlyOnceSetUpShowingTheCurrentState) {
-    testing::FakeStatusItem item;
-    item.trayHostPresent = false;
-    MenuBarController late(main, item, pasteboard, log.logger(LogCategory::app));
-    late.updateState(AppState::transcribing());
-    main.runUntilIdle();
-    EXPECT_TRUE(item.appearances.empty());
-    EXPECT_FALSE(late.setup());
-    EXPECT_EQ(item.appearances, (Appearances{{StatusIcon::transcribing, "Transcribing", true}}));
-    EXPECT_EQ(log.output.messages(LogLevel::error).size(), 1u);
-}
 
 TEST_F(MenuBarControllerTest, KeepsTheNewestNonBlankTranscriptionAndCopiesTextTrimmed) {
     pasteboard.text = "older clipboard";
@@ -67,13 +39,12 @@ TEST_F(MenuBarControllerTest, KeepsTheNewestNonBlankTranscriptionAndCopiesTextTr
     EXPECT_EQ(controller->lastTranscription(), "second");
     pasteboard.failWrites = true;
     EXPECT_FALSE(controller->copyLastTranscription());
-}
 
-TEST_F(MenuBarControllerTest, PostedChangesAreDroppedOnceTheControllerIsGone) {
+    // Changes posted before the controller went are dropped when their turn comes.
     controller->updateState(AppState::recording());
     controller->addTranscription("text");
     controller.reset();
-    EXPECT_EQ(main.runUntilIdle(), 2u);  // the blocks ran and did nothing
+    EXPECT_EQ(main.runUntilIdle(), 2u);
 }
 
 TEST_F(MenuBarControllerTest, DropsAreTakenWhenAllFilesAreMediaAndNothingRecords) {

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include "DesktopWorld.h"
 #include "SpeechTestFiles.h"
 #include "platform/linux/apps/DesktopEntryIndex.h"
 
@@ -29,9 +28,11 @@ TEST_F(DesktopEntryIndexTest, NamesComeFromTheFirstDirectoryAndTheUsersLanguage)
     write("system/org.example.Notes.desktop",
           "[Desktop Entry]\nName=Notes\nName[de]=Notizen\nExec=env GDK_BACKEND=x11 /usr/bin/notes-app %U\n"
           "[Desktop Action New]\nName=New Note\nExec=other-binary\n");
-    write("user/org.example.Notes.desktop", "[Desktop Entry]\nName=My Notes\nExec=\"/opt/My Notes/notes\" --x\n");
+    write("user/org.example.Notes.desktop",
+          "[Desktop Entry]\nName=My Notes\nExec=\"/opt/My Notes/notes\" --x\n");
     write("system/kde/konsole.desktop", "[Desktop Entry]\nName=Konsole\nTryExec=konsole\nExec=konsole\n");
-    write("system/chat.desktop", "[Desktop Entry]\nName=Chat\nExec=/opt/chat/launcher\nStartupWMClass=ChatClient\n");
+    write("system/chat.desktop",
+          "[Desktop Entry]\nName=Chat\nExec=/opt/chat/launcher\nStartupWMClass=ChatClient\n");
 
     setenv("LANG", "de_DE.UTF-8", 1);
     DesktopEntryIndex index({(root_ / "user").string(), (root_ / "system").string()});
@@ -46,27 +47,6 @@ TEST_F(DesktopEntryIndexTest, NamesComeFromTheFirstDirectoryAndTheUsersLanguage)
     DesktopEntryIndex systemOnly({(root_ / "system").string()});
     EXPECT_EQ(systemOnly.entryWithId("org.example.Notes")->name, "Notizen");
     unsetenv("LANG");
-}
-
-TEST_F(DesktopEntryIndexTest, RunningProcessIsNamedByTheDesktopFileThatLaunchedIt) {
-    write("user/org.example.Sleeper.desktop", "[Desktop Entry]\nName=Sleeper\nExec=sleep 60\n");
-    DesktopEntryIndex index({(root_ / "user").string()});
-    RunningApplicationsX11 applications(nullptr, &index);
-
-    setenv("GIO_LAUNCHED_DESKTOP_FILE", "/somewhere/org.example.Sleeper.desktop", 1);
-    testing::TestApplication sleeper("sleep", {"60"});
-    unsetenv("GIO_LAUNCHED_DESKTOP_FILE");
-    ASSERT_TRUE(sleeper.started());
-    // The child's environment is in place once it runs its own program.
-    ASSERT_TRUE(testing::waitUntil([&] {
-        return applications.applicationWithProcessIdentifier(sleeper.pid())->processName == "sleep";
-    }));
-    const auto found = applications.applicationWithProcessIdentifier(sleeper.pid());
-    EXPECT_EQ(found->desktopId, "org.example.Sleeper");
-    EXPECT_EQ(found->localizedName, "Sleeper");
-    EXPECT_EQ(found->flatpakId, "");
-    EXPECT_FALSE(applications.applicationWithProcessIdentifier(0));
-    EXPECT_FALSE(applications.applicationWithProcessIdentifier(999999999));
 }
 
 }  // namespace
