@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -32,11 +31,10 @@ struct FakeElement final : quillon::AccessibilityElement {
     quillon::ElementRef focusedElement;  // for application elements
 
     bool selectedTextSettable = false;
-    bool acceptsSelectedText = true;  // a settable write may still be refused
     // Writes report success but leave the text as it was (an application that ignores them).
     bool ignoresWrites = false;
 
-    // What a key press or a paste does to a text field: the text replaces the selection.
+    // What a key press does to a text field: the text replaces the selection.
     void typeAtCaret(const std::string& typed) {
         namespace offsets = quillon::unicode;
         std::string content = value.value_or("");
@@ -100,7 +98,7 @@ public:
     bool isSelectedTextSettable(const Ref& element) override { return of(element).selectedTextSettable; }
     bool setSelectedText(const Ref& element, const std::string& newText) override {
         FakeElement& e = record("setSelectedText", element);
-        if (!e.selectedTextSettable || !e.acceptsSelectedText) return false;
+        if (!e.selectedTextSettable) return false;
         if (!e.ignoresWrites) e.typeAtCaret(newText);
         return true;
     }
@@ -123,10 +121,7 @@ public:
     }
     bool performAction(const Ref& element, quillon::ElementAction action) override {
         const bool paste = action == quillon::ElementAction::paste;
-        FakeElement& e = record(paste ? "paste" : "press", element);
-        if (!e.actions.contains(action)) return false;
-        if (paste && pasteSource && !e.ignoresWrites) e.typeAtCaret(pasteSource());
-        return true;
+        return record(paste ? "paste" : "press", element).actions.contains(action);
     }
     std::optional<int> processIdentifier(const Ref& element) override { return of(element).processIdentifier; }
     std::string identity(const Ref& element) override { return of(element).id; }
@@ -137,8 +132,6 @@ public:
     Ref systemFocus;
     Ref focusedApp;
     std::map<int, Ref> applications;
-    // What a paste inserts: set by the test to the clipboard's current text.
-    std::function<std::string()> pasteSource;
     // "setSelectedText id", "setValue id", "setRange id location", "focus id", "press id", "paste id".
     std::vector<std::string> writes;
     // How many times each element's value was read.

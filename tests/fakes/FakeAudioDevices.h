@@ -6,8 +6,7 @@
 
 namespace quillon::testing {
 
-// Microphones a test sets; a test answers list requests itself (answer()) and plugs devices in
-// or out (plug()).
+// Microphones a test sets; a test answers list requests itself (answer()).
 class FakeAudioDevices final : public quillon::AudioDevices {
 public:
     void listInputDevices(ListCompletion completion) override { requests.push_back(std::move(completion)); }
@@ -21,10 +20,6 @@ public:
             if (failure.empty()) completion(devices);
             else completion(std::unexpected(failure));
         }
-    }
-    void plug(std::vector<quillon::AudioInputDevice> now) {
-        devices = std::move(now);
-        if (onDevicesChanged) onDevicesChanged();
     }
 
     std::vector<quillon::AudioInputDevice> devices;

@@ -18,12 +18,6 @@ public:
     }
     void clearCapsLockState() override { ++capsLockClears; }
 
-    // The system changing the mapping on its own, as a new keyboard or another program does.
-    void replaceBySystem(std::vector<quillon::KeyMappingEntry> newEntries) {
-        entries = std::move(newEntries);
-        if (onMappingChanged) onMappingChanged();
-    }
-
     std::vector<quillon::KeyMappingEntry> entries;
     bool refuseWrites = false;
     int writes = 0;

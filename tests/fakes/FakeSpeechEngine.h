@@ -17,15 +17,12 @@ public:
     using Results = std::vector<SpeechResult>;
 
     bool available = true;
-    std::optional<AudioFormat> format = AudioFormat{16000.0, 1};
-    std::optional<TranscriptionError> contextError, finalizeError;
+    std::optional<TranscriptionError> finalizeError;
     std::deque<Results> analyzeBatches;
     Results finalizeBatch;
     std::optional<std::pair<int, TranscriptionError>> analyzeFailure;  // at this 0-based call
 
     std::vector<TranscriberPreset> presets;
-    std::vector<std::string> locales;
-    std::vector<AnalysisContext> contexts;
     std::vector<std::int16_t> fed;
     int analyzeCalls = 0, finalizeCalls = 0, cancelCalls = 0, analyzersAlive = 0;
 
@@ -33,26 +30,17 @@ public:
     std::optional<std::string> supportedLocale(std::string_view identifier) const override {
         return identifier.starts_with("en") ? std::optional<std::string>("en-US") : std::nullopt;
     }
-    std::unique_ptr<SpeechTranscriber> makeTranscriber(const std::string& locale, TranscriberPreset preset) override {
+    std::unique_ptr<SpeechTranscriber> makeTranscriber(const std::string&, TranscriberPreset preset) override {
         presets.push_back(preset);
-        locales.push_back(locale);
         return std::make_unique<Transcriber>(*this);
     }
 
 private:
-    static std::expected<void, TranscriptionError> outcome(const std::optional<TranscriptionError>& error) {
-        if (error) return std::unexpected(*error);
-        return {};
-    }
-
     struct Analyzer final : SpeechAnalyzer {
         FakeSpeechEngine& e;
         explicit Analyzer(FakeSpeechEngine& engine) : e(engine) { ++e.analyzersAlive; }
         ~Analyzer() override { --e.analyzersAlive; }
-        std::expected<void, TranscriptionError> setContext(const AnalysisContext& context) override {
-            e.contexts.push_back(context);
-            return outcome(e.contextError);
-        }
+        std::expected<void, TranscriptionError> setContext(const AnalysisContext&) override { return {}; }
         std::expected<void, TranscriptionError> prepareToAnalyze(AudioFormat) override { return {}; }
         std::expected<void, TranscriptionError> analyze(std::span<const std::int16_t> samples,
                                                         const ResultHandler& onResult) override {
@@ -79,7 +67,7 @@ private:
         FakeSpeechEngine& e;
         explicit Transcriber(FakeSpeechEngine& engine) : e(engine) {}
         std::expected<void, TranscriptionError> ensureAssetsInstalled() override { return {}; }
-        std::optional<AudioFormat> bestAvailableAudioFormat() const override { return e.format; }
+        std::optional<AudioFormat> bestAvailableAudioFormat() const override { return AudioFormat{16000.0, 1}; }
         std::unique_ptr<SpeechAnalyzer> makeAnalyzer() override { return std::make_unique<Analyzer>(e); }
     };
 };

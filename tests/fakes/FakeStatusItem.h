@@ -1,19 +1,14 @@
 #pragma once
 
-#include <vector>
-
 #include "core/ports/StatusItem.h"
 
 namespace quillon::testing {
 
-// A tray icon that records how it was told to look; tests call its callbacks as clicks.
+// A tray icon; tests call its callbacks as clicks.
 class FakeStatusItem final : public quillon::StatusItem {
 public:
-    bool install(const std::string&) override { return trayHostPresent; }
-    void setAppearance(const quillon::StatusItemAppearance& appearance) override { appearances.push_back(appearance); }
-
-    bool trayHostPresent = true;
-    std::vector<quillon::StatusItemAppearance> appearances;
+    bool install(const std::string&) override { return true; }
+    void setAppearance(const quillon::StatusItemAppearance&) override {}
 };
 
 }  // namespace quillon::testing

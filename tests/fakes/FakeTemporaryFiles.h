@@ -18,11 +18,7 @@ public:
     std::filesystem::path folder = "/run/user/1000/quillon";
     std::optional<std::error_code> failure;
 
-    std::string content(const std::string& name) const {
-        std::lock_guard lock(mutex_);
-        const auto found = files_.find(name);
-        return found == files_.end() ? std::string() : found->second;
-    }
+    std::string content(const std::string& name) const { return read(name).value_or(""); }
 
     std::filesystem::path directory() const override { return folder; }
 

@@ -2,27 +2,24 @@
 
 #include <vector>
 
+#include "core/audio/AudioDeviceManager.h"
 #include "core/audio/LiveAudioFileRecorder.h"
-#include "fakes/FakeTemporaryFiles.h"
-#include "core/audio/LiveAudioPreferences.h"
+#include "core/audio/MicrophonePermission.h"
 #include "core/audio/SystemAudioSourceCatalog.h"
+#include "core/audio/WAVWriter.h"
 #include "core/base/ManualScheduler.h"
+#include "fakes/FakeAudioDevices.h"
 #include "fakes/FakeAudioFileWriter.h"
-#include "fakes/FakeKeyValueStore.h"
+#include "fakes/FakeMicrophoneAccess.h"
 #include "fakes/FakeSystemAudioProcesses.h"
+#include "fakes/FakeTemporaryFiles.h"
+#include "fakes/FakeWritableFile.h"
+#include "fakes/TestLog.h"
 
 namespace quillon {
 namespace {
 
 using namespace std::chrono_literals;
-
-TEST(LiveAudioConfigurationTest, AStoredModeOfAnotherVersionReadsAsTheMicrophone) {
-    testing::FakeKeyValueStore store;
-    store.seed("liveTranscript.audioMode", std::string("speakers"));
-    EXPECT_EQ(LiveAudioPreferences::configuration(store),
-              (LiveAudioConfiguration{LiveAudioMode::microphone, std::nullopt, "System Audio"}));
-    EXPECT_EQ(store.writes(), 0);
-}
 
 SystemAudioProcess stream(int pid, std::string application, std::string name, bool playing) {
     return {pid, "process-" + std::to_string(pid), std::move(application), std::move(name), "", playing};
@@ -32,12 +29,9 @@ TEST(SystemAudioSourceCatalogTest, GroupsByApplicationPlayingFirstThenByNameWith
     ManualScheduler main;
     testing::FakeSystemAudioProcesses processes;
     processes.list = {
-        stream(10, "zeta", "zeta player", false),
-        stream(20, "chromium", "Chromium", false),
-        stream(21, "chromium", "Chromium", true),
-        stream(30, "quillon", "Quillon", true),
-        stream(40, "alpha", "Alpha", false),
-        stream(50, "beta", "beta", false),
+        stream(10, "zeta", "zeta player", false), stream(20, "chromium", "Chromium", false),
+        stream(21, "chromium", "Chromium", true), stream(30, "quillon", "Quillon", true),
+        stream(40, "alpha", "Alpha", false),      stream(50, "beta", "beta", false),
     };
     SystemAudioSourceCatalog catalog(main, processes, "quillon");
     int changes = 0;
@@ -53,8 +47,6 @@ TEST(SystemAudioSourceCatalogTest, GroupsByApplicationPlayingFirstThenByNameWith
     main.advance(2s);
     EXPECT_EQ(changes, 1);
     EXPECT_EQ(catalog.applications()[1].bundleIdentifier, "zeta");
-    main.advance(2s);
-    EXPECT_EQ(changes, 2);  // observers hear of every rebuild
 }
 
 struct RecorderWorld {
@@ -130,6 +122,150 @@ TEST(LiveAudioFileRecorderTest, ReportsOneWriteErrorPerRecordingAndFailsToStartC
     }
     ASSERT_EQ(world.errors.size(), 2u);
     EXPECT_EQ(world.errors[0].description(), "Could not write the audio recording: no space");
+}
+
+using testing::FakeFileContents;
+using testing::FakeWritableFile;
+
+std::uint32_t readU32(const std::vector<std::byte>& bytes, std::size_t at) {
+    std::uint32_t value = 0;
+    for (std::size_t i = 0; i < 4; ++i) value |= std::to_integer<std::uint32_t>(bytes[at + i]) << (8 * i);
+    return value;
+}
+
+struct WriterWorld {
+    std::shared_ptr<FakeFileContents> contents = std::make_shared<FakeFileContents>();
+    WAVWriter writer{std::make_unique<FakeWritableFile>(contents)};
+};
+
+// A failed header is written again with the next block; a failed block counts in no size.
+TEST(WAVWriter, SizesCountOnlyWhatWasWrittenInFull) {
+    WriterWorld world;
+    const std::vector<std::byte> block(4, std::byte{7});
+    for (const bool headerWritten : {false, true}) {
+        world.contents->failWritesAfter = 0;
+        EXPECT_FALSE(world.writer.write(block));
+        EXPECT_EQ(world.writer.isHeaderWritten(), headerWritten);
+        world.contents->failWritesAfter = -1;
+        ASSERT_TRUE(world.writer.write(block));
+    }
+    ASSERT_TRUE(world.writer.finalize());
+
+    const auto& bytes = world.contents->bytes;
+    EXPECT_EQ(bytes.size(), 44u + 8u);
+    EXPECT_EQ(readU32(bytes, 4), bytes.size() - 8);
+    EXPECT_EQ(readU32(bytes, 40), bytes.size() - 44);
+}
+
+// The header's layout and sizes in a real file are the sound integration test's; here the failures.
+TEST(WAVWriter, FinalizeStopsAtTheFailingStepAndReportsIt) {
+    struct Case {
+        const char* name;
+        void (*inject)(FakeFileContents&);
+        std::uint32_t dataSizeInHeader;  // what has been patched in already stays
+    };
+    for (const auto& c : {Case{"seek", [](FakeFileContents& f) { f.failSeek = true; }, 0},
+                          Case{"write", [](FakeFileContents& f) { f.failWritesAfter = 0; }, 0},
+                          Case{"close", [](FakeFileContents& f) { f.failClose = true; }, 4}}) {
+        SCOPED_TRACE(c.name);
+        WriterWorld world;
+        ASSERT_TRUE(world.writer.write(std::vector<std::byte>(4, std::byte{7})));
+        c.inject(*world.contents);
+        const auto result = world.writer.finalize();
+        ASSERT_FALSE(result);
+        EXPECT_FALSE(result.error().empty());
+        EXPECT_EQ(readU32(world.contents->bytes, 40), c.dataSizeInHeader);
+        EXPECT_FALSE(world.contents->closed);
+    }
+}
+
+using testing::FakeAudioDevices;
+using testing::FakeMicrophoneAccess;
+
+const AudioDevice defaultRow{"system", "System Default", "System Default"};
+
+struct DeviceWorld {
+    DeviceWorld() { port.devices = {{"alsa_input.usb", "USB Microphone"}, {"mic", "Built-in Microphone"}}; }
+
+    void settle() {
+        main.runUntilIdle();
+        port.answer();
+        main.runUntilIdle();
+    }
+
+    ManualScheduler main;
+    testing::TestLog log{main};
+    FakeAudioDevices port;
+    AudioDeviceManager manager{port, main, log.logger(LogCategory::audio)};
+};
+
+TEST(AudioDeviceManager, ListsMicrophonesAfterTheDefaultRowAndOnlyItWhenTheServerFails) {
+    DeviceWorld world;
+    EXPECT_EQ(world.manager.devices(), std::vector<AudioDevice>{defaultRow});
+    world.settle();
+    EXPECT_EQ(world.manager.devices(),
+              (std::vector<AudioDevice>{defaultRow, {"alsa_input.usb", "USB Microphone", "alsa_input.usb"},
+                                        {"mic", "Built-in Microphone", "mic"}}));
+
+    world.port.failure = "The sound server is not running";
+    world.manager.updateDevices();
+    world.settle();
+    EXPECT_EQ(world.manager.devices(), std::vector<AudioDevice>{defaultRow});
+}
+
+TEST(AudioDeviceManager, StoredChoiceFallsBackToTheDefaultOnlyWhenItIsGone) {
+    DeviceWorld world;
+    EXPECT_EQ(world.manager.inputDeviceForUID("alsa_input.gone"), "alsa_input.gone") << "trusted before the first list";
+    world.settle();
+    struct Case {
+        std::string stored;
+        std::optional<std::string> recorded;
+    };
+    for (const auto& c : {Case{"System Default", std::nullopt}, Case{"alsa_input.usb", "alsa_input.usb"},
+                          Case{"alsa_input.gone", std::nullopt}}) {
+        EXPECT_EQ(world.manager.inputDeviceForUID(c.stored), c.recorded) << c.stored;
+    }
+    EXPECT_EQ(world.log.output.countContaining("alsa_input.gone is no longer available"), 1u)
+        << "the fallback is logged";
+}
+
+TEST(AudioDeviceManager, AnswerAfterDestructionIsDropped) {
+    ManualScheduler main;
+    testing::TestLog log{main};
+    FakeAudioDevices port;
+    { AudioDeviceManager manager(port, main, log.logger(LogCategory::audio)); }
+    EXPECT_FALSE(port.onDevicesChanged);
+    port.answer();
+    main.runUntilIdle();
+}
+
+TEST(MicrophonePermission, TheDesktopIsAskedOnlyWhileUndecidedAndAnswersOnTheMainThread) {
+    struct Case {
+        RecordPermission state;
+        std::optional<bool> platformAnswer;
+        bool granted;
+    };
+    for (const auto& c : {Case{RecordPermission::undetermined, true, true},
+                          Case{RecordPermission::undetermined, false, false},
+                          Case{RecordPermission::granted, std::nullopt, true},
+                          Case{RecordPermission::denied, std::nullopt, false}}) {
+        SCOPED_TRACE(static_cast<int>(c.state));
+        ManualScheduler main;
+        testing::TestLog log{main};
+        FakeMicrophoneAccess access;
+        access.permission = c.state;
+        MicrophonePermission permission(access, main, log.logger(LogCategory::app));
+        std::optional<bool> completed;
+        permission.requestMicrophoneAccess([&](bool granted) { completed = granted; });
+        EXPECT_EQ(access.requests.size(), c.platformAnswer ? 1u : 0u);
+        if (c.platformAnswer) {
+            access.answer(*c.platformAnswer);
+            EXPECT_FALSE(completed) << "the answer hops to the main thread";
+            main.runUntilIdle();
+        }
+        EXPECT_EQ(completed, c.granted);
+        EXPECT_EQ(permission.microphonePermissionGranted(), c.granted);
+    }
 }
 
 }  // namespace

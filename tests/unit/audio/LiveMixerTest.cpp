@@ -1,12 +1,17 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
-#include <numeric>
 #include <vector>
 
+#include "core/audio/LevelMeter.h"
+#include "core/audio/LiveAudioCaptureController.h"
 #include "core/audio/PCM16LiveMixer.h"
 #include "core/audio/SampleFIFO.h"
 #include "core/base/ManualScheduler.h"
+#include "fakes/FakeAudioCapture.h"
+#include "fakes/FakeRealFFT.h"
+#include "fakes/FakeWallClock.h"
 
 namespace quillon {
 namespace {
@@ -138,22 +143,15 @@ TEST(PCM16LiveMixerTest, StartUpWaitsForBothSourcesOrFiveTicksWithOne) {
         {"neither", {}, 0, 0},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         const auto perTick = runTicks(10, c.deliveries);
-        int first = 0;
-        for (int i = 0; i < 10; ++i) {
-            if (!perTick[static_cast<std::size_t>(i)].empty()) {
-                first = i + 1;
-                break;
-            }
-        }
-        EXPECT_EQ(first, c.firstEmittingTick) << c.name;
-        if (first == 0) continue;
-        EXPECT_EQ(perTick[static_cast<std::size_t>(first - 1)], std::vector<std::int16_t>(960, c.firstValue)) << c.name;
+        const auto first = std::ranges::find_if(perTick, [](const auto& block) { return !block.empty(); });
+        EXPECT_EQ(first == perTick.end() ? 0 : first - perTick.begin() + 1, c.firstEmittingTick);
+        if (first == perTick.end()) continue;
+        EXPECT_EQ(*first, std::vector<std::int16_t>(960, c.firstValue));
         // From then on every tick emits, silence once the FIFOs are empty.
-        for (int i = first; i < 10; ++i) {
-            EXPECT_EQ(perTick[static_cast<std::size_t>(i)].size(), 960u) << c.name << " tick " << i + 1;
-        }
-        EXPECT_EQ(perTick[9], std::vector<std::int16_t>(960, 0)) << c.name;
+        EXPECT_TRUE(std::all_of(first, perTick.end(), [](const auto& block) { return block.size() == 960; }));
+        EXPECT_EQ(perTick.back(), std::vector<std::int16_t>(960, 0));
     }
 }
 
@@ -213,6 +211,119 @@ TEST(PCM16LiveMixerTest, TwoClocksOneRunningFastStayWithinTheLimitForAMinute) {
     EXPECT_LE(largestMicrophoneBacklog, 960u);
     EXPECT_LE(largestLead, SampleFIFO::maximumAvailable);
     EXPECT_GT(largestLead, 20000u);  // 1 % of a minute is 28800 samples ahead
+}
+
+using testing::CallJournal;
+
+const LiveAudioConfiguration microphone{LiveAudioMode::microphone, std::nullopt, "System Audio"};
+const LiveAudioConfiguration allSystemAudio{LiveAudioMode::systemAudio, std::nullopt, "System Audio"};
+const LiveAudioConfiguration callApp{LiveAudioMode::systemAudio, "chromium", "Chromium"};
+const LiveAudioConfiguration callAppRenamed{LiveAudioMode::systemAudio, "chromium", "Chromium Web Browser"};
+const LiveAudioConfiguration mixed{LiveAudioMode::microphoneAndSystemAudio, "chromium", "Chromium"};
+
+const AudioCaptureError appGone{AudioCaptureError::Kind::applicationUnavailable, ""};
+
+struct World {
+    ManualScheduler main;
+    ManualScheduler mixerQueue;
+    CallJournal journal;
+    testing::FakeAudioCapture microphone;
+    testing::FakeSystemAudioTap tap;
+    LiveAudioCaptureController controller{main, mixerQueue, microphone, tap};
+
+    World() {
+        microphone.journal = &journal;
+        tap.journal = &journal;
+    }
+};
+
+TEST(LiveAudioCaptureControllerTest, FailedStartStopsWhatAlreadyRan) {
+    World world;
+    world.tap.startFailures = {appGone};
+    auto started = world.controller.start(mixed);
+    ASSERT_FALSE(started);
+    EXPECT_EQ(started.error(), appGone);
+    EXPECT_FALSE(world.microphone.running);
+    EXPECT_FALSE(world.controller.isRunning());
+}
+
+TEST(LiveAudioCaptureControllerTest, ReconfigureRestartsOnlyForAChangeAndStopsWithBothErrorsWhenNothingStarts) {
+    for (const auto& [target, restarts] : {std::pair{callApp, false}, std::pair{callAppRenamed, true}}) {
+        World world;
+        ASSERT_TRUE(world.controller.start(callApp));
+        world.journal.clear();
+        EXPECT_TRUE(world.controller.reconfigure(target));
+        EXPECT_EQ(world.controller.currentConfiguration(), target);
+        EXPECT_TRUE(world.controller.isRunning());
+        EXPECT_EQ(!world.journal.empty(), restarts) << target.displayName();
+    }
+    World world;
+    ASSERT_TRUE(world.controller.start(callApp));
+    world.tap.startFailures = {appGone, appGone};  // the change, then the restoration
+    const auto result = world.controller.reconfigure(allSystemAudio);
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error(), (LiveAudioReconfigureError{LiveAudioCaptureError{appGone, appGone}}));
+    EXPECT_FALSE(world.controller.isRunning());
+    EXPECT_FALSE(world.controller.currentConfiguration());
+    // Stopped for good: a later change starts from nothing.
+    EXPECT_TRUE(world.controller.reconfigure(microphone));
+    EXPECT_EQ(world.controller.currentConfiguration(), microphone);
+}
+
+TEST(LiveAudioCaptureControllerTest, RunTimeErrorsReachTheMainQueueOncePerCaptureAndCaptureGoesOn) {
+    World world;
+    std::vector<AudioCaptureError> errors;
+    world.controller.onError = [&](const AudioCaptureError& e) { errors.push_back(e); };
+    ASSERT_TRUE(world.controller.start(microphone));
+    const AudioCaptureError lost{AudioCaptureError::Kind::connectionLost, ""};
+    world.microphone.fail(lost);
+    EXPECT_TRUE(errors.empty());
+    world.tap.error(lost);  // the server's death fails every source: one report
+    world.main.runUntilIdle();
+    EXPECT_EQ(errors, std::vector<AudioCaptureError>{lost});
+    EXPECT_TRUE(world.controller.isRunning());
+
+    // An error of a capture that has since stopped is dropped; the next capture reports again.
+    world.microphone.fail(lost);
+    world.controller.stop();
+    ASSERT_TRUE(world.controller.start(microphone));
+    world.main.runUntilIdle();
+    EXPECT_EQ(errors.size(), 1u);
+    world.microphone.fail(lost);
+    world.main.runUntilIdle();
+    EXPECT_EQ(errors.size(), 2u);
+}
+
+// A band whose mean squared magnitude is 1 sits at 0 dB: 0.9 before the overall mix, and with an
+// overall level of 0.8 the mix gives (0.9 + 0.08 - 0.08) / 0.92 = 0.978261, to the power 1.45.
+constexpr float fullBand = 0.968633f;
+
+// At 16 kHz the bands span bins [5,13) [12,29) [28,69) [68,162) [161,385); at 8 kHz the range
+// ends at the Nyquist frequency and the last band is [234,512).
+TEST(LevelMeter, SpectralBandsMatchHandComputedEdges) {
+    struct Case {
+        const char* name;
+        float sampleRate;
+        std::size_t bin;  // the one bin that carries energy
+        float energy;     // spread over the band it falls in
+        std::array<float, 5> expected;
+    };
+    const Case cases[] = {
+        {"lowest", 16000.0f, 8, 8.0f, {fullBand, 0, 0, 0, 0}},
+        {"overlapping edge bin counts in both", 16000.0f, 12, 1.7f, {0.836642f, 0.774616f, 0, 0, 0}},
+        {"bin zero is never used", 16000.0f, 0, 1e6f, {0, 0, 0, 0, 0}},
+        {"top band reaches Nyquist at 8 kHz", 8000.0f, 511, 278.0f, {0, 0, 0, 0, fullBand}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        testing::FakeRealFFT fft;
+        ManualScheduler queue;
+        testing::FakeWallClock clock;
+        LevelMeter meter{fft, queue, clock};
+        fft.spectrum[c.bin] = c.energy;
+        const auto bands = meter.spectralBandLevels(std::vector<float>(1024, 0.25f), c.sampleRate, 0.8f);
+        for (std::size_t i = 0; i < 5; ++i) EXPECT_NEAR(bands[i], c.expected[i], 2e-5f) << "band " << i;
+    }
 }
 
 }  // namespace
