@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include "DesktopWorld.h"
+#include "core/insertion/AccessibilityPermission.h"
 #include "fakes/FakeSyntheticKeyboard.h"
+#include "fakes/FakeUrlOpener.h"
+#include "platform/linux/accessibility/AccessibilityBusStatus.h"
 
 namespace quillon {
 namespace {
@@ -18,6 +21,27 @@ TEST_F(DesktopFailureTest, ZenityEntryGetsTheTextItPrintsOnReturn) {
     ASSERT_TRUE(world.inserter.insertText("Grüße aus 日本"));
     ASSERT_TRUE(world.keyboard.pressKey(SyntheticKey::returnKey));
     EXPECT_EQ(zenity->readLine(seconds(10)), "Grüße aus 日本");
+}
+
+TEST_F(DesktopFailureTest, AccessibilitySwitchedOffRefusesAndGrantingSwitchesItOn) {
+    auto app = startGtk({}, "plain");
+    ASSERT_TRUE(app);
+    ASSERT_TRUE(world.waitForFocusedField(app->pid()));
+    testing::FakeUrlOpener settingsPages;
+    AccessibilityPermission permission(world.accessibility, settingsPages, world.log.logger(LogCategory::app));
+
+    ASSERT_EQ(AccessibilityBusStatus::setEnabled(false), std::nullopt);
+    permission.checkAccessibilityPermission();
+    EXPECT_FALSE(permission.accessibilityPermissionGranted());
+    const auto refused = world.inserter.insertText("x");
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error(), TextInsertionError::accessibilityNotGranted);
+    EXPECT_EQ(world.inserter.captureFocusedTextTarget().error(), TextInsertionError::accessibilityNotGranted);
+
+    permission.openSystemSettings();
+    EXPECT_TRUE(permission.accessibilityPermissionGranted());
+    EXPECT_TRUE(settingsPages.opened.empty()) << "switching the service on was enough";
+    EXPECT_TRUE(world.inserter.insertText("x"));
 }
 
 // What the time-outs cost is measured by bench/insertion; here, that a hung application fails
