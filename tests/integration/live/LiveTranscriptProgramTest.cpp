@@ -2,13 +2,13 @@
 // from the tray icon starts it, and the panel is then read and operated over the accessibility
 // bus. Speech from espeak-ng plays into the session's microphone or from an application; the
 // words are found in the panel's transcript, a correction typed into it meanwhile stays, another
-// source is chosen, and the real `codex app-server`, on a model provider served here, writes the summary and
-// cleans the text.
+// source is chosen, the audio is recorded and saved through the file dialog, and the real
+// `codex app-server`, on a model provider served here, writes the summary and cleans the text.
 //
-// What Qt exposes: the panel (a tool window) with its buttons, transcript and summary. What it does not:
-// Qt::Popup windows, so neither the popover nor the source menu (a QMenu) is in the tree. Both are reached by
-// the keyboard, which is how their focus reaches a screen reader too, and the choice is read back from the
-// button it belongs to.
+// What Qt exposes: the panel (a tool window) with its buttons, transcript and summary, and the
+// file dialog. What it does not: Qt::Popup windows, so neither the popover nor the source menu
+// (a QMenu) is in the tree. Both are reached by the keyboard, which is how their focus reaches a
+// screen reader too, and the choice is read back from the button it belongs to.
 //
 // PocketSphinx on speech played through the sound server, on a loaded machine, may miss a word:
 // a phrase counts as heard when half its words or more come in order.
@@ -45,7 +45,7 @@ protected:
                                       "string:IsEnabled", "variant:boolean:true"}));
         tray.emplace();
         ASSERT_TRUE(tray->ready());
-        ASSERT_TRUE(QDir(scratch.path()).mkpath("home"));
+        ASSERT_TRUE(QDir(scratch.path()).mkpath("home/Music"));
     }
 
     // Quillon, with its home in the scratch folder, started from the popover on the microphone.
@@ -145,7 +145,7 @@ protected:
     int recordings = 0;
 };
 
-TEST_F(LiveTranscriptProgram, AScreenReaderUserFollowsCorrectsAndSwitchesTheTranscript) {
+TEST_F(LiveTranscriptProgram, AScreenReaderUserFollowsCorrectsSwitchesAndRecordsTheTranscript) {
     startTranscript();
     const QString first = "hello world. the president of the united states.";
     say(first);
@@ -182,6 +182,23 @@ TEST_F(LiveTranscriptProgram, AScreenReaderUserFollowsCorrectsAndSwitchesTheTran
     EXPECT_TRUE(serveEventsUntil([&] { return source->description() == "paplay"; })) << source->description();
     EXPECT_TRUE(heard(third)) << transcript() << quillon->log();
 
+    // Its audio recorded while it plays, and saved as the file dialog suggests, in Music.
+    ASSERT_TRUE(press("Record audio"));
+    const auto recorder = waitForNode(*quillon, "push button", "Stop and save audio recording");
+    ASSERT_TRUE(recorder) << quillon->log();
+    const auto words = transcript().size();
+    ASSERT_TRUE(serveEventsUntil([&] { return transcript().size() > words; }))
+        << "nothing heard while recording";
+    ASSERT_TRUE(recorder->press());
+    const auto fileName = waitForNode(*quillon, "text", "File name:");
+    ASSERT_TRUE(fileName) << quillon->log();
+    const QString saved = scratch.filePath("home/Music/") + QString::fromStdString(fileName->text());
+    EXPECT_TRUE(saved.endsWith(".m4a")) << saved.toStdString();
+    ASSERT_TRUE(press("Save Recording"));
+    ASSERT_TRUE(quillon->waitForLog("Saved live audio recording")) << quillon->log();
+    const auto probed = run(
+        "ffprobe", {"-v", "error", "-show_entries", "stream=codec_type,codec_name", "-of", "csv=p=0", saved});
+    EXPECT_EQ(probed.value_or("(not an audio file)").trimmed(), "aac,audio");
     application->kill();
     application->waitForFinished();
 
