@@ -25,14 +25,13 @@ public:
 
     explicit WAVWriter(std::unique_ptr<WritableFile> file);
 
-    // Appends one block; a failed write leaves dataSize() as it was.
+    // Appends one block; a failed write leaves the size the header will carry as it was.
     std::expected<void, std::string> write(std::span<const std::byte> block);
 
     // Patches the two sizes and closes the file. A writer that never wrote does nothing, and its
     // file stays empty. A file beyond 4 GiB is a fatal error (37 hours of speech in one chunk).
     std::expected<void, std::string> finalize();
 
-    std::uint64_t dataSize() const { return dataSize_; }
     bool isHeaderWritten() const { return isHeaderWritten_; }
 
 private:
