@@ -1,3 +1,5 @@
+// Where audio comes from and goes to: the system audio catalogue, the microphones and their
+// permission, and the WAV files that recordings are written to.
 #include <gtest/gtest.h>
 
 #include <vector>

@@ -1,3 +1,5 @@
+// The live audio stream on its way to the recogniser: the sample FIFO, the two-source mixer, the
+// capture controller that starts and restarts the sources, and the level meter.
 #include <gtest/gtest.h>
 
 #include <algorithm>
